@@ -1,0 +1,16 @@
+# One place for the warning flags every target of ours gets.
+function(nua_warnings target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow=local -Wnon-virtual-dtor)
+  if(NUA_WERROR)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+# A core library: one folder, one static library, linking only the folders below it.
+function(nua_core_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_library(nua_${name} STATIC ${ARG_SOURCES})
+  target_include_directories(nua_${name} PUBLIC ${PROJECT_SOURCE_DIR}/src/core)
+  target_link_libraries(nua_${name} PUBLIC ${ARG_DEPS})
+  nua_warnings(nua_${name})
+endfunction()
