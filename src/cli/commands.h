@@ -1,0 +1,12 @@
+// The subcommands of nua-recover; each returns the process exit code.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace nua::cli {
+
+int planCommand(const std::vector<std::string>& args);
+int infoCommand(const std::vector<std::string>& args);
+
+}  // namespace nua::cli

@@ -1,0 +1,45 @@
+// nua-recover: the command-line front end over the same controller as the desktop program.
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "commands.h"
+
+namespace {
+
+const char* kUsage =
+    "usage: nua-recover COMMAND [options]\n"
+    "\n"
+    "commands:\n"
+    "  plan     show which screens and which scan the wizard would choose (nua-recover plan --help)\n"
+    "  info     describe a device or disk image: size, sector size, partition map or file system\n"
+    "\n"
+    "options:\n"
+    "  --help     this text\n"
+    "  --version  the program's version\n"
+    "\n"
+    "Sources are only ever opened read-only.\n";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    std::fputs(kUsage, stderr);
+    return 2;
+  }
+  const std::string command = args.front();
+  args.erase(args.begin());
+  if (command == "--help" || command == "-h" || command == "help") {
+    std::fputs(kUsage, stdout);
+    return 0;
+  }
+  if (command == "--version") {
+    std::printf("nua-recover %s\n", NUA_VERSION);
+    return 0;
+  }
+  if (command == "plan") return nua::cli::planCommand(args);
+  if (command == "info") return nua::cli::infoCommand(args);
+  std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
+  return 2;
+}

@@ -1,0 +1,153 @@
+// The application controller: owns the wizard state and turns the user's choices (goal, mode,
+// target, file types, range) into one scan thread with one argument array. Toolkit-free: screens
+// are shown through WizardView, alerts through UiBridge, scans start through ScanLauncher.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/media_sources.h"
+#include "app/scan_launcher.h"
+#include "app/wizard_view.h"
+#include "base/dict.h"
+#include "base/ui_bridge.h"
+#include "media/device_lists.h"
+#include "signature/sig_node.h"
+
+namespace nua {
+
+class DMedia;
+class Volume;
+
+class Kelvo_Recovery_SoftwareAppDelegate {  // NOLINT(readability-identifier-naming): the controller's name
+ public:
+  Kelvo_Recovery_SoftwareAppDelegate(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
+  ~Kelvo_Recovery_SoftwareAppDelegate();
+
+  // Goal buttons of "Main Screen".
+  void recoverFiles();
+  void recoverPhotos();
+  void recoverPartitionAndDrives();
+  // Mode handlers: scanMode 0 to 5.
+  void recoverFilesFast();
+  void recoverFilesAdvanced();
+  void recoverPhotosFast();
+  void recoverPhotosAdvanced();
+  void recoverPartitionAndDrivesFast();
+  void recoverPartitionAndDrivesAdvanced();
+
+  // Drive list.
+  void runSheetForDrivesLoading();
+  void refreshDrivesList();
+  // Rows of the drive table for the current scanMode (mode 3: each disk followed by its volumes).
+  [[nodiscard]] std::vector<Dict> drivesListRows() const;
+  void selectDrivesListRow(int row);  // -1 clears the selection
+  void nextButtonInDrivesListTabClicked();
+  void prepareForScan();
+
+  // Partition list and lost-volume list.
+  void selectPTListRow(int row);
+  void chechBoxForScanForVolumesClicked(bool on);
+  void ptListNextClicked();
+  void volumeFromPTIsSelected();
+  // The lost-volume scan has ended with these volumes: fill and show "PT scan list".
+  void showPTScanList(std::vector<Dict> foundVolumes);
+  void selectPTScanListRow(int row);
+  void ptScanListNextClicked();
+
+  // Tree scan mode and signatures.
+  void treeScanModeStdScanClicked();
+  void treeScanModeAdvScanClicked();
+  void prepareForSignatureSearch();
+  void loadSigData();
+  void deselectAllSig();
+  void selectAllSig();
+  void setRawSearchBox(bool on);
+  void sigSelNextClicked();
+  void skipButtonSigTabClicked();
+
+  // Range and start.
+  void setSliderValues(float start, float end);
+  void rawSliderChanged();
+  void setTextFieldRawSizeDrvVol();
+  // `resume` stands for the string-typed sender of a crashed-scan resume.
+  void rawSliderNextClicked(bool resume = false);
+
+  // Wizard state, named as everywhere in the program.
+  std::int32_t scanMode = -1;
+  std::int32_t treeScanMode = -1;
+  std::int32_t rawSearchMode = 0;
+  std::int32_t isPTListOrPTScanListChosen = -1;
+  std::int32_t displayDrvOrVolOrBoth = -1;
+  Dict selectedDrvOrVolDict;
+  std::shared_ptr<DMedia> selectedDrive;
+  std::shared_ptr<Volume> selectedVolume;
+  std::vector<Dict> partitionListDictArray;
+  std::vector<Dict> partitionScanListDictArray;
+  std::vector<std::shared_ptr<SigNode>> sigRootArray;
+  SigSelArray sigSelArray;
+  std::vector<std::string> autoRecSigExtArray;
+  std::uint64_t autoRecBeginSize = 0;
+  std::string mainScanStatus;
+  std::chrono::system_clock::time_point scanStartDate;
+  std::int32_t sigDataLoadCount = 0;
+
+  // Process-wide flags.
+  std::atomic<bool> autoStartAfterRawCrash{false};
+  std::atomic<bool> scanIsRunning{false};
+
+  // The lists as last built; readers on any thread consult the published snapshot.
+  DriveListing drives;
+  DeviceListStore& deviceListStore() { return deviceLists_; }
+  [[nodiscard]] UiBridge& ui() { return ui_; }
+
+  // Controls whose state the wizard reads back.
+  [[nodiscard]] bool rawSearchBoxOn() const { return rawSearchBox_.checked; }
+  [[nodiscard]] bool rawSearchBoxEnabled() const { return rawSearchBox_.enabled; }
+  [[nodiscard]] bool skipEnabled() const { return skipEnabled_; }
+  [[nodiscard]] bool scanForVolumesBoxOn() const { return scanForVolumesBox_; }
+  [[nodiscard]] float startSliderValue() const { return startSlider_; }
+  [[nodiscard]] float endSliderValue() const { return endSlider_; }
+
+ private:
+  struct CheckBox {
+    bool checked = false;
+    bool enabled = true;
+    bool hidden = false;
+  };
+  void enterMode(std::int32_t mode);
+  void showModeScreen(const char* identifier);
+  void setSkipEnabled(bool enabled);
+  void updateSliderTexts();
+  void gatherSigSelArray();
+  [[nodiscard]] bool sigSkipped() const { return sigRootArray.empty(); }
+  [[nodiscard]] std::string displayName() const;
+  [[nodiscard]] std::string drivesListHeading() const;
+  [[nodiscard]] float sliderValue(bool start) const { return start ? startSlider_ : endSlider_; }
+  void startScan(bool resume);
+  void showAlert(const std::string& title, const std::string& text);
+
+  WizardView& view_;
+  UiBridge& ui_;
+  ScanLauncher& launcher_;
+  MediaSources sources_;
+  DeviceListStore deviceLists_;
+  int drivesListSelection_ = -1;
+  int ptListSelection_ = -1;
+  int ptScanListSelection_ = -1;
+  bool zeroTableViewDrivesList_ = false;
+  bool skipEnabled_ = true;
+  CheckBox rawSearchBox_;
+  bool scanForVolumesBox_ = false;
+  float startSlider_ = 0.0f;
+  float endSlider_ = 100.0f;
+};
+
+// The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.
+[[nodiscard]] const char* statusFormatForScanMode(std::int32_t scanMode);
+
+}  // namespace nua

@@ -1,0 +1,31 @@
+// Where the wizard gets its lists from: discovery of drives and volumes, and the partition map of a
+// chosen disk. Front ends and tests supply them; the controller only calls them.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "base/dict.h"
+#include "signature/sig_node.h"
+
+namespace nua {
+
+class DMedia;
+
+struct DriveListing {
+  std::vector<Dict> driveDictArray;
+  std::vector<Dict> volumeDictArray;
+  std::vector<Dict> volumeDictArrayHFSOnly;
+};
+
+struct MediaSources {
+  // `initialDriveList`: builds the lists anew.
+  std::function<DriveListing()> initialDriveList;
+  // `initialize:` of a drive: the volumes of its partition map.
+  std::function<std::vector<Dict>(DMedia&)> partitionsOfDrive;
+  // `loadSigData` for a scan mode: the category nodes of that mode's catalog.
+  std::function<std::vector<std::shared_ptr<SigNode>>(int scanMode)> loadSigData;
+};
+
+}  // namespace nua

@@ -1,0 +1,210 @@
+#include "app/wizard_plan.h"
+
+#include <memory>
+
+#include "app/kelvo_recovery_software_app_delegate.h"
+#include "media/dmedia.h"
+#include "signature/sig.h"
+
+namespace nua {
+namespace {
+
+constexpr std::uint64_t kPlanSizeBytes = 64ULL * 1000 * 1000 * 1000;
+constexpr const char* kDiskPath = "/dev/plan-disk";
+
+class RecordingView : public NullWizardView {
+ public:
+  void showTab(const std::string& identifier) override {
+    current = identifier;
+    if (recording) screens.push_back(identifier);
+  }
+  bool recording = false;
+  std::string current;
+  std::vector<std::string> screens;
+};
+
+class RecordingUi : public UiBridge {
+ public:
+  int runAlertPanel(const Alert& alert) override {
+    alerts.push_back(alert);
+    return 0;
+  }
+  void terminateApp() override {}
+  void previewClose() override {}
+  std::vector<Alert> alerts;
+};
+
+class RecordingLauncher : public ScanLauncher {
+ public:
+  void detach(ScanEntry scanEntry, std::shared_ptr<Volume>, ScanArguments arguments) override {
+    entry = scanEntryName(scanEntry);
+    args = std::move(arguments);
+  }
+  void detachVolumeScan(std::shared_ptr<DMedia>) override { volumeScanStarted = true; }
+  std::string entry = "none";
+  ScanArguments args;
+  bool volumeScanStarted = false;
+};
+
+Dict diskDict() {
+  return Dict{{"WhetherDiskDict", true},       {"Path", kDiskPath},
+              {"Preferred Block Size", 512},   {"Size", kPlanSizeBytes},
+              {"device model", "Plan Disk"},   {"device serial", "0001"},
+              {"device revision", "1.0"},      {"Content", "GUID_partition_scheme"}};
+}
+
+Dict volumeDict(const WizardPlanRequest& r) {
+  const bool hfs = r.content.rfind("Apple", 0) == 0;
+  return Dict{{"WhetherVolume", true},
+              {"Path", "/dev/plan-volume"},
+              {"Preferred Block Size", 512},
+              {"Size", kPlanSizeBytes},
+              {"Volume Name", "Untitled"},
+              {"Content", r.content},
+              {"journaled", hfs ? (r.fileSystemRecovery ? "Yes" : "No") : "-"},
+              {"fileSystem", hfs ? 0 : 1},
+              {"supportFileSystemRecovery", r.fileSystemRecovery ? 1 : 0},
+              {"Parent Drive Path", kDiskPath}};
+}
+
+Dict partitionDict(const WizardPlanRequest& r, int scanType) {
+  Dict d{{"Volume Scan Type", scanType},
+         {"Path", kDiskPath},
+         {"Volume Name", "Untitled"},
+         {"Volume Start", std::uint64_t{409640}},
+         {"Volume Size In Sectors", std::uint64_t{1000000}},
+         {"Content", r.content}};
+  if (scanType == 1) d.set("WhetherAlternateSector", std::uint64_t{0});
+  return d;
+}
+
+// A small stand-in catalog, so that "Next with types marked" can be planned before real catalogs load.
+std::vector<std::shared_ptr<SigNode>> planCatalog() {
+  auto category = std::make_shared<SigNode>();
+  category->fileTypeSigNode = 1;
+  category->category = "Images";
+  auto type = std::make_shared<SigNode>();
+  type->fileTypeSigNode = 2;
+  type->category = "Images";
+  type->sig = std::make_shared<Sig>();
+  type->sig->category = "Images";
+  type->sig->software = "JPEG Image";
+  type->sig->extension = "jpg";
+  category->addChild(type);
+  return {category};
+}
+
+}  // namespace
+
+Dict WizardPlanResult::toDict() const {
+  DictArray screenValues(screens.begin(), screens.end());
+  DictArray alertValues;
+  for (const Alert& a : alerts) alertValues.emplace_back(Dict{{"title", a.title}, {"text", a.text}});
+  Dict d{{"screens", screenValues}, {"rawSearchMode", rawSearchMode}, {"entry", entry}, {"args", args},
+         {"alerts", alertValues}};
+  if (!notes.empty()) d.set("notes", DictArray(notes.begin(), notes.end()));
+  return d;
+}
+
+WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
+  RecordingView view;
+  RecordingUi ui;
+  RecordingLauncher launcher;
+  MediaSources sources;
+  sources.initialDriveList = [&r] {
+    DriveListing listing;
+    Dict disk = diskDict();
+    if (r.volumeScanType == 2) {
+      Dict volume = volumeDict(r);
+      disk.set("Children Volume Array", DictArray{volume});
+      listing.volumeDictArray.push_back(volume);
+      if (r.content.rfind("Apple", 0) == 0) listing.volumeDictArrayHFSOnly.push_back(volume);
+    }
+    listing.driveDictArray.push_back(disk);
+    return listing;
+  };
+  sources.partitionsOfDrive = [&r](DMedia&) {
+    return r.volumeScanType == 0 ? std::vector<Dict>{partitionDict(r, 0)} : std::vector<Dict>{};
+  };
+  sources.loadSigData = [](int) { return planCatalog(); };
+
+  WizardPlanResult result;
+  Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
+  const int mode = r.scanMode;
+  if (mode <= 1) controller.recoverFiles();
+  else if (mode <= 3) controller.recoverPhotos();
+  else controller.recoverPartitionAndDrives();
+  switch (mode) {
+    case 0: controller.recoverFilesFast(); break;
+    case 1: controller.recoverFilesAdvanced(); break;
+    case 2: controller.recoverPhotosFast(); break;
+    case 3: controller.recoverPhotosAdvanced(); break;
+    case 4: controller.recoverPartitionAndDrivesFast(); break;
+    default: controller.recoverPartitionAndDrivesAdvanced(); break;
+  }
+
+  const std::vector<Dict> rows = controller.drivesListRows();
+  const std::string wanted = r.volumeScanType == 2 ? "/dev/plan-volume" : kDiskPath;
+  int row = -1;
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    if (rows[i].string("Path") == wanted && (r.volumeScanType == 2) == rows[i].has("WhetherVolume")) {
+      row = static_cast<int>(i);
+      break;
+    }
+  if (row < 0) {
+    result.notes.push_back("the drive list of this mode does not offer this target");
+    return result;
+  }
+
+  view.recording = true;
+  controller.selectDrivesListRow(row);
+  controller.nextButtonInDrivesListTabClicked();
+  // Answer each screen as asked, until a scan starts or a screen stays put.
+  for (int step = 0; step < 16 && launcher.entry == "none"; ++step) {
+    const std::size_t shown = view.screens.size();
+    const std::string screen = view.current;
+    if (screen == "PT list") {
+      if (r.volumeScanType == 1) {
+        controller.chechBoxForScanForVolumesClicked(true);
+        controller.ptListNextClicked();
+        if (launcher.volumeScanStarted) controller.showPTScanList({partitionDict(r, 1)});
+      } else {
+        controller.selectPTListRow(0);
+        controller.ptListNextClicked();
+      }
+    } else if (screen == "PT scan list") {
+      controller.selectPTScanListRow(0);
+      controller.ptScanListNextClicked();
+    } else if (screen == "Tree scan mode") {
+      if (r.advancedTreeScan) controller.treeScanModeAdvScanClicked();
+      else controller.treeScanModeStdScanClicked();
+    } else if (screen == "Signatures") {
+      controller.setRawSearchBox(r.rawBox);
+      if (r.rawBox && !controller.rawSearchBoxOn()) result.notes.push_back("the raw-search box is not offered here");
+      if (!r.signaturesNext && controller.skipEnabled()) {
+        controller.skipButtonSigTabClicked();
+      } else {
+        if (!r.signaturesNext) result.notes.push_back("Skip is not offered on \"Signatures\" here: Next taken");
+        controller.selectAllSig();
+        controller.sigSelNextClicked();
+      }
+    } else if (screen == "Raw slider") {
+      controller.setSliderValues(r.rangeStart, r.rangeEnd);
+      controller.rawSliderNextClicked();
+    }
+    if (view.screens.size() == shown && launcher.entry == "none") break;
+  }
+
+  result.screens = view.screens;
+  result.rawSearchMode = controller.rawSearchMode;
+  result.entry = launcher.entry;
+  result.alerts = ui.alerts;
+  for (const ScanArgument& arg : launcher.args) {
+    if (auto n = std::get_if<std::int64_t>(&arg)) result.args.emplace_back(*n);
+    else if (auto s = std::get_if<std::string>(&arg)) result.args.emplace_back(*s);
+    else result.args.emplace_back("sigSelArray");
+  }
+  return result;
+}
+
+}  // namespace nua

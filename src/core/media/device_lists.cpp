@@ -1,0 +1,23 @@
+#include "media/device_lists.h"
+
+namespace nua {
+
+bool DeviceLists::listsPath(const std::string& path) const {
+  for (const auto* list : {&driveDictArray, &volumeDictArray})
+    for (const Dict& d : *list)
+      if (d.string("Path") == path) return true;
+  return false;
+}
+
+std::shared_ptr<const DeviceLists> DeviceListStore::snapshot() const {
+  std::lock_guard lock(mutex_);
+  return current_;
+}
+
+void DeviceListStore::publish(DeviceLists lists) {
+  auto next = std::make_shared<const DeviceLists>(std::move(lists));
+  std::lock_guard lock(mutex_);
+  current_ = std::move(next);
+}
+
+}  // namespace nua

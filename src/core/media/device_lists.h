@@ -1,0 +1,32 @@
+// The drive and volume lists as the wizard last built them, published as immutable snapshots so
+// that a reader on any thread can ask whether a path is still listed.
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "base/dict.h"
+
+namespace nua {
+
+struct DeviceLists {
+  std::vector<Dict> driveDictArray;
+  std::vector<Dict> volumeDictArray;
+  // Whether any drive or volume dictionary has "Path" equal to `path`.
+  [[nodiscard]] bool listsPath(const std::string& path) const;
+};
+
+class DeviceListStore {
+ public:
+  DeviceListStore() : current_(std::make_shared<const DeviceLists>()) {}
+  [[nodiscard]] std::shared_ptr<const DeviceLists> snapshot() const;
+  void publish(DeviceLists lists);
+
+ private:
+  mutable std::mutex mutex_;
+  std::shared_ptr<const DeviceLists> current_;
+};
+
+}  // namespace nua

@@ -1,0 +1,58 @@
+#include "media/source_probe.h"
+
+#include <cstring>
+#include <vector>
+
+#include "base/bytes.h"
+#include "media/device_file.h"
+
+namespace nua {
+namespace {
+
+bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
+  const std::size_t length = std::strlen(text);
+  if (!fits(bytes.size(), offset, length)) return false;
+  return std::memcmp(bytes.data() + offset, text, length) == 0;
+}
+
+std::string layoutOf(ByteSpan head, std::uint32_t sectorSize) {
+  // A partition map is checked before a bare file system: a GPT disk also carries a boot signature.
+  if (hasText(head, sectorSize, "EFI PART")) return "GPT";
+  if (hasText(head, 0, "ER") && hasText(head, 512, "PM")) return "Apple partition map";
+  if (hasText(head, 0, "ER") && hasText(head, sectorSize, "PM")) return "Apple partition map";
+  if (fits(head.size(), 1024, 2)) {
+    const std::uint16_t signature = be16(head, 1024);
+    if (signature == 0x482B) return "HFS+";
+    if (signature == 0x4858) return "HFSX";
+    if (signature == 0x4244) return "HFS wrapper";
+  }
+  const bool bootSignature = fits(head.size(), 510, 2) && u8(head, 510) == 0x55 && u8(head, 511) == 0xAA;
+  if (bootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT32"))) return "FAT";
+  if (bootSignature) return "MBR";
+  return "unknown";
+}
+
+}  // namespace
+
+Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
+  Dict d{{"Path", path}};
+  int errorNumber = 0;
+  auto file = DeviceFile::open(path, errorNumber);
+  if (!file) {
+    d.set("Error", std::string(std::strerror(errorNumber)));
+    return d;
+  }
+  const std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
+  d.set("Size", file->sizeInBytes());
+  d.set("Preferred Block Size", sectorSize);
+  d.set("Block Device", file->isBlockDevice());
+  std::vector<std::byte> head(2 * 4096, std::byte{0});
+  if (file->readAt(0, head, errorNumber) == ReadOutcome::kFailed) {
+    d.set("Error", std::string(std::strerror(errorNumber)));
+    return d;
+  }
+  d.set("Layout", layoutOf(head, sectorSize));
+  return d;
+}
+
+}  // namespace nua
