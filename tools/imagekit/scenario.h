@@ -36,6 +36,9 @@ void registerScenario(Scenario scenario);
 void registerAllScenarios();
 // One per family, each in that family's own file.
 void registerHfsScenarios();
+void registerFatScenarios();
+void registerPartitionScenarios();
+void registerDemoScenarios();
 
 // Reads an unsigned option; `fallback` when absent. Returns false with `error` set when the value is
 // not a decimal number.

@@ -8,6 +8,9 @@ void registerAllScenarios() {
   if (done) return;
   done = true;
   registerHfsScenarios();
+  registerFatScenarios();
+  registerPartitionScenarios();
+  registerDemoScenarios();
   // The FAT, partition-map and demo families add their register...Scenarios() calls here (and their
   // declarations in scenario.h) when their files land.
 }
