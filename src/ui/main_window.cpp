@@ -54,9 +54,9 @@ QWidget* MainWindow::makeMainScreen() {
                          &Kelvo_Recovery_SoftwareAppDelegate::recoverPartitionAndDrives}};
   for (const Goal& goal : goals) {
     auto* button = new QPushButton(goal.text);
-    button->setMinimumHeight(48);
+    button->setMinimumSize(360, 48);
     connect(button, &QPushButton::clicked, this, [this, action = goal.action] { (controller_.get()->*action)(); });
-    layout->addWidget(button);
+    layout->addWidget(button, 0, Qt::AlignHCenter);
   }
   layout->addStretch();
   return page;
