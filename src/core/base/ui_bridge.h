@@ -27,7 +27,7 @@ class UiBridge {
 };
 
 // A bridge that answers every alert with its first button and does nothing else; for headless runs.
-class SilentUiBridge final : public UiBridge {
+class SilentUiBridge : public UiBridge {
  public:
   int runAlertPanel(const Alert&) override { return 0; }
   void terminateApp() override {}

@@ -1,0 +1,35 @@
+#include "app/thread_scan_launcher.h"
+
+#include "volume/volume.h"
+
+namespace nua {
+
+ThreadScanLauncher::ThreadScanLauncher(UiBridge& ui, std::function<void(ScanEntry)> finished)
+    : ui_(ui), finished_(std::move(finished)) {}
+
+ThreadScanLauncher::~ThreadScanLauncher() { join(); }
+
+void ThreadScanLauncher::join() {
+  if (thread_.joinable()) thread_.join();
+}
+
+void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume, ScanArguments arguments) {
+  join();  // one scan at a time
+  auto it = entries_.find(entry);
+  EntryFunction function = it == entries_.end() ? EntryFunction{} : it->second;
+  thread_ = std::thread([this, entry, function, volume = std::move(volume), arguments = std::move(arguments)] {
+    if (function) {
+      function(*volume, arguments);
+    } else {
+      ui_.runAlertPanel({"!Can not process",
+                         std::string("The scan \"") + scanEntryName(entry) + "\" is not built yet.", {"OK"}});
+    }
+    if (finished_) finished_(entry);
+  });
+}
+
+void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia>) {
+  ui_.runAlertPanel({"!Can not process", "The search for lost volumes is not built yet.", {"OK"}});
+}
+
+}  // namespace nua

@@ -1,0 +1,59 @@
+// Scans run on their own thread, one at a time, with their volume and arguments.
+#include "app/thread_scan_launcher.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <mutex>
+
+#include "volume/volume.h"
+
+namespace nua {
+namespace {
+
+class CountingUi : public SilentUiBridge {
+ public:
+  int runAlertPanel(const Alert& a) override {
+    std::lock_guard lock(mutex);
+    alerts.push_back(a);
+    return 0;
+  }
+  std::mutex mutex;
+  std::vector<Alert> alerts;
+};
+
+TEST(ThreadScanLauncher, RunsTheEntryOffTheCallingThreadWithItsArguments) {
+  CountingUi ui;
+  std::atomic<int> finished{0};
+  ThreadScanLauncher launcher(ui, [&](ScanEntry) { ++finished; });
+  std::thread::id scanThread;
+  std::string name;
+  launcher.setEntry(ScanEntry::kStartMakingTree, [&](Volume& v, const ScanArguments& args) {
+    scanThread = std::this_thread::get_id();
+    name = std::get<std::string>(args.at(0));
+    v.scanMode = name;
+  });
+  auto volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}}, {});
+  std::shared_ptr<Volume> shared = std::move(volume);
+  launcher.detach(ScanEntry::kStartMakingTree, shared, {std::string("Normal Scan"), std::int64_t{0}});
+  launcher.join();
+  EXPECT_NE(scanThread, std::this_thread::get_id());
+  EXPECT_EQ(shared->scanMode, "Normal Scan");
+  EXPECT_EQ(finished, 1);
+  EXPECT_TRUE(ui.alerts.empty());
+}
+
+TEST(ThreadScanLauncher, EntryNotBuiltYetSaysSoAndStillFinishes) {
+  CountingUi ui;
+  std::atomic<int> finished{0};
+  ThreadScanLauncher launcher(ui, [&](ScanEntry) { ++finished; });
+  launcher.detach(ScanEntry::kScanForDeletedFiles, std::make_shared<Volume>(), {});
+  launcher.detach(ScanEntry::kScanForDeletedFilesDisk, std::make_shared<Volume>(), {});  // waits for the first
+  launcher.join();
+  EXPECT_EQ(finished, 2);
+  ASSERT_EQ(ui.alerts.size(), 2u);
+  EXPECT_EQ(ui.alerts[0].text, "The scan \"scanForDeletedFiles\" is not built yet.");
+}
+
+}  // namespace
+}  // namespace nua
