@@ -125,7 +125,7 @@ std::uint32_t BTreeBuilder::buildIndexLevels() {
     while (first < keys.size()) {
       std::size_t count = 0;
       std::size_t bytes = 0;
-      while (first + count < keys.size() &&
+      while (first + count < keys.size() && (shape_.recordsPerLeaf == 0 || count < std::max(2u, shape_.recordsPerLeaf)) &&
              nodeBytes(bytes + indexKeys[first + count].size() + 4, count + 1) <= shape_.nodeSize) {
         bytes += indexKeys[first + count].size() + 4;
         ++count;

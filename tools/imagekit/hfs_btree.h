@@ -18,7 +18,7 @@ constexpr std::int8_t kMapNode = 2;
 
 struct BTreeShape {
   std::uint32_t nodeSize = 4096;
-  std::uint32_t recordsPerLeaf = 0;  // 0 fills each leaf
+  std::uint32_t recordsPerLeaf = 0;  // 0 fills each leaf; also caps index nodes, to force depth
   std::uint16_t maxKeyLength = 516;
   bool variableIndexKeys = true;  // catalog: index keys as long as the key; extents: fixed maxKeyLength
   std::uint8_t keyCompareType = 0;

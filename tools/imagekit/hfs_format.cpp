@@ -90,6 +90,7 @@ std::array<std::byte, kVolumeHeaderSize> encodeVolumeHeader(const VolumeHeader& 
   putFork(b, 112, header.allocationFile);
   putFork(b, 192, header.extentsFile);
   putFork(b, 272, header.catalogFile);
+  putFork(b, 352, header.attributesFile);
   return bytes;
 }
 

@@ -27,6 +27,8 @@ constexpr std::uint32_t kCatalogFileId = 4;
 constexpr std::uint32_t kAllocationFileId = 6;
 constexpr std::uint32_t kFirstUserId = 16;
 constexpr std::size_t kForkDataSize = 80;
+constexpr std::uint32_t kAttributesNodeSize = 4096;
+constexpr std::uint16_t kAttributesMaxKeyLength = 266;
 constexpr std::size_t kExtentsPerRecord = 8;
 
 // Catalog record types and sizes.
@@ -76,7 +78,7 @@ struct VolumeHeader {
   std::uint32_t freeBlocks = 0;
   std::uint32_t nextAllocation = 0;
   std::uint32_t nextCatalogId = kFirstUserId;
-  Fork allocationFile, extentsFile, catalogFile;
+  Fork allocationFile, extentsFile, catalogFile, attributesFile;
 };
 
 void putFork(MutableByteSpan bytes, std::size_t offset, const Fork& fork);

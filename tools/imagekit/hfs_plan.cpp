@@ -280,6 +280,8 @@ bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error)
   plan.staleExtentsLeaves = oldExtents.staleLeaves;
   plan.catalogFile = treeFile(liveCatalog.summary.usedNodes, spec.catalogNodeSize, bs);
   plan.extentsFile = treeFile(liveExtents.summary.usedNodes, spec.extentsNodeSize, bs);
+  // An empty attributes tree: some readers refuse a volume without one.
+  plan.attributesFile = treeFile(1, kAttributesNodeSize, bs);
 
   plan.journalHeaderBytes = spec.sectorSize;
   plan.blockListHeaderBytes = 4096;
@@ -310,6 +312,8 @@ bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error)
     }
     plan.extentsFile.extents = {{static_cast<std::uint32_t>(cursor), static_cast<std::uint32_t>(plan.extentsFile.bytes / bs)}};
     cursor += plan.extentsFile.bytes / bs;
+    plan.attributesFile.extents = {{static_cast<std::uint32_t>(cursor), static_cast<std::uint32_t>(plan.attributesFile.bytes / bs)}};
+    cursor += plan.attributesFile.bytes / bs;
     const std::uint64_t catalogBlocks = plan.catalogFile.bytes / bs;
     const std::uint64_t pieces = std::min<std::uint64_t>(spec.catalogExtentCount, catalogBlocks);
     plan.catalogFile.extents.clear();

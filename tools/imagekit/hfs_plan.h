@@ -40,7 +40,7 @@ struct VolumePlan {
   std::uint32_t totalBlocks = 0;
   std::uint32_t reservedStartBlocks = 0;
   std::uint32_t reservedEndBlocks = 0;
-  PlannedFile allocationFile, extentsFile, catalogFile;
+  PlannedFile allocationFile, extentsFile, catalogFile, attributesFile;
   std::uint32_t journalInfoBlock = 0;
   std::uint32_t journalFirstBlock = 0;
   std::uint64_t journalBytes = 0;

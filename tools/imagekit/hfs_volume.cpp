@@ -144,6 +144,7 @@ void VolumeWriter::write(ManifestVolume& manifest) {
   markUsed(plan_.allocationFile.extents);
   markUsed(plan_.extentsFile.extents);
   markUsed(plan_.catalogFile.extents);
+  markUsed(plan_.attributesFile.extents);
   if (spec_.journaled) markUsed(plan_.journalInfoBlock, 1 + plan_.journalBytes / plan_.blockSize);
   for (const PlannedEntry& e : plan_.entries) {
     if (!e.deleted) markUsed(e.extents);
@@ -183,6 +184,11 @@ void VolumeWriter::writeTrees() {
   for (const TreeRecord& r : overflowRecords(plan_, false)) extents.add(r.key, r.data);
   extentsSummary_ = extents.finishRecords();
   extents.writeHeader(extentsSummary_, plan_.extentsFile.totalNodes, static_cast<std::uint32_t>(plan_.extentsFile.bytes));
+
+  const BTreeShape attributesShape{kAttributesNodeSize, 0, kAttributesMaxKeyLength, true, 0};
+  BTreeBuilder attributes(attributesShape, forkSink(plan_.attributesFile, kAttributesNodeSize));
+  attributes.writeHeader(attributes.finishRecords(), plan_.attributesFile.totalNodes,
+                         static_cast<std::uint32_t>(plan_.attributesFile.bytes));
 }
 
 void VolumeWriter::writeContents() {
@@ -216,6 +222,8 @@ void VolumeWriter::writeHeaders() {
   header.allocationFile.clumpSize = plan_.blockSize;
   header.extentsFile.clumpSize = static_cast<std::uint32_t>(plan_.extentsFile.bytes);
   header.catalogFile.clumpSize = static_cast<std::uint32_t>(plan_.catalogFile.bytes);
+  header.attributesFile = forkOf(plan_.attributesFile.extents, plan_.attributesFile.bytes);
+  header.attributesFile.clumpSize = static_cast<std::uint32_t>(plan_.attributesFile.bytes);
   const auto bytes = encodeVolumeHeader(header);
   const std::uint64_t volumeBytes = static_cast<std::uint64_t>(plan_.totalBlocks) * plan_.blockSize;
   put(kVolumeHeaderOffset, bytes);
