@@ -1,0 +1,34 @@
+#include "media/guid_partition_table_header.h"
+
+namespace nua {
+
+Decoded<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes) {
+  if (bytes.size() < kGUIDPartitionTableHeaderSize)
+    return Decoded<GUIDPartitionTableHeader>::failure(
+        decodeReason("GPT header", "sizeOfPartitionEntry", 84, "past the end of the sector"));
+  GUIDPartitionTableHeader header;
+  header.signature = be64(bytes, 0);
+  header.partitionEntryLba = le64(bytes, 72);
+  header.numberOfPartitionEntries = le32(bytes, 80);
+  header.sizeOfPartitionEntry = le32(bytes, 84);
+  return Decoded<GUIDPartitionTableHeader>::success(header);
+}
+
+bool isWalkableGptHeader(const GUIDPartitionTableHeader& header, std::uint32_t sectorSize, std::string* reason) {
+  const char* why = nullptr;
+  std::size_t offset = 0;
+  if (header.signature != kGptSignature) {
+    why = "is not \"EFI PART\"";
+  } else if (header.numberOfPartitionEntries == 0) {
+    why = "is 0", offset = 80;
+  } else if (header.sizeOfPartitionEntry < 128 || header.sizeOfPartitionEntry > sectorSize) {
+    why = "is outside 128 to the sector size", offset = 84;
+  }
+  if (why && reason)
+    *reason = decodeReason("GPT header", offset == 0 ? "signature" : offset == 80 ? "numberOfPartitionEntries"
+                                                                                   : "sizeOfPartitionEntry",
+                           offset, why);
+  return why == nullptr;
+}
+
+}  // namespace nua

@@ -1,0 +1,73 @@
+#include "media/mbr_chain.h"
+
+#include <set>
+#include <vector>
+
+#include "media/master_boot_record.h"
+
+namespace nua {
+
+bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t firstExtOffset, std::uint32_t sectorSize,
+                const SectorReader& read, std::string& reason) {
+  if (sectorSize < kMasterBootRecordSize) {
+    reason = "sector size " + std::to_string(sectorSize) + " is below one record";
+    return false;
+  }
+  std::vector<std::byte> buffer(sectorSize, std::byte{0});
+  if (!read(sector, buffer)) {
+    reason = "table at sector " + std::to_string(sector) + " cannot be read";
+    return false;
+  }
+  const auto record = parseMasterBootRecord(std::span<const std::byte>(buffer).last(kMasterBootRecordSize));
+  if (!record || record->signature != kMbrSignature) {
+    reason = "table at sector " + std::to_string(sector) + " has no 55 AA signature";
+    return false;
+  }
+  for (const Fdisk_Partition_Table& entry : record->entries) {
+    if (entry.systemId == 0) continue;
+    // 32-bit sums, as the table's own fields are: a chain never leaves the first 2 TiB of 512 sectors.
+    const std::uint32_t base = isExtendedSystemId(entry.systemId) ? firstExtOffset : sector;
+    const std::uint32_t start = entry.relativeSector + base;
+    list.push_back(Dict{{"System ID", static_cast<int>(entry.systemId)},
+                        {"Relative Sector", start},
+                        {"Number Of Sectors", entry.numberOfSectors}});
+  }
+  return true;
+}
+
+MbrChain walkMbrChain(std::uint32_t sectorSize, const SectorReader& read) {
+  MbrChain chain;
+  std::string reason;
+  if (!fillPTList(chain.entries, 0, 0, sectorSize, read, reason)) {
+    chain.stopReason = reason;
+    return chain;
+  }
+  std::uint32_t firstExtOffset = 0;
+  for (const Dict& entry : chain.entries)
+    if (isExtendedSystemId(static_cast<std::uint8_t>(entry.int64("System ID"))))
+      firstExtOffset = static_cast<std::uint32_t>(entry.uint64("Relative Sector"));
+
+  std::set<std::uint32_t> tablesRead{0};
+  // The list grows while it is walked: each extended entry adds the entries of its own table.
+  for (std::size_t i = 0; i < chain.entries.size(); ++i) {
+    if (!isExtendedSystemId(static_cast<std::uint8_t>(chain.entries[i].int64("System ID")))) continue;
+    const auto table = static_cast<std::uint32_t>(chain.entries[i].uint64("Relative Sector"));
+    if (!tablesRead.insert(table).second) {
+      chain.stopReason = "loop at table sector " + std::to_string(table);
+      break;
+    }
+    if (tablesRead.size() > kMaxMbrTables) {
+      chain.stopReason = "more than " + std::to_string(kMaxMbrTables) + " extended tables";
+      break;
+    }
+    std::vector<Dict> more;
+    if (!fillPTList(more, table, firstExtOffset, sectorSize, read, reason)) {
+      if (chain.stopReason.empty()) chain.stopReason = reason;
+      continue;
+    }
+    chain.entries.insert(chain.entries.end(), more.begin(), more.end());
+  }
+  return chain;
+}
+
+}  // namespace nua

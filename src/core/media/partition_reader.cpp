@@ -1,0 +1,158 @@
+#include "media/partition_reader.h"
+
+#include <algorithm>
+
+#include "base/bytes.h"
+#include "base/text.h"
+#include "media/guid_partition_table_entry.h"
+#include "media/guid_partition_table_header.h"
+#include "media/mbr_chain.h"
+#include "media/partition_map.h"
+
+namespace nua {
+namespace {
+
+constexpr std::uint8_t kHfsPlusSystemId = 175;  // 0xAF
+constexpr std::size_t kHeadBytes = 8192;        // enough for a map entry in 4096-byte blocks
+// Upper bounds on what a damaged map may ask to be read, far above any real table.
+constexpr std::uint32_t kMaxGptEntries = 65536;
+constexpr std::uint32_t kMaxApmEntries = 65536;
+
+bool bootSignature(ByteSpan head) { return u8(head, 510) == 0x55 && u8(head, 511) == 0xAA; }
+
+// The block size of an Apple map: the driver descriptor's when it names one whose block 1 holds a
+// map entry (install discs use 2048), else the first of the usual sizes that does. 0 when none does.
+std::uint32_t apmBlockSize(ByteSpan head, std::uint32_t sectorSize) {
+  std::vector<std::uint32_t> candidates;
+  if (const auto ddr = parseDriverDescriptor(head); ddr && ddr->signature == kDriverDescriptorSignature)
+    candidates.push_back(ddr->blockSize);
+  for (std::uint32_t size : {sectorSize, 512u, 2048u, 4096u}) candidates.push_back(size);
+  for (std::uint32_t size : candidates) {
+    if (size < 512 || size > 4096 || size % 512 != 0 || !fits(head.size(), size, kPartitionMapSize)) continue;
+    if (be16(head, size) == kPartitionMapSignature) return size;
+  }
+  return 0;
+}
+
+}  // namespace
+
+bool PartitionReader::readBytes(std::uint64_t byteOffset, std::span<std::byte> out) {
+  const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
+  if (sectorSize == 0 || out.empty()) return false;
+  const std::uint64_t first = byteOffset / sectorSize;
+  const std::uint64_t skip = byteOffset % sectorSize;
+  const std::uint64_t count = (skip + out.size() + sectorSize - 1) / sectorSize;
+  if (count > 4096) return false;
+  std::vector<std::byte> buffer(count * sectorSize, std::byte{0});
+  if (!media_.readSector(first, static_cast<std::int32_t>(count), buffer)) return false;
+  std::copy_n(buffer.begin() + static_cast<std::ptrdiff_t>(skip), out.size(), out.begin());
+  return true;
+}
+
+Dict PartitionReader::partitionDict(std::uint64_t start, std::uint64_t size, const std::string& name) const {
+  return Dict{{"Volume Start", start},     {"Volume Size In Sectors", size}, {"Volume Name", name},
+              {"Volume Scan Type", 0},     {"Path", media_.path},            {"Model", media_.model},
+              {"Serial", media_.serial},   {"Revision", media_.revision},    {"Content", "Apple_HFS"}};
+}
+
+void PartitionReader::initialize(std::vector<Dict>& partitionListDictArray) {
+  media_.volumePMArray.clear();
+  std::vector<std::byte> head(kHeadBytes, std::byte{0});
+  if (!readBytes(0, head)) return;
+  // A disk with both a boot signature and an Apple map counts as MBR; the GPT test wants the
+  // protective entry and the signature together.
+  if (u8(head, 450) == 0xEE && bootSignature(head)) {
+    readAndInterpretGPT();
+    getVolumeNamesGPT();
+  } else if (bootSignature(head)) {
+    readAndInterpretMBR();
+    getVolumeNamesGPT();
+  } else if (apmBlockSize(head, static_cast<std::uint32_t>(media_.u32BytesInSector)) != 0) {
+    readAndInterpretPM();
+    getVolumeNamesPM();
+  } else {
+    bareVolume();
+  }
+  for (const Dict& d : media_.volumePMArray) partitionListDictArray.push_back(d);
+}
+
+void PartitionReader::bareVolume() {
+  std::vector<std::byte> mdb(peek::kMasterDirectoryBlockSize, std::byte{0});
+  if (!readBytes(1024, mdb)) return;
+  const std::uint16_t signature = be16(mdb, 0);
+  if (!peek::isHfsPlusSignature(signature) && signature != peek::kHfsWrapperSignature) return;
+  // A volume image without a map is its own one partition, so that partition recovery reaches it.
+  media_.volumePMArray.push_back(partitionDict(0, media_.sizeInSect, "Untitled 1"));
+  getVolumeNamesPM();
+}
+
+void PartitionReader::readAndInterpretMBR() {
+  const auto sectorSize = static_cast<std::uint32_t>(media_.u32BytesInSector);
+  const MbrChain chain = walkMbrChain(sectorSize, [this](std::uint64_t sector, std::span<std::byte> buffer) {
+    return media_.readSector(sector, 1, buffer);
+  });
+  chainStopReason_ = chain.stopReason;
+  int number = 0;
+  for (const Dict& entry : chain.entries) {
+    if (entry.int64("System ID") != kHfsPlusSystemId) continue;
+    media_.volumePMArray.push_back(partitionDict(entry.uint64("Relative Sector"), entry.uint64("Number Of Sectors"),
+                                                 formatText("Untitled %@", {std::to_string(++number)})));
+  }
+}
+
+void PartitionReader::readAndInterpretGPT() {
+  const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
+  // The header sits in LBA 1 of the disk's own sector size; an image of a 4096-byte-sector disk read
+  // with 512-byte sectors has it at byte 4096, and its LBAs count 4096-byte sectors.
+  std::vector<std::byte> header(512, std::byte{0});
+  std::uint64_t lbaSize = 0;
+  for (std::uint64_t candidate : {sectorSize, std::uint64_t{4096}, std::uint64_t{512}}) {
+    if (!readBytes(candidate, header)) continue;
+    if (const auto h = parseGUIDPartitionTableHeader(header); h && h->signature == kGptSignature) {
+      lbaSize = candidate;
+      break;
+    }
+  }
+  if (lbaSize == 0) return;
+  const auto decoded = parseGUIDPartitionTableHeader(header);
+  if (!decoded || !isWalkableGptHeader(*decoded, static_cast<std::uint32_t>(lbaSize))) return;
+  const GUIDPartitionTableHeader& h = *decoded;
+  const std::uint64_t perSector = lbaSize / h.sizeOfPartitionEntry;
+  const std::uint32_t count = std::min(h.numberOfPartitionEntries, kMaxGptEntries);
+  std::vector<std::byte> raw(kGUIDPartitionTableEntrySize, std::byte{0});
+  for (std::uint32_t i = 0; i < count; ++i) {
+    const std::uint64_t lba = h.partitionEntryLba + i / perSector;
+    if (lba > UINT64_MAX / lbaSize) return;
+    if (!readBytes(lba * lbaSize + (i % perSector) * h.sizeOfPartitionEntry, raw)) return;
+    const auto entry = parseGUIDPartitionTableEntry(raw);
+    // The array ends at the first empty entry, not at the stated count.
+    if (!entry || entry->typeHigh == 0) return;
+    if (entry->typeHigh != kGptHfsPlusTypeHigh || entry->typeLow != kGptHfsPlusTypeLow) continue;
+    const std::uint64_t size = entry->lastLba >= entry->firstLba ? entry->lastLba + 1 - entry->firstLba : 0;
+    media_.volumePMArray.push_back(
+        partitionDict(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name)));
+  }
+}
+
+void PartitionReader::readAndInterpretPM() {
+  const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
+  std::vector<std::byte> head(kHeadBytes, std::byte{0});
+  if (!readBytes(0, head)) return;
+  const std::uint64_t blockBytes = apmBlockSize(head, static_cast<std::uint32_t>(sectorSize));
+  if (blockBytes == 0) return;
+  const auto first = parsePartitionMap(std::span<const std::byte>(head).subspan(blockBytes, kPartitionMapSize));
+  if (!first || first->signature != kPartitionMapSignature || first->mapEntries < 2) return;
+  const std::uint32_t count = std::min(first->mapEntries, kMaxApmEntries);
+  std::vector<std::byte> raw(kPartitionMapSize, std::byte{0});
+  // Entry n lies in map block n + 1; the map's own entry in block 1 is never a partition.
+  for (std::uint32_t n = 1; n < count; ++n) {
+    if (!readBytes((n + 1) * blockBytes, raw)) return;
+    const auto entry = parsePartitionMap(raw);
+    if (!entry || (entry->type != "Apple_HFS" && entry->type != "Apple_HFSX")) continue;
+    media_.volumePMArray.push_back(partitionDict(std::uint64_t{entry->startSector} * blockBytes / sectorSize,
+                                                 std::uint64_t{entry->sizeInSectors} * blockBytes / sectorSize,
+                                                 entry->name));
+  }
+}
+
+}  // namespace nua

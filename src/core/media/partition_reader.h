@@ -1,0 +1,60 @@
+// The partition list of a whole disk or image: which scheme it carries (MBR with its extended chain,
+// GPT, Apple partition map, or a bare HFS+ volume), its HFS+ partitions, and each one's true name
+// from the root folder of its catalog. Reads through the DMedia's sector reader only.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "base/dict.h"
+#include "media/dmedia.h"
+#include "media/hfs_peek.h"
+#include "tree/extent.h"
+
+namespace nua {
+
+class PartitionReader {
+ public:
+  explicit PartitionReader(DMedia& media) : media_(media) {}
+
+  // `initialize:`: finds the scheme and appends one partition dictionary per HFS+ partition to
+  // `partitionListDictArray` ("Volume Start", "Volume Size In Sectors", "Volume Name",
+  // "Volume Scan Type" 0, "Path", "Model", "Serial", "Revision", "Content" "Apple_HFS"). Unreadable or
+  // damaged maps give a short or empty list, never an error.
+  void initialize(std::vector<Dict>& partitionListDictArray);
+
+  // The scheme readers fill the DMedia's volumePMArray.
+  void readAndInterpretMBR();
+  void readAndInterpretGPT();
+  void readAndInterpretPM();
+  // Replace "Volume Name" by the volume's own name where its catalog can be read.
+  void getVolumeNamesGPT();
+  void getVolumeNamesPM();
+
+  // Node number to absolute sector over the catalog's (extents file's) extents; 0 past the end.
+  [[nodiscard]] std::uint64_t catalogNodeToSector(std::uint32_t node) const;
+  [[nodiscard]] std::uint64_t extentsNodeToSector(std::int32_t node) const;
+  // The further extents of a fork from the extents overflow tree; empty when they cannot be found.
+  [[nodiscard]] std::vector<Extent> extentsForID(std::uint32_t fileID, std::uint8_t fork, std::uint32_t startBlock,
+                                                 std::uint32_t totalBlocks);
+
+  // Why the last MBR chain walk stopped early, or empty.
+  [[nodiscard]] const std::string& chainStopReason() const { return chainStopReason_; }
+
+ private:
+  [[nodiscard]] bool readBytes(std::uint64_t byteOffset, std::span<std::byte> out);
+  [[nodiscard]] Dict partitionDict(std::uint64_t start, std::uint64_t size, const std::string& name) const;
+  // Sets HPlusVolStart and reads the volume header there; false when it is not HFS+.
+  [[nodiscard]] bool readVolumeHeaderAt(std::uint64_t volumeStart, bool checkSignature);
+  // Steps 2 to 7 of the catalog name lookup for the volume at HPlusVolStart.
+  void nameFromCatalog(Dict& partition);
+  void bareVolume();
+
+  DMedia& media_;
+  std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors
+  std::string chainStopReason_;
+  peek::VolumeHeader header_;
+};
+
+}  // namespace nua
