@@ -55,7 +55,7 @@ std::map<std::string, long long> mdirListing(const std::string& image) {
       if (name.empty()) name = match[2].str().empty() ? base : base + "." + match[2].str();
       std::string digits = match[3].str();
       digits.erase(std::remove(digits.begin(), digits.end(), ' '), digits.end());
-      listing[folder + "/" + name] = match[3].str() == "<DIR>" ? -1 : std::stoll(digits);
+      listing[(folder + "/" + name).substr(1)] = match[3].str() == "<DIR>" ? -1 : std::stoll(digits);
     }
   }
   return listing;
@@ -98,20 +98,20 @@ TEST_P(FatBasicVolume, DescribesDeletedAndFragmentedEntries) {
   std::map<std::string, ManifestEntry> byPath;
   for (const ManifestEntry& entry : build.manifest.entries) byPath[entry.path + (entry.deleted ? "#deleted" : "")] = entry;
 
-  const ManifestEntry& fragmented = byPath.at("/Fragments/Fragmented live file.bin");
+  const ManifestEntry& fragmented = byPath.at("Fragments/Fragmented live file.bin");
   EXPECT_EQ(fragmented.extents.size(), 2U);
-  EXPECT_GT(byPath.at("/Many files in one folder").extents.size(), 1U);
-  const ManifestEntry& gone = byPath.at("/Fragments/Deleted fragmented file.bin#deleted");
+  EXPECT_GT(byPath.at("Many files in one folder").extents.size(), 1U);
+  const ManifestEntry& gone = byPath.at("Fragments/Deleted fragmented file.bin#deleted");
   EXPECT_EQ(gone.extents.size(), 2U);
-  EXPECT_TRUE(byPath.count("/Old holiday pictures#deleted"));
-  EXPECT_TRUE(byPath.at("/Old holiday pictures/Mountain trail.txt#deleted").deleted);
+  EXPECT_TRUE(byPath.count("Old holiday pictures#deleted"));
+  EXPECT_TRUE(byPath.at("Old holiday pictures/Mountain trail.txt#deleted").deleted);
   const nlohmann::json& notes = build.manifest.extra.at("deletedContent");
-  EXPECT_FALSE(notes.at("/Documents/Deleted letter to the bank.txt").at("reused").get<bool>());
-  EXPECT_TRUE(notes.at("/Documents/Deleted letter to the bank.txt").at("contiguous").get<bool>());
-  EXPECT_TRUE(notes.at("/Documents/Overwritten draft.txt").at("reused").get<bool>());
-  EXPECT_FALSE(notes.at("/Fragments/Deleted fragmented file.bin").at("contiguous").get<bool>());
+  EXPECT_FALSE(notes.at("Documents/Deleted letter to the bank.txt").at("reused").get<bool>());
+  EXPECT_TRUE(notes.at("Documents/Deleted letter to the bank.txt").at("contiguous").get<bool>());
+  EXPECT_TRUE(notes.at("Documents/Overwritten draft.txt").at("reused").get<bool>());
+  EXPECT_FALSE(notes.at("Fragments/Deleted fragmented file.bin").at("contiguous").get<bool>());
   // The unreused deleted file still holds what was written.
-  EXPECT_EQ(byPath.at("/Documents/Deleted letter to the bank.txt#deleted").sha256,
+  EXPECT_EQ(byPath.at("Documents/Deleted letter to the bank.txt#deleted").sha256,
             sha256Hex(fatSampleContent(3 * 1000 + 3, static_cast<std::size_t>(2.3 * spec.sectorsPerCluster * 512))));
   for (const ManifestEntry& entry : build.manifest.entries) {
     EXPECT_NE(entry.createDate, 0U) << entry.path;

@@ -164,7 +164,7 @@ bool checkLiveContent(const FatBuild& build, const std::vector<FatOperation>& op
   }
   for (const auto& [path, content] : expected) {
     const auto found = std::find_if(build.manifest.entries.begin(), build.manifest.entries.end(),
-                                    [&](const ManifestEntry& entry) { return !entry.deleted && entry.path == path; });
+                                    [&](const ManifestEntry& entry) { return !entry.deleted && "/" + entry.path == path; });
     if (found == build.manifest.entries.end() || found->sha256 != sha256Hex(*content)) {
       error = "FAT volume: " + path + " does not read back as written";
       return false;
@@ -193,13 +193,13 @@ void describeFatVolume(FatBuild& build) {
   std::map<std::string, std::uint64_t> folderIds;
   for (const FatWalkEntry& item : walk.entries) {
     ManifestEntry entry;
-    entry.path = item.path;
+    entry.path = item.path.substr(1);  // manifest paths run from the root without a leading "/"
     entry.name = item.entry.name;
     const FatDeletedKey key{item.entry.slotByteOffset, item.entry.firstCluster};
     const auto record = build.deletedRecords.find(key);
     const bool deleted = item.entry.deleted || item.inDeletedFolder;
     if (deleted && record != build.deletedRecords.end()) {
-      entry.path = record->second.path;
+      entry.path = record->second.path.substr(1);
       entry.name = record->second.name;
     }
     entry.id = item.entry.firstCluster;
@@ -211,7 +211,8 @@ void describeFatVolume(FatBuild& build) {
     if (!entry.folder) entry.sha256 = sha256Hex(readClusters(build.volume, geometry, item.clusters, entry.size));
     entry.createDate = item.entry.createDate;
     entry.modDate = item.entry.modDate;
-    const std::string parentPath = entry.path.substr(0, entry.path.rfind('/'));
+    const std::size_t slash = entry.path.rfind('/');
+    const std::string parentPath = slash == std::string::npos ? std::string() : entry.path.substr(0, slash);
     const auto parent = folderIds.find(parentPath);
     entry.parentId = parent != folderIds.end() ? parent->second : geometry.rootCluster;
     if (entry.folder) folderIds[entry.path] = entry.id;

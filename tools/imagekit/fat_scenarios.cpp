@@ -82,7 +82,7 @@ void registerDamaged(const std::string& name, const std::string& description, Fa
 
 // The second table loses one file's chain and gets a stray link elsewhere, so the copies disagree.
 bool damageSecondFat(FatBuild& build, std::string& error) {
-  const ManifestEntry* cleared = findEntry(build, "/Documents/Quarterly report 2014.txt");
+  const ManifestEntry* cleared = findEntry(build, "Documents/Quarterly report 2014.txt");
   if (cleared == nullptr) {
     error = "second-table damage: report file missing";
     return false;
@@ -110,8 +110,8 @@ bool damageZeroSectorsPerCluster(FatBuild& build, std::string&) {
 
 // A folder three levels down gains an entry that points at its grandparent's first cluster.
 bool damageDirectoryLoop(FatBuild& build, std::string& error) {
-  const ManifestEntry* top = findEntry(build, "/Nested");
-  const ManifestEntry* bottom = findEntry(build, "/Nested/Level two/Level three");
+  const ManifestEntry* top = findEntry(build, "Nested");
+  const ManifestEntry* bottom = findEntry(build, "Nested/Level two/Level three");
   if (top == nullptr || bottom == nullptr || bottom->extents.empty()) {
     error = "loop damage: nested folders missing";
     return false;
@@ -139,7 +139,7 @@ bool damageDirectoryLoop(FatBuild& build, std::string& error) {
   putLe32(entry, 14, le32(build.volume, folderStart + 14));  // the stamps of the folder's own "."
   putLe32(entry, 22, le32(build.volume, folderStart + 22));
   ManifestEntry loop;
-  loop.path = "/Nested/Level two/Level three/BACKUP";
+  loop.path = "Nested/Level two/Level three/BACKUP";
   loop.name = "BACKUP";
   loop.id = target;
   loop.folder = true;
@@ -156,7 +156,7 @@ bool damageDirectoryLoop(FatBuild& build, std::string& error) {
 
 // The last cluster of a five-cluster file links back to its second cluster, in both tables.
 bool damageChainLoop(FatBuild& build, std::string& error) {
-  const ManifestEntry* victim = findEntry(build, "/Fragments/first part.bin");
+  const ManifestEntry* victim = findEntry(build, "Fragments/first part.bin");
   if (victim == nullptr || victim->extents.size() != 1 || victim->extents.front().second < 3) {
     error = "chain damage: contiguous victim file missing";
     return false;

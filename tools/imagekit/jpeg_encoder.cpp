@@ -123,21 +123,24 @@ struct Encoder {
   }
 
   void block(const std::array<double, 64>& samples, const std::array<int, 64>& table, int& previousDc, BitWriter& bits) const {
+    // Separable DCT: rows first, then columns, 1024 products per block instead of 4096.
+    std::array<double, 64> rows{};
+    for (int y = 0; y < 8; ++y) {
+      for (int u = 0; u < 8; ++u) {
+        double sum = 0;
+        for (int x = 0; x < 8; ++x) sum += samples[static_cast<std::size_t>(y * 8 + x)] * cosine[static_cast<std::size_t>(x * 8 + u)];
+        rows[static_cast<std::size_t>(y * 8 + u)] = sum;
+      }
+    }
     std::array<int, 64> quantised{};
     for (int v = 0; v < 8; ++v) {
       for (int u = 0; u < 8; ++u) {
         double sum = 0;
-        for (int y = 0; y < 8; ++y) {
-          for (int x = 0; x < 8; ++x) {
-            sum += samples[static_cast<std::size_t>(y * 8 + x)] * cosine[static_cast<std::size_t>(x * 8 + u)] *
-                   cosine[static_cast<std::size_t>(y * 8 + v)];
-          }
-        }
+        for (int y = 0; y < 8; ++y) sum += rows[static_cast<std::size_t>(y * 8 + u)] * cosine[static_cast<std::size_t>(y * 8 + v)];
         const double cu = u == 0 ? M_SQRT1_2 : 1.0;
         const double cv = v == 0 ? M_SQRT1_2 : 1.0;
-        const double coefficient = 0.25 * cu * cv * sum;
         const auto index = static_cast<std::size_t>(v * 8 + u);
-        quantised[index] = static_cast<int>(std::lround(coefficient / table[index]));
+        quantised[index] = static_cast<int>(std::lround(0.25 * cu * cv * sum / table[index]));
       }
     }
     const int dc = quantised[0];
