@@ -21,9 +21,15 @@ const char* statusFormatForScanMode(std::int32_t mode) {
 
 Kelvo_Recovery_SoftwareAppDelegate::Kelvo_Recovery_SoftwareAppDelegate(WizardView& view, UiBridge& ui,
                                                                        ScanLauncher& launcher, MediaSources sources)
-    : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {}
+    : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
+  Volume::setAppController(this);
+}
 
-Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() = default;
+Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
+  timer_.stop();
+  joinFreeTree();
+  if (Volume::appController() == this) Volume::setAppController(nullptr);
+}
 
 void Kelvo_Recovery_SoftwareAppDelegate::showAlert(const std::string& title, const std::string& text) {
   ui_.runAlertPanel({title, text, {"OK"}});

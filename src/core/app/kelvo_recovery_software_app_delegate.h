@@ -12,21 +12,63 @@
 
 #include "app/media_sources.h"
 #include "app/scan_launcher.h"
+#include "app/scan_progress.h"
+#include "app/scan_run.h"
 #include "app/wizard_view.h"
 #include "base/dict.h"
 #include "base/ui_bridge.h"
 #include "media/device_lists.h"
 #include "signature/sig_node.h"
+#include "volume/volume.h"
 
 namespace nua {
 
 class DMedia;
 class Volume;
 
-class Kelvo_Recovery_SoftwareAppDelegate {  // NOLINT(readability-identifier-naming): the controller's name
+// NOLINTNEXTLINE(readability-identifier-naming): the controller's name
+class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
  public:
   Kelvo_Recovery_SoftwareAppDelegate(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
-  ~Kelvo_Recovery_SoftwareAppDelegate();
+  ~Kelvo_Recovery_SoftwareAppDelegate() override;
+
+  // ---- Scan run and progress. Scans call these from their thread; each is carried out on the main
+  // thread, through mainThread(), which the front end's loop must keep running. ----
+  void updateProgress(const Dict& update, bool waitUntilDone) override;
+  void setUpTimer() override;
+  void invalidateTimer() override;
+  void runAlertPanel(const Alert& alert) override;
+  void destroyVolumeAndBackToPartList() override;
+  void rawScanCompleted() override {}
+  void rawScanStarted(bool /*autoRun*/) override {}
+  // The timer's tick: hands the scan's dataUpdate to the screen when the scan has filled it.
+  void myTimerFireMethod();
+  // Stop button: shows the abort question; the scan goes on meanwhile.
+  void stopTreeThread();
+  // The question's answers.
+  void abortTreeThread();
+  void dontAbortTreeThread();
+  // Shows the finished tree, its total and the completion note.
+  void showTree();
+  // Ends the result on a thread of its own; `rebuildDriveList` loads the drive list again after.
+  void freeTree(bool rebuildDriveList);
+  void releaseSelectedVolume();
+  // Waits for a freeTree thread, if one runs.
+  void joinFreeTree();
+
+  [[nodiscard]] MainThreadQueue& mainThread() { return mainThread_; }
+  [[nodiscard]] const ProgressScreen& progressScreen() const { return progressScreen_; }
+  // Called on the main thread after each change of the progress screen.
+  std::function<void()> progressChanged;
+  [[nodiscard]] bool abortSheetVisible() const { return abortSheetVisible_; }
+  [[nodiscard]] bool timerValid() const { return timer_.valid(); }
+  // The note shown when the tree came up ("title: text"), empty when none was.
+  [[nodiscard]] const std::string& completionNote() const { return completionNote_; }
+  NewDir* dirRootTemp = nullptr;
+  std::atomic<bool> stopElapsedTimeThread{false};
+  bool openedScanInfo = false;
+  std::string fileTypesToggleTitle = "File Types View";
+  std::string showDeletedToggleTitle = "Show Deleted";
 
   // Goal buttons of "Main Screen".
   void recoverFiles();
@@ -145,6 +187,15 @@ class Kelvo_Recovery_SoftwareAppDelegate {  // NOLINT(readability-identifier-nam
   bool scanForVolumesBox_ = false;
   float startSlider_ = 0.0f;
   float endSlider_ = 100.0f;
+
+  void updateProgressOnMain(const Dict& update);
+  MainThreadQueue mainThread_;
+  RepeatingTimer timer_;
+  ProgressScreen progressScreen_;
+  bool abortSheetVisible_ = false;
+  std::string completionNote_;
+  std::thread freeTreeThread_;
+  std::atomic<bool> freeTreeDone_{true};
 };
 
 // The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.

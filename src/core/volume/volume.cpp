@@ -1,11 +1,105 @@
 #include "volume/volume.h"
 
+#include "base/log.h"
+#include "tree/new_dir_ops.h"
+#include "tree/tree_cleanup.h"
+
 namespace nua {
 
 std::atomic<std::uint32_t> u32BytesInSectorForScanClasses{512};
+std::atomic<bool> bCancelScanning{false};
 
-Volume::Volume() = default;
+namespace {
+std::atomic<ScanController*> sharedAppController{nullptr};
+}  // namespace
+
+std::string getTimeFormStringForInterval(double interval) {
+  // A first estimate can be negative, infinite or NaN; none of those may reach the integer cast.
+  if (!(interval > 0.0)) interval = 0.0;
+  if (interval > 1e15) interval = 1e15;
+  const double minutes = interval / 60.0;
+  const auto wholeMinutes = static_cast<std::uint64_t>(minutes);
+  const auto seconds = static_cast<std::uint64_t>((minutes - static_cast<double>(wholeMinutes)) * 60.0);
+  const std::uint64_t days = wholeMinutes / 1440;
+  const std::uint64_t hours = wholeMinutes / 60 - days * 24;
+  auto two = [](std::uint64_t value) {
+    std::string text = std::to_string(value);
+    return text.size() == 1 ? "0" + text : text;
+  };
+  return std::to_string(days) + ":" + two(hours) + ":" + two(wholeMinutes % 60) + ":" + two(seconds);
+}
+
+Volume::Volume() : folderNameIndex(std::make_unique<FolderNameIndex>()) {}
 Volume::~Volume() = default;
+
+void Volume::setAppController(ScanController* controller) { sharedAppController = controller; }
+ScanController* Volume::appController() { return sharedAppController; }
+
+void Volume::sendProgress(const Dict& update, bool waitUntilDone) const {
+  if (ScanController* controller = appController()) controller->updateProgress(update, waitUntilDone);
+}
+
+void Volume::setStopTreeThread(bool stop) {
+  stopTreeThread = stop;
+  bCancelScanning = stop;
+}
+
+void Volume::resetSigArraysAndBtreesAndOthers() {
+  bCancelScanning = false;
+  if (autoCrashRecovery) {
+    makeTables();
+  } else {
+    catalogExt.clear();
+    extentsExt.clear();
+    allocationExt.clear();
+    entryCount = folderCount = fileCount = dataSize = 0;
+    maxFileID = kFirstFreeFileID;
+    blocksStartsAtSector = 0;
+    dataUpdate = Dict();
+  }
+  stopTreeThread = false;
+  openedScanInfo = false;
+  catNodeSize = 0;
+  orphEntryCount = orphEntriesTotal = orphAdvScanEntryCount = orphAdvScanEntriesTotal = 0;
+}
+
+void Volume::processDuplicateEntries() {
+  auto status = [this](const std::string& text) {
+    logLine(text);
+    sendProgress(Dict{{"Progress Status", text}}, true);
+  };
+  logLine("Rearranging tree...");
+  sendProgress(Dict{{"Progress Status", "Rearranging tree..."}, {"Progress Type", 0}, {"Start Animation", true}}, true);
+  if (ScanController* controller = appController()) controller->rawScanCompleted();
+  if (dirRoot != nullptr && arena) {
+    if (filterTreeForMedia) {
+      status("Removing non-media tree...");
+      removeNonMediaFilesAndFolders(dirRoot, *arena);
+    }
+    status("Removing empty tree...");
+    removeZeroSizeFolders(dirRoot, *arena);
+    status("Rearranging tree (step 2)...");
+    rearrangeTreeFromDir(dirRoot);
+    status("Removing deleted tree...");
+    rearrangeDeletedTree(dirRoot);
+    status("Fixing names...");
+    fixNilFileNames(dirRoot, *arena);
+    // Child lists are arrays already: the viewing side indexes them directly.
+    status("Optimizing Tree...");
+  }
+  logLine("Removing helper trees..");
+  sendProgress(Dict{{"Progress Status", "Removing helper trees..."}}, true);
+  btree.reset();
+  btreeAdvScan = nullptr;
+  btreeNormalScan.reset();
+  btreeFirstFileBlock.reset();
+  btreeForUsedCatNodeSector.reset();
+  btreeForVIBCreateDate.reset();
+  btreeOrph.reset();
+  btreeOrphAdvScanEntries.reset();
+  folderNameIndex = std::make_unique<FolderNameIndex>();
+  sendProgress(Dict{{"Progress Status", "Rearranging tree (done)..."}, {"Stop Animation", true}}, true);
+}
 
 void Volume::makeTables() {
   arena = std::make_shared<NewDirArena>();
@@ -21,6 +115,7 @@ void Volume::makeTables() {
   allocationExt.clear();
   dataUpdate = Dict();
   orphanCount = entryCount = fileCount = folderCount = dataSize = 0;
+  folderNameIndex = std::make_unique<FolderNameIndex>();
 }
 
 std::unique_ptr<Volume> Volume::initWithDictionary(const Dict& dict, MediaContext context) {

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "base/ui_bridge.h"
 #include "media/dmedia.h"
 #include "tree/btree_table.h"
 #include "tree/new_dir.h"
@@ -17,6 +18,27 @@ namespace nua {
 
 // Sector size of the current Volume, read by the file checks, which hold no Volume of their own.
 extern std::atomic<std::uint32_t> u32BytesInSectorForScanClasses;
+// The process-wide copy of stopTreeThread, polled by the file checks.
+extern std::atomic<bool> bCancelScanning;
+
+class FolderNameIndex;
+
+// An interval in seconds as "days:hours:minutes:seconds", hours, minutes and seconds two digits.
+[[nodiscard]] std::string getTimeFormStringForInterval(double interval);
+
+// What a scan asks of the application controller. The controller carries each call out on its main
+// thread; `waitUntilDone` false hands over a copy and returns at once.
+class ScanController {
+ public:
+  virtual ~ScanController() = default;
+  virtual void updateProgress(const Dict& update, bool waitUntilDone) = 0;
+  virtual void setUpTimer() = 0;
+  virtual void invalidateTimer() = 0;
+  virtual void runAlertPanel(const Alert& alert) = 0;
+  virtual void destroyVolumeAndBackToPartList() = 0;
+  virtual void rawScanCompleted() = 0;
+  virtual void rawScanStarted(bool autoRun) = 0;
+};
 
 class Volume : public DMedia {
  public:
@@ -35,6 +57,20 @@ class Volume : public DMedia {
     endPos = end;
   }
   void setFilterTreeForMedia(bool filter) { filterTreeForMedia = filter; }
+
+  // The controller every Volume reports to, kept in one shared place; null sends nothing.
+  static void setAppController(ScanController* controller);
+  [[nodiscard]] static ScanController* appController();
+  // Sends a progress dictionary to the controller, if one is set.
+  void sendProgress(const Dict& update, bool waitUntilDone) const;
+  // Also sets the process-wide bCancelScanning.
+  void setStopTreeThread(bool stop);
+
+  // Prepares the tables and counters for a new scan on this object.
+  void resetSigArraysAndBtreesAndOthers();
+  // The clean-up sequence at the end of every scan: filters, recounts, builds the deleted lists and
+  // releases the helper tables. Afterwards the tree stands by its pointers alone.
+  void processDuplicateEntries();
 
   // What the object stands for: 0 partition-map volume, 1 lost volume, 2 volume of the system, 3 disk.
   std::int32_t volumeScanType = 0;
@@ -64,6 +100,25 @@ class Volume : public DMedia {
   std::string scanMode;            // "Normal Scan" or "Advanced Scan" once a tree scan starts
   std::int32_t treeScanMode = -1;
   std::uint64_t orphanCount = 0, entryCount = 0, fileCount = 0, folderCount = 0, dataSize = 0;
+  bool aborting = false;
+  bool advScanEntriesCanBePutIntoOrphanEntryArray = false;
+  bool level2IndexNodeHasProblems = false;
+
+  // HFS Plus catalog facts from the header records.
+  std::uint32_t leafRecords = 0;  // entries: half the catalog's leaf records (entry plus thread)
+  std::int32_t catTreeDepth = 0;
+  std::uint64_t journalStart = 0, journalSize = 0;
+  // Leaf node numbers gathered from index nodes (trusted) and by searching the disk (doubted).
+  std::vector<std::uint32_t> leafNodePointerArray;
+  std::vector<std::uint32_t> leafNodePointerTotalArray;
+
+  // Orphan passes.
+  std::uint64_t orphEntryCount = 0, orphEntriesTotal = 0;
+  std::uint64_t orphAdvScanEntryCount = 0, orphAdvScanEntriesTotal = 0;
+  NewDir* dirLostFiles = nullptr;
+  NewDir* dirLostFolders = nullptr;
+  // Names of each folder's children, so a clash is found without walking the folder.
+  std::unique_ptr<FolderNameIndex> folderNameIndex;
 
   // Records of the result; the arena outlives the Volume when the viewing side takes the tree.
   std::shared_ptr<NewDirArena> arena;

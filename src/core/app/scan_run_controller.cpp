@@ -1,0 +1,150 @@
+// The controller's side of a running scan: progress on the main thread, the timer, abort, the end of a
+// scan with its note, and the freeing of a result.
+#include "app/kelvo_recovery_software_app_delegate.h"
+#include "base/text.h"
+#include "media/dmedia.h"
+#include "tree/new_dir_arena.h"
+#include "volume/volume.h"
+
+namespace nua {
+
+void Kelvo_Recovery_SoftwareAppDelegate::updateProgress(const Dict& update, bool waitUntilDone) {
+  if (waitUntilDone) {
+    mainThread_.postAndWait([this, &update] { updateProgressOnMain(update); });
+  } else {
+    mainThread_.post([this, copy = update] { updateProgressOnMain(copy); });
+  }
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::updateProgressOnMain(const Dict& update) {
+  applyProgressDictionary(update, mainScanStatus, progressScreen_);
+  if (update.has("Tree Complete")) {
+    progressScreen_.barAnimating = false;
+    dirRootTemp = selectedVolume ? selectedVolume->dirRoot : nullptr;
+    scanIsRunning = false;
+    if (progressChanged) progressChanged();
+    showTree();
+    return;
+  }
+  if (progressChanged) progressChanged();
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::setUpTimer() {
+  mainThread_.postAndWait([this] {
+    timer_.start(std::chrono::milliseconds(1000), [this] { mainThread_.post([this] { myTimerFireMethod(); }); });
+  });
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::invalidateTimer() {
+  mainThread_.postAndWait([this] { timer_.stop(); });
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::myTimerFireMethod() {
+  const std::shared_ptr<Volume> volume = selectedVolume;
+  if (!volume || !volume->timerFireMethodCanRun) return;
+  // While the flag is set the dictionary is ours; clearing it hands it back to the scan.
+  const Dict update = volume->dataUpdate;
+  volume->timerFireMethodCanRun = false;
+  updateProgressOnMain(update);
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::runAlertPanel(const Alert& alert) {
+  mainThread_.postAndWait([this, &alert] { (void)ui_.runAlertPanel(alert); });
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::destroyVolumeAndBackToPartList() {
+  mainThread_.post([this] {
+    switch (isPTListOrPTScanListChosen) {
+      case -1:
+        view_.setText(WizardField::kDrivesListHeading, drivesListHeading());
+        view_.deselect(WizardTable::kDrivesList);
+        view_.showTab("Drives List");
+        break;
+      case 1:
+        view_.setText(WizardField::kNumFoundVolumes, std::to_string(partitionScanListDictArray.size()));
+        view_.showTab("PT scan list");
+        break;
+      default:
+        scanForVolumesBox_ = false;
+        view_.setChecked(WizardControl::kScanForVolumesBox, false);
+        view_.showTab("PT list");
+        break;
+    }
+    freeTree(false);
+    autoStartAfterRawCrash = false;
+  });
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::stopTreeThread() { abortSheetVisible_ = true; }
+
+void Kelvo_Recovery_SoftwareAppDelegate::dontAbortTreeThread() { abortSheetVisible_ = false; }
+
+void Kelvo_Recovery_SoftwareAppDelegate::abortTreeThread() {
+  abortSheetVisible_ = false;
+  if (selectedVolume) selectedVolume->setStopTreeThread(true);
+  if (selectedDrive) selectedDrive->abortVolumeScan = true;
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::showTree() {
+  fileTypesToggleTitle = "File Types View";
+  showDeletedToggleTitle = "Show Deleted";
+  abortSheetVisible_ = false;
+  stopElapsedTimeThread = true;
+  completionNote_.clear();
+  NewDir* root = selectedVolume ? selectedVolume->dirRoot : nullptr;
+  if (root != nullptr) {
+    view_.showTab("Tree");
+    progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
+    if (progressChanged) progressChanged();
+    if (!openedScanInfo) {
+      Alert note;
+      if ((isPTListOrPTScanListChosen == 0 || isPTListOrPTScanListChosen == 1) && treeScanMode == 0) {
+        note = {"Standard scan completed",
+                "Check for lost data in the recovered tree. If you are unable to find the desired data, click the back "
+                "button and select advanced scan option.",
+                {"OK"}};
+      } else if (isPTListOrPTScanListChosen == -1 && rawSearchMode != 3 && scanMode != 5) {
+        note = {"Deleted file scan completed",
+                "Recovered data tree may contain regular files(which may show in finder) and the deleted files. Select "
+                "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
+                "\"Save\"",
+                {"OK"}};
+      }
+      if (!note.title.empty()) {
+        completionNote_ = note.title + ": " + note.text;
+        (void)ui_.runAlertPanel(note);
+      }
+    }
+  }
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::releaseSelectedVolume() { selectedVolume.reset(); }
+
+void Kelvo_Recovery_SoftwareAppDelegate::joinFreeTree() {
+  if (!freeTreeThread_.joinable()) return;
+  // The freeing thread hands work to the main thread, so the main thread keeps serving while it waits.
+  if (mainThread_.onMainThread())
+    while (!freeTreeDone_) mainThread_.runFor(std::chrono::milliseconds(10));
+  freeTreeThread_.join();
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::freeTree(bool rebuildDriveList) {
+  dirRootTemp = nullptr;
+  joinFreeTree();
+  std::shared_ptr<Volume> volume = selectedVolume;
+  freeTreeDone_ = false;
+  freeTreeThread_ = std::thread([this, volume, rebuildDriveList] {
+    if (volume && volume->dirRoot != nullptr && volume->arena) {
+      if (!volume->dirRoot->childList.empty()) volume->arena->freeNDir(volume->dirRoot);
+      volume->dirRoot = nullptr;
+    }
+    mainThread_.postAndWait([this] {
+      dirRootTemp = nullptr;
+      releaseSelectedVolume();
+    });
+    if (rebuildDriveList) mainThread_.postAndWait([this] { runSheetForDrivesLoading(); });
+    freeTreeDone_ = true;
+  });
+}
+
+}  // namespace nua

@@ -1,0 +1,249 @@
+// Finding and reading the HFS+ volume header, the special files and their B-tree header nodes.
+#include "hfs/hfs_volume.h"
+
+#include "hfs/bt_header_record.h"
+#include "hfs/bt_node_descriptor.h"
+#include "hfs/hfs_extent_key.h"
+
+namespace nua {
+namespace {
+
+Dict statusWithCounts(const Volume& v, const char* status, const char* animation) {
+  Dict d{{"Progress Status", status},
+         {"Folders", v.folderCount},
+         {"Files", v.fileCount},
+         {"Entries Found", v.entryCount},
+         {"Data", v.dataSize}};
+  d.set(animation, true);
+  return d;
+}
+
+// Every descriptor with a non-zero startBlock; an empty slot is passed over, not an end.
+std::vector<Extent> nonEmptyExtents(const HFSPlusExtentRecord_& record, std::uint64_t* blockSum) {
+  std::vector<Extent> extents;
+  for (const auto& d : record) {
+    if (d.startBlock == 0) continue;
+    extents.push_back(Extent{d.startBlock, d.blockCount});
+    if (blockSum != nullptr) *blockSum += d.blockCount;
+  }
+  return extents;
+}
+
+}  // namespace
+
+std::uint64_t HfsVolume::blockBytes() const {
+  return static_cast<std::uint64_t>(volume_.blockSize) * static_cast<std::uint64_t>(volume_.u32BytesInSector);
+}
+
+bool HfsVolume::readSectorInto(std::uint64_t sector, std::int32_t count, std::vector<std::byte>& buffer) {
+  const std::size_t bytes = static_cast<std::size_t>(count) * static_cast<std::size_t>(volume_.u32BytesInSector);
+  buffer.assign(bytes, std::byte{0});
+  // An unreadable spot leaves zeros, which fail every signature and descriptor test after it.
+  return volume_.readSector(sector, count, buffer);
+}
+
+bool HfsVolume::readHeaderAt(std::uint64_t bytePosition, bool asVib) {
+  const auto sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
+  // With 4096-byte sectors the header sits inside its sector, so the position is kept in bytes.
+  const std::size_t within = static_cast<std::size_t>(bytePosition % sectorBytes);
+  std::vector<std::byte> buffer;
+  (void)readSectorInto(bytePosition / sectorBytes, 1, buffer);
+  const ByteSpan bytes = ByteSpan(buffer).subspan(std::min(within, buffer.size()));
+  if (asVib) {
+    auto parsed = parseVolumeInformationBlock(bytes);
+    vib_ = parsed ? *parsed : VolumeInformationBlock{};
+    return parsed.ok();
+  }
+  auto parsed = parseMasterDirectoryBlock(bytes);
+  mdb_ = parsed ? *parsed : MasterDirectoryBlock{};
+  return parsed.ok();
+}
+
+bool HfsVolume::embeddedHeader(std::uint64_t wrapperStart) {
+  if (!isHfsPlusSignature(mdb_.drEmbedSigWord)) return false;
+  const auto sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
+  const std::uint64_t sectorsPerWrapperBlock = mdb_.drAlBlkSiz / sectorBytes;
+  volume_.HPlusVolStart = wrapperStart + mdb_.drAlBlSt + mdb_.xdrStABN * sectorsPerWrapperBlock;
+  (void)readHeaderAt(volume_.HPlusVolStart * sectorBytes + 1024, true);
+  if (!isHfsPlusSignature(vib_.signature)) {
+    const std::uint64_t endBytes = (volume_.HPlusVolStart + mdb_.xdrNumABlks * sectorsPerWrapperBlock) * sectorBytes;
+    if (endBytes < 1024) return false;
+    (void)readHeaderAt(endBytes - 1024, true);
+    if (!isHfsPlusSignature(vib_.signature)) return false;
+  }
+  return true;
+}
+
+bool HfsVolume::initializeVIB() {
+  const auto sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
+  if (sectorBytes == 0) return false;
+  const std::uint64_t start = volume_.startSector;
+  bool found = false;
+  const std::uint64_t first =
+      volume_.vibAtSector != 0 ? volume_.vibAtSector * sectorBytes + 1024 % sectorBytes : start * sectorBytes + 1024;
+  (void)readHeaderAt(first, false);
+  if (isHfsPlusSignature(mdb_.drSigWord)) {
+    volume_.HPlusVolStart = start;
+    found = readHeaderAt(first, true) && isHfsPlusSignature(vib_.signature);
+  } else if (mdb_.drSigWord == kSignatureBD) {
+    found = embeddedHeader(start);
+  } else {
+    // The primary is lost: the alternate lies 1024 bytes before the volume's end.
+    const std::uint64_t volumeBytes = volume_.sizeInSect * sectorBytes;
+    if (volumeBytes >= 2048) {
+      const std::uint64_t alternate = start * sectorBytes + volumeBytes - 1024;
+      (void)readHeaderAt(alternate, false);
+      if (isHfsPlusSignature(mdb_.drSigWord)) {
+        volume_.HPlusVolStart = start;
+        found = readHeaderAt(alternate, true) && isHfsPlusSignature(vib_.signature);
+      } else if (mdb_.drSigWord == kSignatureBD) {
+        found = embeddedHeader(start);
+      }
+    }
+    if (!found) volume_.HPlusVolStart = start;
+  }
+  if (!found) return false;
+  volume_.blockSize = static_cast<std::int32_t>(vib_.blockSize / sectorBytes);
+  // A block smaller than a sector would put every block at sector 0.
+  return volume_.blockSize > 0;
+}
+
+void HfsVolume::fillVIB() {
+  const std::uint64_t sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
+  if (sectorBytes == 0) return;
+  volume_.HPlusVolStart = 0;
+  (void)readHeaderAt(1024, false);
+  if (mdb_.drSigWord == kSignatureBD && isHfsPlusSignature(mdb_.drEmbedSigWord))
+    volume_.HPlusVolStart = mdb_.drAlBlSt + mdb_.xdrStABN * (mdb_.drAlBlkSiz / sectorBytes);
+  (void)readHeaderAt(volume_.HPlusVolStart * sectorBytes + 1024, true);
+  volume_.blockSize = static_cast<std::int32_t>(vib_.blockSize / sectorBytes);
+  volume_.totalBlocks = vib_.totalBlocks;
+}
+
+bool HfsVolume::headerNodeAt(const std::vector<Extent>& extents, BTHeaderRecord& header) {
+  if (extents.empty()) return false;
+  std::vector<std::byte> buffer;
+  const std::uint64_t sector = volume_.HPlusVolStart + static_cast<std::uint64_t>(extents.front().startBlock) *
+                                                           static_cast<std::uint64_t>(volume_.blockSize);
+  (void)readSectorInto(sector, 1, buffer);
+  auto descriptor = parseBTNodeDescriptor(buffer);
+  if (!descriptor || descriptor->bLink != 0 || descriptor->kind != kBTHeaderNode || descriptor->height != 0 ||
+      descriptor->numRecords != 3)
+    return false;
+  auto parsed = parseBTHeaderRecord(ByteSpan(buffer).subspan(kBTNodeDescriptorSize));
+  if (!parsed) return false;
+  header = *parsed;
+  return true;
+}
+
+bool HfsVolume::checkCatalogAndExtentsFile() {
+  Volume& v = volume_;
+  const auto sectorBytes = static_cast<std::uint32_t>(v.u32BytesInSector);
+  v.sendProgress(statusWithCounts(v, "Checking Extents File ...", "Start Animation"), true);
+  v.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
+  BTHeaderRecord header;
+  // A node smaller than a sector can't be read by sectors.
+  if (!headerNodeAt(v.extentsExt, header) || header.nodeSize / sectorBytes == 0) {
+    v.sendProgress(Dict{{"Progress Status", "Checking Extents File ... done"}, {"Stop Animation", true}}, true);
+    return false;
+  }
+  v.extNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
+  v.extRootNode = header.rootNode;
+  v.sendProgress(Dict{{"Progress Status", "Checking Extents File ... done"}, {"Stop Animation", true}}, true);
+  v.sendProgress(statusWithCounts(v, "Checking Catalog File ...", "Start Animation"), true);
+
+  std::uint64_t catalogBlocks = 0;
+  v.catalogExt = nonEmptyExtents(vib_.catalogFile.extents, &catalogBlocks);
+  if (!headerNodeAt(v.catalogExt, header) || header.nodeSize / sectorBytes == 0) {
+    v.sendProgress(Dict{{"Progress Status", "Checking Catalog File ... done"}, {"Stop Animation", true}}, true);
+    return false;
+  }
+  v.catNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
+  v.catRootNode = header.rootNode;
+  v.firstLeafNode = header.firstLeafNode;
+  v.leafRecords = header.leafRecords >> 1;
+  v.catTreeDepth = header.treeDepth;
+  if (catalogBlocks < vib_.catalogFile.totalBlocks) {
+    auto more = extentsForID(4, kDataFork, static_cast<std::uint32_t>(catalogBlocks), vib_.catalogFile.totalBlocks);
+    if (more) v.catalogExt.insert(v.catalogExt.end(), more->begin(), more->end());
+  }
+  return true;
+}
+
+void HfsVolume::getCatalogExtFromVIB() {
+  volume_.catalogExtAsPerVIB.clear();
+  for (const auto& d : vib_.catalogFile.extents) {
+    if (d.blockCount == 0) break;
+    volume_.catalogExtAsPerVIB.push_back(Extent{d.startBlock, d.blockCount});
+  }
+}
+
+void HfsVolume::fillAllocationExt() {
+  volume_.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
+  checkAllocationFile();
+}
+
+void HfsVolume::checkAllocationFile() {
+  std::uint64_t blocks = 0;
+  volume_.allocationExt = nonEmptyExtents(vib_.allocationFile.extents, &blocks);
+  if (blocks < vib_.allocationFile.totalBlocks) {
+    auto more = extentsForID(6, kDataFork, static_cast<std::uint32_t>(blocks), vib_.allocationFile.totalBlocks);
+    if (more) volume_.allocationExt.insert(volume_.allocationExt.end(), more->begin(), more->end());
+  }
+}
+
+std::uint64_t HfsVolume::catNodeToSector(std::uint64_t node) const {
+  const auto nodeSize = static_cast<std::uint64_t>(volume_.catNodeSize);
+  const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
+  if (nodeSize == 0) return 0;
+  std::uint64_t m = node;
+  for (const Extent& e : volume_.catalogExt) {
+    const std::uint64_t sectors = static_cast<std::uint64_t>(e.blockCount) * perBlock;
+    if (m * nodeSize < sectors) return volume_.HPlusVolStart + e.startBlock * perBlock + m * nodeSize;
+    m -= sectors / nodeSize;
+  }
+  return 0;
+}
+
+std::uint64_t HfsVolume::extNodeToSector(std::uint64_t node) const {
+  const auto nodeSize = static_cast<std::uint64_t>(volume_.extNodeSize);
+  const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
+  if (nodeSize == 0) return 0;
+  std::uint64_t m = node;
+  // The extents file is taken to fit in the header's eight descriptors.
+  for (const auto& e : vib_.extentsFile.extents) {
+    const std::uint64_t sectors = static_cast<std::uint64_t>(e.blockCount) * perBlock;
+    if (m * nodeSize < sectors) return volume_.HPlusVolStart + e.startBlock * perBlock + m * nodeSize;
+    m -= sectors / nodeSize;
+  }
+  return 0;
+}
+
+bool HfsVolume::sectorIsInThisExtArray(const std::vector<Extent>& extents, std::uint64_t sector) const {
+  const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
+  for (const Extent& e : extents) {
+    const std::uint64_t first = volume_.HPlusVolStart + e.startBlock * perBlock;
+    if (sector >= first && sector < first + e.blockCount * perBlock) return true;
+  }
+  return false;
+}
+
+bool HfsVolume::sectorIsInCatalogFile(std::uint64_t sector) const {
+  return sectorIsInThisExtArray(volume_.catalogExt.empty() ? volume_.catalogExtAsPerVIB : volume_.catalogExt, sector);
+}
+
+void HfsVolume::getJournalSizeAndStart() {
+  std::vector<std::byte> buffer;
+  (void)readSectorInto(volume_.HPlusVolStart + static_cast<std::uint64_t>(volume_.blockSize) * vib_.journalInfoBlock,
+                       1, buffer);
+  if (!fits(buffer.size(), 36, 16)) return;
+  volume_.journalStart = be64(buffer, 36);
+  volume_.journalSize = be64(buffer, 44);
+}
+
+int HfsVolume::getIfUnusedSectorForCatalogNode(std::uint64_t sector) {
+  if (volume_.btreeForUsedCatNodeSector) (void)volume_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
+  return 1;
+}
+
+}  // namespace nua

@@ -1,0 +1,69 @@
+// The HFS+ operations of a Volume that find and read the volume's structures: the volume header
+// (primary, alternate, inside an HFS wrapper), the catalog and extents files, node positions and the
+// extents-overflow lookup.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+#include "hfs/bt_header_record.h"
+#include "hfs/master_directory_block.h"
+#include "hfs/volume_information_block.h"
+#include "tree/extent.h"
+#include "volume/volume.h"
+
+namespace nua {
+
+class HfsVolume {
+ public:
+  explicit HfsVolume(Volume& volume) : volume_(volume) {}
+
+  // Finds the volume header; true when HPlusVolStart, vib and blockSize are set. Tries the primary,
+  // then the header inside an HFS wrapper, then the alternate at the volume's end.
+  [[nodiscard]] bool initializeVIB();
+  // The plain form for a volume that is a device by itself: sets HPlusVolStart (past a wrapper, if
+  // any), vib, blockSize and totalBlocks without judging the signature.
+  void fillVIB();
+  // True when the header nodes of both trees are valid and node sizes, roots and catalog extents are
+  // set. Catalog extents past the first eight come from the extents-overflow file.
+  [[nodiscard]] bool checkCatalogAndExtentsFile();
+  // catalogExtAsPerVIB from the header's eight catalog descriptors, ending at the first empty count.
+  void getCatalogExtFromVIB();
+  // extentsExt from the header, then allocationExt with its overflow.
+  void fillAllocationExt();
+  void checkAllocationFile();
+  // The extents of a fork past those in hand, from the extents-overflow file; empty when nothing is
+  // found, nullopt when the lookup can't run (no tree) or was stopped. A damaged tree ends the lookup.
+  [[nodiscard]] std::optional<std::vector<Extent>> extentsForID(std::uint32_t fileID, std::uint8_t fork,
+                                                                std::uint32_t startBlock, std::uint32_t totalBlocks);
+  // Absolute sector of a catalog (extents) node; 0 past the file's extents.
+  [[nodiscard]] std::uint64_t catNodeToSector(std::uint64_t node) const;
+  [[nodiscard]] std::uint64_t extNodeToSector(std::uint64_t node) const;
+  [[nodiscard]] bool sectorIsInCatalogFile(std::uint64_t sector) const;
+  [[nodiscard]] bool sectorIsInThisExtArray(const std::vector<Extent>& extents, std::uint64_t sector) const;
+  // Reads the journal info block: journalStart and journalSize (bytes).
+  void getJournalSizeAndStart();
+  // Counts a visit of the sector in btreeForUsedCatNodeSector; always 1.
+  int getIfUnusedSectorForCatalogNode(std::uint64_t sector);
+
+  [[nodiscard]] const VolumeInformationBlock& vib() const { return vib_; }
+  [[nodiscard]] const MasterDirectoryBlock& mdb() const { return mdb_; }
+  [[nodiscard]] Volume& volume() { return volume_; }
+  [[nodiscard]] std::uint64_t blockBytes() const;
+
+ private:
+  [[nodiscard]] bool readSectorInto(std::uint64_t sector, std::int32_t count, std::vector<std::byte>& buffer);
+  // Reads the sector holding the byte position and decodes the header found there as a VIB or an MDB.
+  [[nodiscard]] bool readHeaderAt(std::uint64_t bytePosition, bool asVib);
+  [[nodiscard]] bool embeddedHeader(std::uint64_t wrapperStart);
+  [[nodiscard]] bool headerNodeAt(const std::vector<Extent>& extents, BTHeaderRecord& header);
+
+  Volume& volume_;
+  VolumeInformationBlock vib_;
+  MasterDirectoryBlock mdb_;
+};
+
+}  // namespace nua

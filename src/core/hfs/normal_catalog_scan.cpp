@@ -1,0 +1,292 @@
+// The catalog walk of the normal scan and the records it turns into entries.
+#include "hfs/normal_catalog_scan.h"
+
+#include <chrono>
+
+#include "hfs/bt_node_descriptor.h"
+#include "hfs/hfs_catalog_file.h"
+#include "hfs/hfs_catalog_folder.h"
+#include "hfs/hfs_catalog_key.h"
+#include "hfs/hfs_extent_key.h"
+#include "tree/new_dir_ops.h"
+
+namespace nua {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class CatalogWalk {
+ public:
+  explicit CatalogWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()) {}
+  void run();
+
+ private:
+  // Reads record `index` of the node in hand; true when it became an entry or an orphan.
+  bool readRecord(std::size_t index);
+  void addFolder(const HFSPlusCatalogKey_& key, ByteSpan body);
+  void addFile(const HFSPlusCatalogKey_& key, ByteSpan body);
+  [[nodiscard]] bool forkIsConsistent(const HFSPlusForkData_& fork) const;
+  void reportProgress();
+  [[nodiscard]] Dict counts() const;
+
+  HfsVolume& hfs_;
+  Volume& v_;
+  std::vector<std::byte> node_;
+  std::uint16_t numRecords_ = 0;
+  bool doubting_ = false;
+  std::uint64_t recordsSeen_ = 0;
+  Clock::time_point start_ = Clock::now();
+};
+
+Dict CatalogWalk::counts() const {
+  return Dict{{"Progress Status", "default"},
+              {"Folders", v_.folderCount},
+              {"Files", v_.fileCount},
+              {"Entries Found", v_.entryCount},
+              {"Data", v_.dataSize}};
+}
+
+void CatalogWalk::run() {
+  const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
+  node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
+  v_.sendProgress(Dict{{"Progress Status", "default"},
+                       {"Progress Type", 1},
+                       {"BarMaxValue", static_cast<std::uint64_t>(v_.leafRecords)},
+                       {"TimeRemaining", ""}},
+                  true);
+  std::uint32_t nodeNumber = v_.firstLeafNode;
+  std::size_t pointerIndex = 0;
+  std::size_t totalIndex = 0;
+  while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
+    const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
+    std::optional<BTNodeDescriptor_> descriptor;
+    if (sector != 0) {
+      std::fill(node_.begin(), node_.end(), std::byte{0});
+      (void)v_.readSector(sector, v_.catNodeSize, node_);
+      if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
+    }
+    bool completed = false;
+    if (descriptor) {
+      ItemTypeUInt32* seen = v_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
+      if (seen != nullptr && seen->retrieveCount >= 2) break;  // the chain loops
+      if (seen == nullptr) {
+        v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
+        numRecords_ = descriptor->numRecords;
+        recordsSeen_ += numRecords_;
+        for (std::size_t i = 0; i < numRecords_ && !v_.stopTreeThread; ++i)
+          if (readRecord(i)) reportProgress();
+        completed = true;
+      }
+    }
+    // The next node: the sibling link while the chain is trusted, then the gathered lists.
+    nodeNumber = 0;
+    if (doubting_) {
+      if (totalIndex < v_.leafNodePointerTotalArray.size()) nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
+    } else if (descriptor && descriptor->fLink != 0) {
+      nodeNumber = descriptor->fLink;
+    } else if (completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
+      nodeNumber = 0;  // every record has been seen: a null link is the true end
+    } else if (pointerIndex < v_.leafNodePointerArray.size()) {
+      nodeNumber = v_.leafNodePointerArray[pointerIndex++];
+    } else if (totalIndex < v_.leafNodePointerTotalArray.size()) {
+      nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
+      doubting_ = true;
+    }
+  }
+  node_.clear();
+  node_.shrink_to_fit();
+  Dict done = counts();
+  done.set("BarDoubleValue", static_cast<std::uint64_t>(v_.leafRecords));
+  v_.sendProgress(done, true);
+}
+
+bool CatalogWalk::readRecord(std::size_t index) {
+  const ByteSpan node(node_);
+  const std::size_t nodeBytes = node.size();
+  const std::size_t sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
+  if (2 * (index + 1) > nodeBytes) return false;
+  const std::size_t slot = nodeBytes - 2 * (index + 1);
+  if (slot < kBTNodeDescriptorSize) return false;
+  const std::size_t offset = be16(node, slot);
+  // The last offset before the offset table; records must end before it.
+  const std::int64_t limit = static_cast<std::int64_t>(nodeBytes) - 1 - 2 - 2 * static_cast<std::int64_t>(numRecords_);
+  const auto within = [&](std::size_t end) { return static_cast<std::int64_t>(end) <= limit; };
+  if (offset < kBTNodeDescriptorSize || !fits(nodeBytes, offset, 8)) return false;
+  const std::uint16_t keyLength = be16(node, offset);
+  if (doubting_) {
+    if (slot + sectorBytes < nodeBytes) return false;
+    if (!within(offset + 2)) return false;
+    if (keyLength >= 517 || keyLength < kCatalogKeyMinLength || !within(offset + 2 + keyLength)) return false;
+    if (be32(node, offset + 2) == 0) return false;
+  }
+  const std::uint16_t nameLength = be16(node, offset + 6);
+  if (nameLength == 0 || nameLength >= 256) return false;
+  auto key = parseHFSPlusCatalogKey(node.subspan(offset, std::min(kCatalogKeyMaxSize, nodeBytes - offset)));
+  if (!key) return false;
+  if (doubting_ && !within(offset + keyLength + 4)) return false;
+  if (key->name == u".DS_Store") return false;  // such files never enter the tree
+  const std::size_t bodyOffset = offset + 2 + static_cast<std::size_t>(keyLength);
+  if (!fits(nodeBytes, bodyOffset, 2)) return false;
+  const auto recordType = static_cast<std::int16_t>(be16(node, bodyOffset));
+  if (recordType != kFolderRecordType && recordType != kFileRecordType) return false;  // threads play no part
+  if (key->parentID == kParentOfRootID) return false;  // the volume's root: the tree's root stands for it
+  const ByteSpan body = node.subspan(bodyOffset);
+  if (recordType == kFolderRecordType) {
+    if (doubting_ && !within(offset + keyLength + 90)) return false;
+    addFolder(*key, body);
+  } else {
+    if (doubting_ && !within(offset + keyLength + 250)) return false;
+    addFile(*key, body);
+  }
+  return true;
+}
+
+void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
+  auto parsed = parseHFSPlusCatalogFolder(body);
+  if (!parsed) return;
+  const HFSPlusCatalogFolder_& f = *parsed;
+  if (doubting_ && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
+                    f.recordType != kFolderRecordType))
+    return;
+  ItemType* parentItem = v_.btree->retrieveKeyField(key.parentID);
+  NewDirArena& arena = *v_.arena;
+  NewDir* dir = arena.newDir();
+  dir->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
+  dir->fileType = 1;
+  dir->parentID = key.parentID;
+  dir->createDate = f.createDate;
+  dir->modDate = f.contentModDate;
+  dir->fileID = f.folderID;
+  if (f.folderID > v_.maxFileID) v_.maxFileID = f.folderID;
+  arena.setFileName(key.name, dir);
+  ++v_.folderCount;
+  ++v_.entryCount;
+  dir->childBTree = v_.btree.get();
+  if (parentItem != nullptr && parentItem->dir != nullptr) {
+    NewDir* parent = parentItem->dir;
+    std::u16string path = NewDirArena::pathNameOfDir(parent).value_or(u"");
+    path += u'/';
+    path += NewDirArena::fileNameOfDir(parent).value_or(u"");
+    arena.setPathName(path, dir);
+    dir->parent = parent;
+    raiseAncestorCountsForFolder(dir);
+    addChildUpdateBTree(dir, parent, TreeSide::kVolume);
+  } else {
+    ++v_.orphEntriesTotal;
+    v_.btreeOrph->insert(ItemTypeOrph{f.folderID, dir, false, false});
+  }
+}
+
+bool CatalogWalk::forkIsConsistent(const HFSPlusForkData_& fork) const {
+  const std::uint64_t blockBytes = hfs_.blockBytes();
+  if (blockBytes == 0) return false;
+  if (fork.logicalSize > static_cast<std::uint64_t>(fork.totalBlocks) * blockBytes) return false;
+  return fork.totalBlocks == fork.logicalSize / blockBytes + (fork.logicalSize % blockBytes != 0 ? 1 : 0);
+}
+
+void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
+  auto parsed = parseHFSPlusCatalogFile(body);
+  if (!parsed) return;
+  const HFSPlusCatalogFile_& f = *parsed;
+  if (doubting_ && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.fileID == 0 ||
+                    f.recordType != kFileRecordType))
+    return;
+  const std::uint64_t volumeBytes = v_.sizeInSect * static_cast<std::uint64_t>(v_.u32BytesInSector);
+  const std::uint64_t dataSize = f.dataFork.logicalSize;
+  const std::uint64_t forkSum = dataSize + f.resourceFork.logicalSize;
+  if (forkSum < dataSize || forkSum >= volumeBytes) return;
+  if (!forkIsConsistent(f.dataFork) || !forkIsConsistent(f.resourceFork)) return;
+
+  NewDirArena& arena = *v_.arena;
+  NewDir* dir = arena.newDir();
+  dir->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
+  dir->fileType = 2;
+  dir->parentID = key.parentID;
+  dir->createDate = f.createDate;
+  dir->modDate = f.contentModDate;
+  dir->fileID = f.fileID;
+  if (f.fileID > v_.maxFileID) v_.maxFileID = f.fileID;
+  dir->fileSize = dataSize;
+  dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
+
+  // Extents: the record's eight, then the overflow file; a file whose blocks don't add up is dropped.
+  const std::uint32_t totalBlocks = f.dataFork.totalBlocks;
+  std::uint64_t blocks = 0;
+  bool ended = false;
+  for (const auto& d : f.dataFork.extents) {
+    if (d.startBlock == 0) {
+      ended = true;
+      break;
+    }
+    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
+    blocks += d.blockCount;
+  }
+  if (ended && blocks != totalBlocks) {
+    arena.freeNDir(dir);
+    return;
+  }
+  if (!ended && blocks < totalBlocks) {
+    auto more = hfs_.extentsForID(f.fileID, kDataFork, static_cast<std::uint32_t>(blocks), totalBlocks);
+    if (more)
+      for (const Extent& e : *more) {
+        addDataExtStartBlock(e.startBlock, e.blockCount, dir);
+        blocks += e.blockCount;
+      }
+    if (blocks != totalBlocks) {
+      arena.freeNDir(dir);
+      return;
+    }
+  }
+  dir->complete = 1;
+  arena.setFileName(key.name, dir);
+  const std::uint32_t firstBlock = f.dataFork.extents[0].startBlock;
+  dir->fileCount = 1;
+  ++v_.fileCount;
+  ++v_.entryCount;
+  ItemType* parentItem = v_.btree->retrieveKeyField(key.parentID);
+  if (parentItem != nullptr && parentItem->dir != nullptr) {
+    if (firstBlock != 0) v_.btreeFirstFileBlock->insert(ItemTypeUInt32{firstBlock, 0});
+    v_.dataSize += dataSize;
+    dir->parent = parentItem->dir;
+    raiseAncestorCountsForFile(dir);
+    addChild(dir, parentItem->dir);
+  } else {
+    v_.btreeFirstFileBlock->insert(ItemTypeUInt32{firstBlock, 0});
+    v_.dataSize += forkSum;
+    ++v_.orphEntriesTotal;
+    v_.btreeOrph->insert(ItemTypeOrph{f.fileID, dir, false, false});
+  }
+}
+
+void CatalogWalk::reportProgress() {
+  if (recordsSeen_ == 0 || v_.timerFireMethodCanRun) return;
+  const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
+  const double total = 2.0 * static_cast<double>(v_.leafRecords);
+  const double remaining = (total - static_cast<double>(recordsSeen_)) * elapsed / static_cast<double>(recordsSeen_);
+  Dict update = counts();
+  update.set("TimeRemaining", getTimeFormStringForInterval(remaining));
+  update.set("BarDoubleValue", v_.entryCount);
+  v_.dataUpdate = std::move(update);
+  v_.timerFireMethodCanRun = true;
+}
+
+}  // namespace
+
+int readFilesAndFolders(HfsVolume& hfs) {
+  CatalogWalk walk(hfs);
+  walk.run();
+  return 1;
+}
+
+void makeTree(HfsVolume& hfs) {
+  Volume& v = hfs.volume();
+  NewDir* root = makeRootDir(*v.arena, v.btree.get());
+  root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
+  v.dirRoot = root;
+  ScanController* controller = Volume::appController();
+  if (controller != nullptr) controller->setUpTimer();
+  (void)readFilesAndFolders(hfs);
+  if (controller != nullptr) controller->invalidateTimer();
+}
+
+}  // namespace nua

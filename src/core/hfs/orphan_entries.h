@@ -1,0 +1,17 @@
+// The orphan pass of the catalog walk: every entry that waited in btreeOrph for its parent is hung
+// under that parent now, or, for a file with no parent anywhere, under "Lost Files".
+#pragma once
+
+#include "volume/volume.h"
+
+namespace nua {
+
+// Walks btreeOrph node by node (a node's keys before its branches) and places each entry not yet
+// placed. `incrementData` raises the Volume's counters for each placed entry. Stops at stopTreeThread.
+void processOrphanEntriesWithIncrement(Volume& volume, bool incrementData, bool showVolNameOnly);
+
+// "Lost Files" (id 7) under the root: the entry with id 7 if the volume has one, marked deleted, else a
+// new folder. Null when the tree has no root.
+NewDir* findOrMakeLostFiles(Volume& volume);
+
+}  // namespace nua
