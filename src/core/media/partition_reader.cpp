@@ -1,11 +1,14 @@
 #include "media/partition_reader.h"
 
 #include <algorithm>
+#include <cstdio>
 
 #include "base/bytes.h"
 #include "base/text.h"
 #include "media/guid_partition_table_entry.h"
 #include "media/guid_partition_table_header.h"
+#include "media/linux_media_source.h"
+#include "media/master_boot_record.h"
 #include "media/mbr_chain.h"
 #include "media/partition_map.h"
 
@@ -63,20 +66,30 @@ void PartitionReader::initialize(std::vector<Dict>& partitionListDictArray) {
   // protective entry and the signature together.
   if (u8(head, 450) == 0xEE && bootSignature(head)) {
     readAndInterpretGPT();
-    getVolumeNamesGPT();
+    if (!allTypes_) getVolumeNamesGPT();
   } else if (bootSignature(head)) {
     readAndInterpretMBR();
-    getVolumeNamesGPT();
+    if (!allTypes_) getVolumeNamesGPT();
   } else if (apmBlockSize(head, static_cast<std::uint32_t>(media_.u32BytesInSector)) != 0) {
     readAndInterpretPM();
-    getVolumeNamesPM();
+    if (!allTypes_) getVolumeNamesPM();
   } else {
     bareVolume();
   }
   for (const Dict& d : media_.volumePMArray) partitionListDictArray.push_back(d);
 }
 
+std::vector<Dict> PartitionReader::listAllPartitions() {
+  allTypes_ = true;
+  std::vector<Dict> all;
+  initialize(all);
+  allTypes_ = false;
+  media_.volumePMArray.clear();
+  return all;
+}
+
 void PartitionReader::bareVolume() {
+  if (allTypes_) return;
   std::vector<std::byte> mdb(peek::kMasterDirectoryBlockSize, std::byte{0});
   if (!readBytes(1024, mdb)) return;
   const std::uint16_t signature = be16(mdb, 0);
@@ -94,7 +107,17 @@ void PartitionReader::readAndInterpretMBR() {
   chainStopReason_ = chain.stopReason;
   int number = 0;
   for (const Dict& entry : chain.entries) {
-    if (entry.int64("System ID") != kHfsPlusSystemId) continue;
+    const auto systemId = static_cast<std::uint8_t>(entry.int64("System ID"));
+    if (allTypes_ && !isExtendedSystemId(systemId)) {
+      char hex[8];
+      std::snprintf(hex, sizeof hex, "0x%x", systemId);
+      Dict d = partitionDict(entry.uint64("Relative Sector"), entry.uint64("Number Of Sectors"),
+                             formatText("Untitled %@", {std::to_string(++number)}));
+      d.set("Content", contentForPartitionType("dos", hex));
+      media_.volumePMArray.push_back(d);
+      continue;
+    }
+    if (systemId != kHfsPlusSystemId) continue;
     media_.volumePMArray.push_back(partitionDict(entry.uint64("Relative Sector"), entry.uint64("Number Of Sectors"),
                                                  formatText("Untitled %@", {std::to_string(++number)})));
   }
@@ -127,10 +150,12 @@ void PartitionReader::readAndInterpretGPT() {
     const auto entry = parseGUIDPartitionTableEntry(raw);
     // The array ends at the first empty entry, not at the stated count.
     if (!entry || entry->typeHigh == 0) return;
-    if (entry->typeHigh != kGptHfsPlusTypeHigh || entry->typeLow != kGptHfsPlusTypeLow) continue;
+    const bool hfsPlus = entry->typeHigh == kGptHfsPlusTypeHigh && entry->typeLow == kGptHfsPlusTypeLow;
+    if (!hfsPlus && !allTypes_) continue;
     const std::uint64_t size = entry->lastLba >= entry->firstLba ? entry->lastLba + 1 - entry->firstLba : 0;
-    media_.volumePMArray.push_back(
-        partitionDict(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name)));
+    Dict d = partitionDict(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name));
+    if (allTypes_) d.set("Content", gptTypeText(raw));
+    media_.volumePMArray.push_back(d);
   }
 }
 
@@ -148,10 +173,13 @@ void PartitionReader::readAndInterpretPM() {
   for (std::uint32_t n = 1; n < count; ++n) {
     if (!readBytes((n + 1) * blockBytes, raw)) return;
     const auto entry = parsePartitionMap(raw);
-    if (!entry || (entry->type != "Apple_HFS" && entry->type != "Apple_HFSX")) continue;
-    media_.volumePMArray.push_back(partitionDict(std::uint64_t{entry->startSector} * blockBytes / sectorSize,
-                                                 std::uint64_t{entry->sizeInSectors} * blockBytes / sectorSize,
-                                                 entry->name));
+    if (!entry) continue;
+    const bool hfsPlus = entry->type == "Apple_HFS" || entry->type == "Apple_HFSX";
+    if (!hfsPlus && !allTypes_) continue;
+    Dict d = partitionDict(std::uint64_t{entry->startSector} * blockBytes / sectorSize,
+                           std::uint64_t{entry->sizeInSectors} * blockBytes / sectorSize, entry->name);
+    if (allTypes_) d.set("Content", entry->type);
+    media_.volumePMArray.push_back(d);
   }
 }
 

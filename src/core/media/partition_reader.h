@@ -39,6 +39,10 @@ class PartitionReader {
   [[nodiscard]] std::vector<Extent> extentsForID(std::uint32_t fileID, std::uint8_t fork, std::uint32_t startBlock,
                                                  std::uint32_t totalBlocks);
 
+  // Every partition of the map whatever its type, unnamed, with "Content" in the names discovery
+  // uses ("Apple_HFS", "Windows_FAT_32", a GPT type GUID, ...); used to list the volumes of an image.
+  [[nodiscard]] std::vector<Dict> listAllPartitions();
+
   // Why the last MBR chain walk stopped early, or empty.
   [[nodiscard]] const std::string& chainStopReason() const { return chainStopReason_; }
 
@@ -55,6 +59,7 @@ class PartitionReader {
   std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors
   std::string chainStopReason_;
   peek::VolumeHeader header_;
+  bool allTypes_ = false;
 };
 
 }  // namespace nua

@@ -1,0 +1,49 @@
+#include "media/drive_cell_text.h"
+
+#include <cstdio>
+
+#include "base/text.h"
+
+namespace nua {
+
+std::string sizeLine(std::uint64_t bytes) {
+  // The size text's limits, always with two decimals: a cell never shows a bare "0 KB".
+  char text[64];
+  const auto value = static_cast<float>(bytes);
+  if (bytes <= 999999ULL) std::snprintf(text, sizeof text, "Size: %0.2f KB", static_cast<double>(value / 1000.0f));
+  else if (bytes <= 999999999ULL) std::snprintf(text, sizeof text, "Size: %0.2f MB", static_cast<double>(value / 1000000.0f));
+  else std::snprintf(text, sizeof text, "Size: %0.2f GB", static_cast<double>(value / 1000000000.0f));
+  return text;
+}
+
+std::string fileSystemLine(const Dict& volume) {
+  const std::string content = volume.string("Content");
+  const bool journaled = volume.string("journaled") == "Yes";
+  if (content == "Apple_HFS") return journaled ? "File System: Mac OS Extended (Journaled)" : "File System: Mac OS Extended";
+  if (content == "Apple_HFSX")
+    return journaled ? "File System: Mac OS Extended (Case Sensitive, Journaled)"
+                     : "File System: Mac OS Extended (Case Sensitive)";
+  if (content == "FAT12" || content == "FAT16" || content == "FAT32") return "File System: " + content;
+  return "File System: -";
+}
+
+std::array<std::string, 5> logicalDriveCellLines(const Dict& row) {
+  const bool volume = row.has("WhetherVolume");
+  std::array<std::string, 5> lines;
+  lines[0] = volume ? row.string("Volume Name")
+                    : formatText("%@ %@ %@", {row.string("device model"), row.string("device serial"),
+                                              row.string("device revision")});
+  lines[1] = formatText("Mount Point: %@", {row.string("Path")});
+  lines[2] = volume ? "Type: Volume" : "Type: Disk";
+  lines[3] = sizeLine(row.uint64("Size"));
+  if (volume) {
+    lines[4] = fileSystemLine(row);
+  } else {
+    const DictValue* children = row.find("Children Volume Array");
+    const std::size_t count = children && children->array() ? children->array()->size() : 0;
+    lines[4] = "Volumes Contained: " + std::to_string(count);
+  }
+  return lines;
+}
+
+}  // namespace nua

@@ -1,0 +1,94 @@
+#include "media/image_media.h"
+
+#include <cstring>
+#include <filesystem>
+
+#include "base/bytes.h"
+#include "media/device_file.h"
+#include "media/dmedia.h"
+#include "media/drive_finder.h"
+#include "media/fat_boot_peek.h"
+#include "media/hfs_peek.h"
+#include "media/partition_reader.h"
+
+namespace nua {
+namespace {
+
+bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
+  const std::size_t length = std::strlen(text);
+  return fits(bytes.size(), offset, length) && std::memcmp(bytes.data() + offset, text, length) == 0;
+}
+
+// What a source begins with when it has no map: "Apple_HFS", "FAT32" (the type is settled later) or "".
+std::string bareFileSystem(ByteSpan head) {
+  const std::uint16_t signature = be16(head, 1024);
+  if (peek::isHfsPlusSignature(signature) || signature == peek::kHfsWrapperSignature) return "Apple_HFS";
+  const auto boot = peek::parseFatBootSector(head);
+  if (boot && boot->signature == 43605 && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT"))) return "FAT32";
+  return "";
+}
+
+}  // namespace
+
+std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t sectorSizeOverride, bool volumesOnly) {
+  int errorNumber = 0;
+  const auto file = DeviceFile::open(path, errorNumber);
+  if (!file) return {};
+  std::vector<std::byte> head(8192, std::byte{0});
+  if (file->readAt(0, head, errorNumber) == ReadOutcome::kFailed) return {};
+  std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
+  // An image of a 4096-byte-sector disk is read in its own sectors.
+  if (!sectorSizeOverride && !file->isBlockDevice() && !hasText(head, 512, "EFI PART") && hasText(head, 4096, "EFI PART"))
+    sectorSize = 4096;
+
+  const std::string name = std::filesystem::path(path).filename().string();
+  Dict drive{{"Path", path},
+             {"Size", file->sizeInBytes()},
+             {"Preferred Block Size", sectorSize},
+             {"device model", name},
+             {"device serial", "-"},
+             {"device revision", "-"},
+             {"Physical Interconnect", file->isBlockDevice() ? "Block Device" : "Disk Image"},
+             {"CFBundleIdentifier", "org.freedesktop.icon-theme"},
+             {"IOBundleResourceFile", file->isBlockDevice() ? "drive-harddisk" : "media-optical"}};
+
+  DMedia media;
+  media.initWithDictionary(drive, {});
+  std::vector<Dict> partitions = PartitionReader(media).listAllPartitions();
+  // Names of the HFS+ partitions come from their catalogs.
+  std::vector<Dict> named;
+  PartitionReader(media).initialize(named);
+
+  std::vector<Dict> entries;
+  auto volumeFrom = [&](std::uint64_t start, std::uint64_t sectors, const std::string& content, const std::string& volumeName) {
+    Dict volume = drive;
+    volume.set("WhetherVolume", true);
+    volume.set("Volume Start", start);
+    volume.set("Size", sectors * sectorSize);
+    volume.set("Content", newKeyForKey("Content", content, nullptr).second);
+    volume.set("Volume Name", volumeName);
+    volume.set("Mounted Path", "");
+    return volume;
+  };
+  if (!partitions.empty()) {
+    drive.set("Content", "partition map");
+    for (const Dict& p : partitions) {
+      std::string volumeName = p.string("Volume Name");
+      for (const Dict& n : named)
+        if (n.uint64("Volume Start") == p.uint64("Volume Start")) volumeName = n.string("Volume Name");
+      std::string content = p.string("Content");
+      if (content == "Apple_HFSX") content = "Apple_HFS";
+      entries.push_back(volumeFrom(p.uint64("Volume Start"), p.uint64("Volume Size In Sectors"), content, volumeName));
+    }
+  } else if (const std::string content = bareFileSystem(head); !content.empty()) {
+    std::string volumeName = std::filesystem::path(path).stem().string();
+    if (!named.empty()) volumeName = named.front().string("Volume Name");
+    entries.push_back(volumeFrom(0, file->sizeInBytes() / sectorSize, content, volumeName));
+  } else if (volumesOnly) {
+    return {};
+  }
+  if (!volumesOnly) entries.insert(entries.begin(), drive);
+  return entries;
+}
+
+}  // namespace nua

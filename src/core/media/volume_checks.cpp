@@ -1,0 +1,101 @@
+#include "media/volume_checks.h"
+
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "base/bytes.h"
+#include "media/fat_boot_peek.h"
+#include "media/hfs_peek.h"
+#include "media/read_volume.h"
+
+namespace nua {
+namespace {
+
+std::uint32_t sectorSizeOf(const Dict& entry) {
+  const std::uint64_t size = entry.uint64("Preferred Block Size");
+  return size >= 512 && size <= 65536 ? static_cast<std::uint32_t>(size) : 512;
+}
+
+// Reads `count` sectors at `sector` of the entry's volume into a fresh buffer; empty when unreadable.
+std::vector<std::byte> readSectors(const Dict& entry, std::uint64_t sector, std::uint32_t count) {
+  const std::uint32_t sectorSize = sectorSizeOf(entry);
+  std::vector<std::byte> buffer(static_cast<std::size_t>(sectorSize) * count, std::byte{0});
+  const std::uint64_t base = entry.uint64("Volume Start");
+  if (!readSaveSectorQuietly(base + sector, count, sectorSize, buffer, entry.string("Path"))) return {};
+  return buffer;
+}
+
+std::string hfsContent(std::uint16_t signature) {
+  if (signature == peek::kHfsxSignature) return "Apple_HFSX";
+  if (signature == peek::kHfsPlusSignature) return "Apple_HFS";
+  return "-";
+}
+
+}  // namespace
+
+std::optional<Dict> checkForJournal(const Dict& entry) {
+  const std::uint32_t sectorSize = sectorSizeOf(entry);
+  std::vector<std::byte> head = readSectors(entry, 0, 8);
+  if (head.empty()) return std::nullopt;
+  Dict result{{"HFSVolumeStart", std::uint64_t{0}}};
+  std::size_t headerOffset = 1024;
+  if (be16(head, 1024) == peek::kHfsWrapperSignature) {
+    const std::uint32_t blockBytes = be32(head, 1044);
+    const std::uint16_t firstBlockSector = be16(head, 1052);
+    const std::uint16_t embeddedStart = be16(head, 1150);
+    const std::uint64_t start = std::uint64_t{embeddedStart} * blockBytes / sectorSize + firstBlockSector;
+    result.set("HFSVolumeStart", start);
+    head = readSectors(entry, start, 8);
+    if (head.empty()) return std::nullopt;
+    headerOffset = 2 * static_cast<std::size_t>(sectorSize);
+  }
+  if (!fits(head.size(), headerOffset, 8)) return std::nullopt;
+  result.set("Content", hfsContent(be16(head, headerOffset)));
+  const bool journaled = (be32(head, headerOffset + 4) & peek::kJournaledAttribute) != 0;
+  result.set("journaled", journaled ? "Yes" : "No");
+  result.set("supportFileSystemRecovery", journaled ? 1 : 0);
+  return result;
+}
+
+bool isVolumeFAT(const Dict& entry) {
+  const std::vector<std::byte> head = readSectors(entry, 0, 4);
+  if (head.size() < 85) return false;
+  return std::memcmp(head.data() + 54, "FAT", 3) == 0 || std::memcmp(head.data() + 82, "FAT", 3) == 0;
+}
+
+std::string fatFileSystemDetermination(const Dict& entry) {
+  const std::vector<std::byte> head = readSectors(entry, 0, 4);
+  const auto boot = peek::parseFatBootSector(head);
+  return boot ? peek::fatTypeOf(*boot) : "-";
+}
+
+bool isFATWithoutPartitionMap(const Dict& drive) {
+  const std::uint32_t sectorSize = sectorSizeOf(drive);
+  std::vector<std::byte> head(4096, std::byte{0});
+  if (!readSaveSectorQuietly(0, 4096 / sectorSize ? 4096 / sectorSize : 1, sectorSize, head, drive.string("Path")))
+    return false;
+  const auto boot = peek::parseFatBootSector(head);
+  if (!boot) return false;
+  const bool jump = boot->jump == 0xE9 || (boot->jump == 0xEB && boot->jumpOperand == 0x90);
+  if (!jump || boot->signature != 43605 || boot->bytesPerSector == 0 || boot->bytesPerSector % 512 != 0 ||
+      !(boot->sectorsPerCluster == 1 || boot->sectorsPerCluster % 2 == 0) || boot->fatCount != 2)
+    return false;
+  // The first FAT begins with the media descriptor; a damaged first copy may be told by the second.
+  std::vector<std::byte> fat(sectorSize, std::byte{0});
+  for (std::uint64_t sector : {std::uint64_t{boot->reservedSectors}, std::uint64_t{boot->reservedSectors} + boot->fatSize16}) {
+    const std::uint64_t byteOffset = sector * boot->bytesPerSector;
+    if (readSaveSectorQuietly(byteOffset / sectorSize, 1, sectorSize, fat, drive.string("Path")) &&
+        u8(fat, byteOffset % sectorSize) == boot->mediaDescriptor)
+      return true;
+  }
+  return false;
+}
+
+std::string DeviceVolumeProbe::bundlePath(const std::string& bundleIdentifier) {
+  if (bundleIdentifier.rfind("org.freedesktop", 0) != 0) return "nil";
+  std::error_code error;
+  return std::filesystem::is_directory(iconRoot_, error) ? iconRoot_ : std::string("nil");
+}
+
+}  // namespace nua
