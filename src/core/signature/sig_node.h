@@ -1,6 +1,7 @@
 // A node of the signature catalog tree: a category holding file types, or a file type holding its row.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -26,6 +27,19 @@ struct SigNode {
 
   // Appends a child, creating the children array on first use. The child's parent is the caller's.
   void addChild(std::shared_ptr<SigNode> child);
+
+  // Selected children: 1 for each selected child, then every node below each child that has
+  // children. With the catalog's two levels that is the number of selected file types.
+  [[nodiscard]] std::size_t childrenSelected() const;
+  // All nodes below this one.
+  [[nodiscard]] std::size_t childrenCount() const;
+
+  // A copy of category, fileTypeSigNode and selected that shares children, sig and parent.
+  [[nodiscard]] std::shared_ptr<SigNode> mutableCopy() const;
 };
+
+// Counting helpers behind childrenSelected and childrenCount; they add to `counter`.
+void countChildrenSelectedInArray(const std::vector<std::shared_ptr<SigNode>>& array, std::size_t& counter);
+void countChildrenInArray(const std::vector<std::shared_ptr<SigNode>>& array, std::size_t& counter);
 
 }  // namespace nua
