@@ -65,11 +65,11 @@ class FatBasicVolume : public ::testing::TestWithParam<FatKind> {};
 
 TEST_P(FatBasicVolume, ToolsAgreeWithTheManifest) {
   if (!haveFatTools()) GTEST_SKIP() << "mkfs.fat or mtools missing";
-  FatVolumeSpec spec = fatBasicGeometry(GetParam(), 7);
-  spec.operations = fatBasicOperations(7, spec.sectorsPerCluster * spec.sectorSize);
+  FatVolumePlan plan = fatBasicGeometry(GetParam(), 7);
+  plan.operations = fatBasicOperations(7, plan.sectorsPerCluster * plan.sectorSize);
   FatBuild build;
   std::string error;
-  ASSERT_TRUE(buildFatVolume(spec, build, error)) << error;
+  ASSERT_TRUE(buildFatVolume(plan, build, error)) << error;
   EXPECT_EQ(build.manifest.fileSystem, fatKindName(GetParam()));
   const std::string image = scratchFile(build.manifest.fileSystem + ".img");
   ASSERT_TRUE(saveVolume(build, image));
@@ -90,11 +90,11 @@ TEST_P(FatBasicVolume, ToolsAgreeWithTheManifest) {
 
 TEST_P(FatBasicVolume, DescribesDeletedAndFragmentedEntries) {
   if (!haveFatTools()) GTEST_SKIP() << "mkfs.fat or mtools missing";
-  FatVolumeSpec spec = fatBasicGeometry(GetParam(), 3);
-  spec.operations = fatBasicOperations(3, spec.sectorsPerCluster * spec.sectorSize);
+  FatVolumePlan plan = fatBasicGeometry(GetParam(), 3);
+  plan.operations = fatBasicOperations(3, plan.sectorsPerCluster * plan.sectorSize);
   FatBuild build;
   std::string error;
-  ASSERT_TRUE(buildFatVolume(spec, build, error)) << error;
+  ASSERT_TRUE(buildFatVolume(plan, build, error)) << error;
   std::map<std::string, ManifestEntry> byPath;
   for (const ManifestEntry& entry : build.manifest.entries) byPath[entry.path + (entry.deleted ? "#deleted" : "")] = entry;
 
@@ -112,7 +112,7 @@ TEST_P(FatBasicVolume, DescribesDeletedAndFragmentedEntries) {
   EXPECT_FALSE(notes.at("Fragments/Deleted fragmented file.bin").at("contiguous").get<bool>());
   // The unreused deleted file still holds what was written.
   EXPECT_EQ(byPath.at("Documents/Deleted letter to the bank.txt#deleted").sha256,
-            sha256Hex(fatSampleContent(3 * 1000 + 3, static_cast<std::size_t>(2.3 * spec.sectorsPerCluster * 512))));
+            sha256Hex(fatSampleContent(3 * 1000 + 3, static_cast<std::size_t>(2.3 * plan.sectorsPerCluster * 512))));
   for (const ManifestEntry& entry : build.manifest.entries) {
     EXPECT_NE(entry.createDate, 0U) << entry.path;
     EXPECT_EQ(entry.foundIn, "directory");
@@ -121,13 +121,13 @@ TEST_P(FatBasicVolume, DescribesDeletedAndFragmentedEntries) {
 
 TEST_P(FatBasicVolume, SameSeedGivesTheSameBytes) {
   if (!haveFatTools()) GTEST_SKIP() << "mkfs.fat or mtools missing";
-  FatVolumeSpec spec = fatBasicGeometry(GetParam(), 11);
-  spec.operations = fatBasicOperations(11, spec.sectorsPerCluster * spec.sectorSize);
+  FatVolumePlan plan = fatBasicGeometry(GetParam(), 11);
+  plan.operations = fatBasicOperations(11, plan.sectorsPerCluster * plan.sectorSize);
   FatBuild first;
   FatBuild second;
   std::string error;
-  ASSERT_TRUE(buildFatVolume(spec, first, error)) << error;
-  ASSERT_TRUE(buildFatVolume(spec, second, error)) << error;
+  ASSERT_TRUE(buildFatVolume(plan, first, error)) << error;
+  ASSERT_TRUE(buildFatVolume(plan, second, error)) << error;
   EXPECT_TRUE(first.volume == second.volume);
   EXPECT_EQ(toJson(first.manifest), toJson(second.manifest));
 }

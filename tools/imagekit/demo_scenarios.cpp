@@ -57,19 +57,19 @@ bool makeDemo(const std::string& outPath, const ScenarioOptions& options, Manife
   if (!sizeHfsVolume(hfs, error)) return false;
 
   DiskVolume fat;
-  FatVolumeSpec fatSpec = fatBasicGeometry(FatKind::Fat32, seed);
-  fatSpec.label = "PHOTOS";
-  fatSpec.operations = {{FatOperation::Kind::MakeFolder, "/DCIM", {}},
+  FatVolumePlan fatPlan = fatBasicGeometry(FatKind::Fat32, seed);
+  fatPlan.label = "PHOTOS";
+  fatPlan.operations = {{FatOperation::Kind::MakeFolder, "/DCIM", {}},
                         {FatOperation::Kind::MakeFolder, "/DCIM/100NUA", {}},
                         {FatOperation::Kind::MakeFolder, "/Screenshots", {}}};
   std::vector<std::string> toDelete;
   for (const DemoPhoto& photo : fatPhotos()) {
-    fatSpec.operations.push_back({FatOperation::Kind::WriteFile, photo.path, demoPhotoBytes(photo, seed * 100 + ++salt)});
+    fatPlan.operations.push_back({FatOperation::Kind::WriteFile, photo.path, demoPhotoBytes(photo, seed * 100 + ++salt)});
     if (photo.deleted) toDelete.push_back(photo.path);
   }
-  for (const std::string& path : toDelete) fatSpec.operations.push_back({FatOperation::Kind::Delete, path, {}});
+  for (const std::string& path : toDelete) fatPlan.operations.push_back({FatOperation::Kind::Delete, path, {}});
   fat.isFat = true;
-  if (!buildFatVolume(fatSpec, fat.fat, error)) return false;
+  if (!buildFatVolume(fatPlan, fat.fat, error)) return false;
   fat.bytes = fat.fat.volume.size();
 
   const std::uint64_t hfsCount = partitionSectors(hfs.bytes, kSectorSize);

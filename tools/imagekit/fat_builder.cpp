@@ -234,27 +234,27 @@ void describeFatVolume(FatBuild& build) {
   manifest.extra["numberOfFats"] = geometry.numberOfFats;
 }
 
-bool buildFatVolume(const FatVolumeSpec& spec, FatBuild& build, std::string& error) {
+bool buildFatVolume(const FatVolumePlan& plan, FatBuild& build, std::string& error) {
   ScratchFolder scratch;
   if (scratch.path().empty()) {
     error = "cannot make a scratch folder";
     return false;
   }
   const std::string imagePath = scratch.path() + "/volume.img";
-  std::vector<std::string> format = {"mkfs.fat", "-F", fatBits(spec.kind), "-s", std::to_string(spec.sectorsPerCluster),
-                                     "-S", std::to_string(spec.sectorSize), "-i", hex32(spec.volumeId), "--invariant",
-                                     "-n", spec.label, "-C", imagePath, std::to_string(spec.sizeKiB)};
+  std::vector<std::string> format = {"mkfs.fat", "-F", fatBits(plan.kind), "-s", std::to_string(plan.sectorsPerCluster),
+                                     "-S", std::to_string(plan.sectorSize), "-i", hex32(plan.volumeId), "--invariant",
+                                     "-n", plan.label, "-C", imagePath, std::to_string(plan.sizeKiB)};
   if (!runToolChecked(format, error)) return false;
   build = FatBuild{};
-  for (const FatOperation& operation : spec.operations) {
+  for (const FatOperation& operation : plan.operations) {
     if (!runOperation(operation, imagePath, scratch.path(), build, error)) return false;
   }
   if (!readWholeFile(imagePath, build.volume, error)) return false;
   const auto geometry = parseFatGeometry(build.volume, error);
   if (!geometry) return false;
   build.geometry = *geometry;
-  if (build.geometry.kind != spec.kind) {
-    error = std::string("mkfs.fat made ") + fatKindName(build.geometry.kind) + " instead of " + fatKindName(spec.kind);
+  if (build.geometry.kind != plan.kind) {
+    error = std::string("mkfs.fat made ") + fatKindName(build.geometry.kind) + " instead of " + fatKindName(plan.kind);
     return false;
   }
   // mtools stamps the wall clock; every entry gets dates from the seed instead.
@@ -262,20 +262,20 @@ bool buildFatVolume(const FatVolumeSpec& spec, FatBuild& build, std::string& err
     const auto found = build.deletedRecords.find({slot, first});
     return found != build.deletedRecords.end() ? found->second.clusters : contiguousClusters(build.geometry, first, 0);
   });
-  stampFatDates(build.volume, walk.shortSlots, spec.seed);
-  // mkfs.fat --invariant puts its own serial in; the spec's serial goes in the boot sector and its backup.
+  stampFatDates(build.volume, walk.shortSlots, plan.seed);
+  // mkfs.fat --invariant puts its own serial in; the plan's serial goes in the boot sector and its backup.
   const std::size_t serialOffset = build.geometry.kind == FatKind::Fat32 ? 67 : 39;
-  putLe32(build.volume, serialOffset, spec.volumeId);
+  putLe32(build.volume, serialOffset, plan.volumeId);
   if (build.geometry.kind == FatKind::Fat32) {
     const std::uint64_t backup = std::uint64_t{le16(build.volume, 50)} * build.geometry.bytesPerSector;
     if (backup != 0 && fits(build.volume.size(), static_cast<std::size_t>(backup) + serialOffset, 4)) {
-      putLe32(build.volume, static_cast<std::size_t>(backup) + serialOffset, spec.volumeId);
+      putLe32(build.volume, static_cast<std::size_t>(backup) + serialOffset, plan.volumeId);
     }
   }
-  build.manifest.name = spec.label;
-  build.manifest.extra["volumeId"] = spec.volumeId;
+  build.manifest.name = plan.label;
+  build.manifest.extra["volumeId"] = plan.volumeId;
   describeFatVolume(build);
-  return checkLiveContent(build, spec.operations, error);
+  return checkLiveContent(build, plan.operations, error);
 }
 
 void writeFatVolume(const FatBuild& build, ImageWriter& out, std::uint64_t byteOffset) {

@@ -22,7 +22,7 @@ struct FatOperation {
   std::vector<std::byte> content;  // WriteFile only
 };
 
-struct FatVolumeSpec {
+struct FatVolumePlan {
   FatKind kind = FatKind::Fat16;
   std::uint32_t sizeKiB = 8192;
   std::uint32_t sectorsPerCluster = 1;
@@ -53,7 +53,7 @@ struct FatBuild {
 // their deletion, and the hash of what those clusters hold now; the volume's extra "deletedContent"
 // says per path whether those clusters were contiguous and whether they still hold the old bytes.
 // Fails with `error` when mkfs.fat or mtools is missing or fails, or a live file reads back wrong.
-[[nodiscard]] bool buildFatVolume(const FatVolumeSpec& spec, FatBuild& build, std::string& error);
+[[nodiscard]] bool buildFatVolume(const FatVolumePlan& plan, FatBuild& build, std::string& error);
 
 // Fills manifest entries (paths, clusters, hashes, dates) from the volume as it now stands; used again
 // after a scenario patches the bytes. Keeps the deleted entries' clusters found by buildFatVolume.

@@ -52,9 +52,9 @@ const ManifestEntry* findEntry(const FatBuild& build, const std::string& path) {
 }
 
 bool buildBasic(FatKind kind, const ScenarioOptions& options, FatBuild& build, std::string& error) {
-  FatVolumeSpec spec = fatBasicGeometry(kind, options.seed);
-  spec.operations = fatBasicOperations(options.seed, spec.sectorsPerCluster * spec.sectorSize);
-  return buildFatVolume(spec, build, error);
+  FatVolumePlan plan = fatBasicGeometry(kind, options.seed);
+  plan.operations = fatBasicOperations(options.seed, plan.sectorsPerCluster * plan.sectorSize);
+  return buildFatVolume(plan, build, error);
 }
 
 void registerBasic(const std::string& name, FatKind kind) {
@@ -186,17 +186,17 @@ bool damageOversizedBoot(FatBuild& build, std::string&) {
 
 }  // namespace
 
-FatVolumeSpec fatBasicGeometry(FatKind kind, std::uint64_t seed) {
-  FatVolumeSpec spec;
-  spec.kind = kind;
-  spec.seed = seed;
-  spec.volumeId = 0x4E550000U + static_cast<std::uint32_t>(seed % 0x10000U);
+FatVolumePlan fatBasicGeometry(FatKind kind, std::uint64_t seed) {
+  FatVolumePlan plan;
+  plan.kind = kind;
+  plan.seed = seed;
+  plan.volumeId = 0x4E550000U + static_cast<std::uint32_t>(seed % 0x10000U);
   switch (kind) {
-    case FatKind::Fat12: spec.sizeKiB = 2048; spec.sectorsPerCluster = 1; spec.label = "NUA FAT12"; break;
-    case FatKind::Fat16: spec.sizeKiB = 8192; spec.sectorsPerCluster = 2; spec.label = "NUA FAT16"; break;
-    case FatKind::Fat32: spec.sizeKiB = 40960; spec.sectorsPerCluster = 1; spec.label = "NUA FAT32"; break;
+    case FatKind::Fat12: plan.sizeKiB = 2048; plan.sectorsPerCluster = 1; plan.label = "NUA FAT12"; break;
+    case FatKind::Fat16: plan.sizeKiB = 8192; plan.sectorsPerCluster = 2; plan.label = "NUA FAT16"; break;
+    case FatKind::Fat32: plan.sizeKiB = 40960; plan.sectorsPerCluster = 1; plan.label = "NUA FAT32"; break;
   }
-  return spec;
+  return plan;
 }
 
 std::vector<FatOperation> fatBasicOperations(std::uint64_t seed, std::uint32_t clusterBytes) {

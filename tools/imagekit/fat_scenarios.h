@@ -10,7 +10,7 @@
 namespace nua::imagekit {
 
 // The usual geometry for a small volume of each variant: FAT12 2 MiB, FAT16 8 MiB, FAT32 40 MiB.
-[[nodiscard]] FatVolumeSpec fatBasicGeometry(FatKind kind, std::uint64_t seed);
+[[nodiscard]] FatVolumePlan fatBasicGeometry(FatKind kind, std::uint64_t seed);
 
 // Live and deleted files and folders with long names, a folder longer than one cluster, a live file
 // made fragmented by filling a freed gap, a deleted fragmented file, a deleted contiguous file and a

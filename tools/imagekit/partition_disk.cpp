@@ -38,9 +38,9 @@ bool prepareHfsVolume(DiskVolume& volume, const std::string& name, std::uint64_t
 }
 
 bool prepareFatVolume(DiskVolume& volume, FatKind kind, std::uint64_t seed, std::string& error) {
-  FatVolumeSpec spec = fatBasicGeometry(kind, seed);
-  const std::uint32_t clusterBytes = spec.sectorsPerCluster * spec.sectorSize;
-  spec.operations = {
+  FatVolumePlan plan = fatBasicGeometry(kind, seed);
+  const std::uint32_t clusterBytes = plan.sectorsPerCluster * plan.sectorSize;
+  plan.operations = {
       {FatOperation::Kind::MakeFolder, "/Shared files", {}},
       {FatOperation::Kind::WriteFile, "/Shared files/Price list 2015.txt", fatSampleContent(seed * 10 + 1, clusterBytes * 3)},
       {FatOperation::Kind::WriteFile, "/Shared files/Old price list.txt", fatSampleContent(seed * 10 + 2, clusterBytes * 2)},
@@ -48,7 +48,7 @@ bool prepareFatVolume(DiskVolume& volume, FatKind kind, std::uint64_t seed, std:
       {FatOperation::Kind::Delete, "/Shared files/Old price list.txt", {}},
   };
   volume.isFat = true;
-  if (!buildFatVolume(spec, volume.fat, error)) return false;
+  if (!buildFatVolume(plan, volume.fat, error)) return false;
   volume.bytes = volume.fat.volume.size();
   return true;
 }

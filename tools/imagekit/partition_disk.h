@@ -12,7 +12,7 @@
 
 namespace nua::imagekit {
 
-// One volume waiting for its partition: either an HFS+ spec or an already built FAT volume.
+// One volume waiting for its partition: either an HFS+ plan or an already built FAT volume.
 struct DiskVolume {
   bool isFat = false;
   HfsVolumeSpec hfs;
@@ -23,7 +23,7 @@ struct DiskVolume {
 // A small HFS+ (or HFSX) volume with a folder and three files of seed-derived content.
 [[nodiscard]] bool prepareHfsVolume(DiskVolume& volume, const std::string& name, std::uint64_t seed,
                                     std::uint32_t sectorSize, bool hfsx, std::string& error);
-// Sizes a volume whose `hfs` spec the caller filled in.
+// Sizes a volume whose `hfs` description the caller filled in.
 [[nodiscard]] bool sizeHfsVolume(DiskVolume& volume, std::string& error);
 // A FAT volume of the given variant with a short list of live and deleted files.
 [[nodiscard]] bool prepareFatVolume(DiskVolume& volume, FatKind kind, std::uint64_t seed, std::string& error);
