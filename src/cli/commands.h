@@ -8,5 +8,6 @@ namespace nua::cli {
 
 int planCommand(const std::vector<std::string>& args);
 int infoCommand(const std::vector<std::string>& args);
+int typesCommand(const std::vector<std::string>& args);
 
 }  // namespace nua::cli

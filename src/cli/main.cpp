@@ -13,6 +13,7 @@ const char* kUsage =
     "commands:\n"
     "  plan     show which screens and which scan the wizard would choose (nua-recover plan --help)\n"
     "  info     describe a device or disk image: size, sector size, partition map or file system\n"
+    "  types    list, add or remove the file types a signature search looks for\n"
     "\n"
     "options:\n"
     "  --help     this text\n"
@@ -40,6 +41,7 @@ int main(int argc, char** argv) {
   }
   if (command == "plan") return nua::cli::planCommand(args);
   if (command == "info") return nua::cli::infoCommand(args);
+  if (command == "types") return nua::cli::typesCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }
