@@ -222,6 +222,17 @@ LinuxMedia findLinuxMedia(const std::string& systemRoot, LinuxPathRules& rules) 
     } else if (const auto table = udev.find("ID_PART_TABLE_TYPE"); table != udev.end()) {
       content = schemeName(table->second);
     }
+    if (content.empty()) {
+      // Without a registry entry the mount's own type names the content; HFS and FAT types are left
+      // for the mount rule, which maps them to the names the lists use.
+      for (const Dict& m : mounts) {
+        const std::string type = m.string("File System Type");
+        if (m.string("Device Number") != number || type.empty()) continue;
+        if (type.rfind("hfs", 0) != 0 && type != "vfat" && type.rfind("fat", 0) != 0 && type.rfind("msdos", 0) != 0)
+          content = type;
+        break;
+      }
+    }
     if (!content.empty()) own.set("Content", content);
     const std::string interconnect = interconnectOf(disk.string(), disk.filename().string(), udev);
     own.set("IOMediaIcon", Dict{{"CFBundleIdentifier", "org.freedesktop.icon-theme"},

@@ -148,8 +148,13 @@ void PartitionReader::readAndInterpretGPT() {
     if (lba > UINT64_MAX / lbaSize) return;
     if (!readBytes(lba * lbaSize + (i % perSector) * h.sizeOfPartitionEntry, raw)) return;
     const auto entry = parseGUIDPartitionTableEntry(raw);
-    // The array ends at the first empty entry, not at the stated count.
-    if (!entry || entry->typeHigh == 0) return;
+    if (!entry) return;
+    // The partition list ends at the first empty entry, not at the stated count; the list of every
+    // partition goes on past a gap, so that a volume behind it is still offered.
+    if (entry->typeHigh == 0) {
+      if (allTypes_) continue;
+      return;
+    }
     const bool hfsPlus = entry->typeHigh == kGptHfsPlusTypeHigh && entry->typeLow == kGptHfsPlusTypeLow;
     if (!hfsPlus && !allTypes_) continue;
     const std::uint64_t size = entry->lastLba >= entry->firstLba ? entry->lastLba + 1 - entry->firstLba : 0;

@@ -1,0 +1,44 @@
+// `nua-recover partitions`: the partition list of a disk or image, the rows partition recovery offers.
+#include <cstdio>
+#include <iostream>
+
+#include "app/drive_discovery.h"
+#include "base/dict.h"
+#include "cli_options.h"
+#include "commands.h"
+#include "media/drive_cell_text.h"
+
+namespace nua::cli {
+
+int partitionsCommand(const std::vector<std::string>& args) {
+  const ParsedOptions options = parseOptions(args, {}, {"--json"});
+  if (!options.error.empty() || options.positional.size() != 1) {
+    std::fprintf(stderr, "nua-recover partitions: %s\nusage: nua-recover partitions TARGET [--json]\n",
+                 options.error.empty() ? "one TARGET is needed" : options.error.c_str());
+    return 2;
+  }
+  std::string error;
+  const Dict disk = scanTargetDict(options.positional.front(), -1, -1, error);
+  if (!error.empty()) {
+    std::fprintf(stderr, "nua-recover partitions: %s\n", error.c_str());
+    return 1;
+  }
+  DMedia media;
+  media.initWithDictionary(disk, {});
+  const std::vector<Dict> rows = partitionsOfDrive(media);
+  if (options.flag("--json")) {
+    std::cout << toJson(Dict{{"PT list", DictArray(rows.begin(), rows.end())}}) << "\n";
+    return 0;
+  }
+  std::cout << "PT list of " << disk.string("Path") << " (" << rows.size() << ")\n";
+  for (std::size_t i = 0; i < rows.size(); ++i) {
+    const std::uint64_t bytes = rows[i].uint64("Volume Size In Sectors") * disk.uint64("Preferred Block Size");
+    std::cout << "[" << i << "] " << rows[i].string("Volume Name") << "\n"
+              << "    Start Sector: " << rows[i].uint64("Volume Start") << "\n"
+              << "    " << sizeLine(bytes) << " (" << rows[i].uint64("Volume Size In Sectors") << " sectors)\n"
+              << "    Content: " << rows[i].string("Content") << "\n";
+  }
+  return 0;
+}
+
+}  // namespace nua::cli
