@@ -9,5 +9,7 @@ namespace nua::cli {
 int planCommand(const std::vector<std::string>& args);
 int infoCommand(const std::vector<std::string>& args);
 int typesCommand(const std::vector<std::string>& args);
+int drivesCommand(const std::vector<std::string>& args);
+int partitionsCommand(const std::vector<std::string>& args);
 
 }  // namespace nua::cli

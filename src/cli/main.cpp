@@ -14,6 +14,8 @@ const char* kUsage =
     "  plan     show which screens and which scan the wizard would choose (nua-recover plan --help)\n"
     "  info     describe a device or disk image: size, sector size, partition map or file system\n"
     "  types    list, add or remove the file types a signature search looks for\n"
+    "  drives   list the drives and volumes, with disk images given by --image PATH (--json)\n"
+    "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
     "\n"
     "options:\n"
     "  --help     this text\n"
@@ -42,6 +44,8 @@ int main(int argc, char** argv) {
   if (command == "plan") return nua::cli::planCommand(args);
   if (command == "info") return nua::cli::infoCommand(args);
   if (command == "types") return nua::cli::typesCommand(args);
+  if (command == "drives") return nua::cli::drivesCommand(args);
+  if (command == "partitions") return nua::cli::partitionsCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }
