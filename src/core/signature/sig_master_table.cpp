@@ -15,7 +15,8 @@ std::string_view trim(std::string_view text) {
 
 std::vector<std::string_view> split(std::string_view line) {
   std::vector<std::string_view> fields;
-  for (std::size_t guard = 0; guard <= line.size(); ++guard) {
+  const std::size_t most = line.size() + 1;  // one field per '|' plus the last
+  for (std::size_t guard = 0; guard < most; ++guard) {
     const auto bar = line.find('|');
     fields.push_back(trim(line.substr(0, bar)));
     if (bar == std::string_view::npos) break;
