@@ -11,5 +11,6 @@ int infoCommand(const std::vector<std::string>& args);
 int typesCommand(const std::vector<std::string>& args);
 int drivesCommand(const std::vector<std::string>& args);
 int partitionsCommand(const std::vector<std::string>& args);
+int scanCommand(const std::vector<std::string>& args);
 
 }  // namespace nua::cli

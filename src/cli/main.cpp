@@ -16,6 +16,7 @@ const char* kUsage =
     "  types    list, add or remove the file types a signature search looks for\n"
     "  drives   list the drives and volumes, with disk images given by --image PATH (--json)\n"
     "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
+    "  scan     rebuild the tree of an HFS+ volume and print it (nua-recover scan --help)\n"
     "\n"
     "options:\n"
     "  --help     this text\n"
@@ -46,6 +47,7 @@ int main(int argc, char** argv) {
   if (command == "types") return nua::cli::typesCommand(args);
   if (command == "drives") return nua::cli::drivesCommand(args);
   if (command == "partitions") return nua::cli::partitionsCommand(args);
+  if (command == "scan") return nua::cli::scanCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

@@ -1,0 +1,237 @@
+// `nua-recover scan`: the desktop program's wizard actions driven headless on one target, the scan
+// run to its end (or to Ctrl-C), and the tree printed as a list or as JSON Lines.
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdio>
+#include <iostream>
+#include <vector>
+
+#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/scan_run.h"
+#include "app/thread_scan_launcher.h"
+#include "base/dict.h"
+#include "base/text.h"
+#include "cli_options.h"
+#include "commands.h"
+#include "media/device_file.h"
+#include "tree/new_dir_arena.h"
+#include "volume/volume.h"
+
+namespace nua::cli {
+namespace {
+
+const char* kScanUsage =
+    "usage: nua-recover scan TARGET --mode partitions --tree-scan standard|advanced --signatures skip\n"
+    "                        [--list] [--json] [--quiet]\n"
+    "TARGET is an HFS+ volume image (or device), taken as one partition starting at its sector 0.\n";
+
+volatile std::sig_atomic_t interrupted = 0;
+void onInterrupt(int) { interrupted = 1; }
+
+int usageError(const std::string& message) {
+  std::fprintf(stderr, "nua-recover scan: %s\n%s", message.c_str(), kScanUsage);
+  return 2;
+}
+
+class StderrUiBridge : public UiBridge {
+ public:
+  int runAlertPanel(const Alert& alert) override {
+    std::fprintf(stderr, "%s%s: %s\n", atLineStart ? "" : "\n", alert.title.c_str(), alert.text.c_str());
+    atLineStart = true;
+    return 0;
+  }
+  void terminateApp() override { std::fprintf(stderr, "nua-recover: the source is no longer available\n"); }
+  void previewClose() override {}
+  bool atLineStart = true;
+};
+
+std::string nameText(const NewDir* dir) { return toUtf8(NewDirArena::fileNameOfDir(dir).value_or(u"")); }
+
+// Parents before children, with their depth and path, by an explicit stack.
+template <class Visit>
+void walkTree(const NewDir* root, Visit visit) {
+  struct Frame {
+    const NewDir* dir;
+    int depth;
+    std::string path;
+  };
+  std::vector<Frame> stack{{root, 0, nameText(root)}};
+  while (!stack.empty()) {
+    Frame frame = std::move(stack.back());
+    stack.pop_back();
+    visit(frame.dir, frame.depth, frame.path);
+    for (std::size_t i = frame.dir->childList.size(); i-- > 0;) {
+      const NewDir* child = frame.dir->childList[i];
+      if (child != nullptr) stack.push_back({child, frame.depth + 1, frame.path + "/" + nameText(child)});
+    }
+  }
+}
+
+void printJsonLine(const NewDir* dir, const std::string& path) {
+  std::string extents = "[";
+  for (std::size_t i = 0; i < dir->dataExt.size(); ++i)
+    extents += (i ? ",[" : "[") + std::to_string(dir->dataExt[i].startBlock) + "," +
+               std::to_string(dir->dataExt[i].blockCount) + "]";
+  extents += "]";
+  std::string line = "{\"path\":" + jsonQuote(path) + ",\"name\":" + jsonQuote(nameText(dir)) +
+                     ",\"id\":" + std::to_string(dir->fileID) + ",\"parentID\":" + std::to_string(dir->parentID) +
+                     ",\"folder\":" + (dir->fileType == 1 ? "true" : "false") + ",\"size\":" +
+                     std::to_string(dir->fileSize) + ",\"deleted\":" + (dir->deleted ? "true" : "false") +
+                     ",\"complete\":" + (dir->complete ? "true" : "false") + ",\"createDate\":" +
+                     std::to_string(dir->createDate) + ",\"modDate\":" + std::to_string(dir->modDate) +
+                     ",\"blockBaseSector\":" + std::to_string(dir->blockBaseSector) +
+                     ",\"sectorsPerBlock\":" + std::to_string(dir->sectorsPerBlock) + ",\"extents\":" + extents + "}\n";
+  std::fwrite(line.data(), 1, line.size(), stdout);
+}
+
+class ProgressPrinter {
+ public:
+  ProgressPrinter(bool quiet, StderrUiBridge& ui) : quiet_(quiet), terminal_(isatty(2) != 0), ui_(ui) {}
+  void show(const ProgressScreen& s, bool force) {
+    if (quiet_) return;
+    const auto now = std::chrono::steady_clock::now();
+    if (!force && now - last_ < (terminal_ ? std::chrono::milliseconds(200) : std::chrono::milliseconds(1000))) return;
+    last_ = now;
+    int percent = -1;
+    if (!s.barIndeterminate && s.barMaxValue > s.barMinValue)
+      percent = static_cast<int>(100.0 * (s.barDoubleValue - s.barMinValue) / (s.barMaxValue - s.barMinValue));
+    if (percent > 100) percent = 100;
+    std::string line;
+    if (terminal_) {
+      const int filled = percent < 0 ? 0 : percent / 5;
+      line = "[" + std::string(static_cast<std::size_t>(filled), '#') +
+             std::string(static_cast<std::size_t>(20 - filled), '.') + "] ";
+    }
+    line += (percent < 0 ? std::string("  -") : std::to_string(percent)) + "% " + s.status;
+    line += " | entries " + orDash(s.entriesFound) + ", folders " + orDash(s.folders) + ", files " + orDash(s.files);
+    if (!s.timeRemaining.empty()) line += " | left " + s.timeRemaining;
+    if (terminal_) {
+      std::fprintf(stderr, "\r%-120.120s", line.c_str());
+      ui_.atLineStart = false;
+    } else {
+      std::fprintf(stderr, "%s\n", line.c_str());
+    }
+  }
+  void finish() {
+    if (!quiet_ && terminal_ && !ui_.atLineStart) std::fputc('\n', stderr);
+    ui_.atLineStart = true;
+  }
+
+ private:
+  static std::string orDash(const std::string& text) { return text.empty() ? "0" : text; }
+  bool quiet_;
+  bool terminal_;
+  StderrUiBridge& ui_;
+  std::chrono::steady_clock::time_point last_{};
+};
+
+}  // namespace
+
+int scanCommand(const std::vector<std::string>& args) {
+  const ParsedOptions options =
+      parseOptions(args, {"--mode", "--tree-scan", "--signatures"}, {"--list", "--json", "--quiet", "--help"});
+  if (options.flag("--help")) {
+    std::fputs(kScanUsage, stdout);
+    return 0;
+  }
+  if (!options.error.empty()) return usageError(options.error);
+  if (options.positional.size() != 1) return usageError("one TARGET is needed");
+  if (options.value("--mode").value_or("partitions") != "partitions")
+    return usageError("--mode takes partitions (the only scan built so far)");
+  const std::string treeScan = options.value("--tree-scan").value_or("standard");
+  if (treeScan != "standard" && treeScan != "advanced") return usageError("--tree-scan takes standard or advanced");
+  if (options.value("--signatures").value_or("skip") != "skip") return usageError("--signatures takes skip");
+  const std::string target = options.positional.front();
+
+  int errorNumber = 0;
+  auto file = DeviceFile::open(target, errorNumber);
+  if (!file) {
+    std::fprintf(stderr, "nua-recover scan: cannot open %s (error %d)\n", target.c_str(), errorNumber);
+    return 1;
+  }
+  const std::uint64_t size = file->sizeInBytes();
+  file.reset();
+  const std::string baseName = target.substr(target.find_last_of('/') == std::string::npos ? 0 : target.find_last_of('/') + 1);
+
+  NullWizardView view;
+  StderrUiBridge ui;
+  ThreadScanLauncher launcher(ui, nullptr);
+  launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
+  MediaSources sources;
+  sources.initialDriveList = [&] {
+    DriveListing listing;
+    listing.driveDictArray.push_back(
+        Dict{{"Path", target}, {"Size", size}, {"Preferred Block Size", 512}, {"device model", baseName}});
+    return listing;
+  };
+  // Until discovery reads partition maps, the target is one HFS+ partition starting at its sector 0.
+  sources.partitionsOfDrive = [&](DMedia&) {
+    return std::vector<Dict>{Dict{{"Volume Scan Type", 0},
+                                  {"Path", target},
+                                  {"Volume Start", 0},
+                                  {"Volume Size In Sectors", size / 512},
+                                  {"Content", "Apple_HFS"},
+                                  {"Volume Name", baseName}}};
+  };
+  Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
+  controller.mainThread().adoptCurrentThread();
+  ProgressPrinter printer(options.flag("--quiet"), ui);
+  controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
+
+  std::signal(SIGINT, onInterrupt);
+  controller.recoverPartitionAndDrives();
+  controller.recoverPartitionAndDrivesFast();
+  controller.selectDrivesListRow(0);
+  controller.nextButtonInDrivesListTabClicked();
+  controller.selectPTListRow(0);
+  controller.ptListNextClicked();
+  if (treeScan == "advanced") {
+    controller.treeScanModeAdvScanClicked();
+  } else {
+    controller.treeScanModeStdScanClicked();
+  }
+  const std::shared_ptr<Volume> volume = controller.selectedVolume;
+  controller.skipButtonSigTabClicked();
+
+  bool abortAsked = false;
+  while (controller.scanIsRunning) {
+    controller.mainThread().runFor(std::chrono::milliseconds(100));
+    if (interrupted && !abortAsked) {
+      abortAsked = true;
+      controller.stopTreeThread();
+      controller.abortTreeThread();
+    }
+  }
+  launcher.join();
+  controller.mainThread().runPending();
+  printer.show(controller.progressScreen(), true);
+  printer.finish();
+  std::signal(SIGINT, SIG_DFL);
+
+  const NewDir* root = volume ? volume->dirRoot : nullptr;
+  if (root == nullptr) return 1;
+  if (options.flag("--json")) {
+    walkTree(root, [](const NewDir* dir, int, const std::string& path) { printJsonLine(dir, path); });
+    Dict totals{{"Folders", volume->folderCount},
+                {"Files", volume->fileCount},
+                {"Entries Found", volume->entryCount},
+                {"Data", volume->dataSize},
+                {"Note", controller.completionNote()}};
+    std::cout << "{\"summary\":" << toJson(totals) << "}\n";
+  } else {
+    if (options.flag("--list"))
+      walkTree(root, [](const NewDir* dir, int depth, const std::string&) {
+        std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << nameText(dir) << "  "
+                  << sizeText(dir->fileSize) << (dir->deleted ? "  D" : "") << "\n";
+      });
+    std::cout << "Folders: " << volume->folderCount << ", Files: " << volume->fileCount
+              << ", Entries Found: " << volume->entryCount << ", Data: " << sizeText(volume->dataSize) << "\n";
+    std::cout << controller.progressScreen().treeTotal << "\n";
+    if (!controller.completionNote().empty()) std::cout << controller.completionNote() << "\n";
+  }
+  std::cout.flush();
+  return 0;
+}
+
+}  // namespace nua::cli

@@ -1,0 +1,116 @@
+// The orphan pass on hand-made tables: entries placed under parents found late, or under "Lost Files".
+#include "hfs/orphan_entries.h"
+
+#include <gtest/gtest.h>
+
+#include "tree/new_dir_arena.h"
+#include "tree/new_dir_ops.h"
+#include "tree/tree_cleanup.h"
+
+namespace nua {
+namespace {
+
+class OrphanPassTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Content", "Apple_HFS"}}, MediaContext{});
+    volume->dirRoot = makeRootDir(*volume->arena, volume->btree.get());
+  }
+  NewDir* entry(std::uint32_t id, std::uint32_t parentID, std::uint16_t type, const char16_t* name,
+                std::uint64_t size = 0) {
+    NewDir* dir = volume->arena->newDir();
+    dir->fileID = id;
+    dir->parentID = parentID;
+    dir->fileType = type;
+    dir->fileSize = size;
+    if (type == 2) dir->fileCount = 1;
+    volume->arena->setFileName(name, dir);
+    return dir;
+  }
+  void orphan(NewDir* dir) {
+    volume->btreeOrph->insert(ItemTypeOrph{dir->fileID, dir, false, false});
+    ++volume->orphEntriesTotal;
+  }
+  std::unique_ptr<Volume> volume;
+};
+
+TEST_F(OrphanPassTest, FileWithoutParentGoesToLostFilesMarkedDeleted) {
+  NewDir* file = entry(40, 39, 2, u"a.txt", 10);
+  orphan(file);
+  processOrphanEntriesWithIncrement(*volume, false, false);
+  ASSERT_NE(volume->dirLostFiles, nullptr);
+  EXPECT_EQ(volume->dirLostFiles->fileID, kLostFilesID);
+  EXPECT_EQ(NewDirArena::fileNameOfDir(volume->dirLostFiles), u"Lost Files");
+  EXPECT_EQ(file->parent, volume->dirLostFiles);
+  EXPECT_EQ(file->deleted, 1);
+  EXPECT_EQ(volume->dirLostFiles->deleted, 1);
+  EXPECT_EQ(volume->dirRoot->fileSize, 10u);
+}
+
+TEST_F(OrphanPassTest, TwoLostFilesOfOneNameBecomeDistinct) {
+  orphan(entry(40, 39, 2, u"a.txt", 1));
+  orphan(entry(41, 39, 2, u"a.txt", 1));
+  processOrphanEntriesWithIncrement(*volume, true, false);
+  ASSERT_EQ(volume->dirLostFiles->childList.size(), 2u);
+  EXPECT_EQ(NewDirArena::fileNameOfDir(volume->dirLostFiles->childList[0]), u"a.txt");
+  EXPECT_EQ(NewDirArena::fileNameOfDir(volume->dirLostFiles->childList[1]), u"a_.txt");
+  EXPECT_EQ(volume->fileCount, 2u);  // incrementData counted them
+}
+
+TEST_F(OrphanPassTest, ChildBeforeItsParentHangsUnderItOnceTheParentIsPlaced) {
+  NewDir* folder = entry(30, kRootID, 1, u"Docs");
+  NewDir* file = entry(31, 30, 2, u"b.txt", 5);
+  orphan(file);
+  orphan(folder);
+  processOrphanEntriesWithIncrement(*volume, false, false);
+  EXPECT_EQ(file->parent, folder);
+  EXPECT_EQ(folder->parent, volume->dirRoot);
+  rearrangeTreeFromDir(volume->dirRoot);
+  EXPECT_EQ(volume->dirRoot->fileSize, 5u);
+  EXPECT_EQ(volume->dirRoot->fileCount, 1u);
+}
+
+TEST_F(OrphanPassTest, FolderWithoutParentStaysOutWithItsFiles) {
+  NewDir* folder = entry(30, 29, 1, u"Gone");
+  NewDir* file = entry(31, 30, 2, u"c.txt", 5);
+  orphan(folder);
+  orphan(file);
+  processOrphanEntriesWithIncrement(*volume, false, false);
+  EXPECT_EQ(file->parent, folder);
+  EXPECT_EQ(folder->parent, nullptr);
+  EXPECT_TRUE(volume->dirLostFiles->childList.empty());
+}
+
+TEST_F(OrphanPassTest, ExistingEntrySevenIsUsedAsLostFiles) {
+  NewDir* seven = entry(kLostFilesID, kRootID, 1, u"Mine");
+  seven->parent = volume->dirRoot;
+  addChildUpdateBTree(seven, volume->dirRoot, TreeSide::kVolume);
+  orphan(entry(40, 39, 2, u"d.txt", 1));
+  processOrphanEntriesWithIncrement(*volume, false, false);
+  EXPECT_EQ(volume->dirLostFiles, seven);
+  EXPECT_EQ(seven->deleted, 1);
+}
+
+TEST_F(OrphanPassTest, EntriesNamingEachOtherAsParentsCannotLoop) {
+  NewDir* a = entry(50, 51, 1, u"A");
+  NewDir* b = entry(51, 50, 1, u"B");
+  NewDir* self = entry(52, 52, 1, u"Self");
+  orphan(a);
+  orphan(b);
+  orphan(self);
+  processOrphanEntriesWithIncrement(*volume, false, false);
+  EXPECT_NE(self->parent, self);
+  EXPECT_FALSE(a->parent == b && b->parent == a);
+}
+
+TEST_F(OrphanPassTest, StopLeavesTheTableAlone) {
+  NewDir* file = entry(40, 39, 2, u"a.txt", 1);
+  orphan(file);
+  volume->setStopTreeThread(true);
+  processOrphanEntriesWithIncrement(*volume, false, false);
+  EXPECT_EQ(file->parent, nullptr);
+  volume->setStopTreeThread(false);
+}
+
+}  // namespace
+}  // namespace nua
