@@ -46,7 +46,7 @@ Dates datesFor(std::uint32_t cnid, std::uint64_t seed, std::uint32_t baseDate) {
 }
 
 struct ManyLayout {
-  HfsVolumeSpec spec;
+  HfsVolumeSpec volumeSpec;
   std::uint64_t files = 0;
   std::uint32_t dataStart = 0;  // file i lives in block dataStart + i
 };
@@ -55,27 +55,27 @@ using RecordSink = std::function<void(const std::vector<std::byte>& key, const s
 
 // Emits every catalog record in key order: parent ID, then name.
 void forEachRecord(const ManyLayout& layout, const RecordSink& sink) {
-  const HfsVolumeSpec& spec = layout.spec;
-  const std::u16string volumeName = toUtf16(spec.volumeName);
+  const HfsVolumeSpec& volumeSpec = layout.volumeSpec;
+  const std::u16string volumeName = toUtf16(volumeSpec.volumeName);
   const std::uint64_t inSubs = layout.files / 10;
   std::vector<std::uint32_t> subCounts(kSubfolders);
   for (std::uint64_t k = 0; k < inSubs; ++k) ++subCounts[k % kSubfolders];
   auto folderName = [](std::uint32_t s) { return s == kSubfolders ? toUtf16("Many") : toUtf16("Sub0" + std::to_string(s)); };
   auto fileRecordFor = [&](std::uint64_t i) {
     Fork fork;
-    fork.logicalSize = fileContent(i, spec.seed).size();
+    fork.logicalSize = fileContent(i, volumeSpec.seed).size();
     fork.totalBlocks = 1;
     fork.extents[0] = {static_cast<std::uint32_t>(layout.dataStart + i), 1};
     const auto cnid = static_cast<std::uint32_t>(kFirstFileId + i);
-    return fileRecord(cnid, datesFor(cnid, spec.seed, spec.baseDate), fork);
+    return fileRecord(cnid, datesFor(cnid, volumeSpec.seed, volumeSpec.baseDate), fork);
   };
-  sink(catalogKey(kRootParentId, volumeName), folderRecord(kRootFolderId, 1 + kSubfolders, datesFor(2, spec.seed, spec.baseDate)));
+  sink(catalogKey(kRootParentId, volumeName), folderRecord(kRootFolderId, 1 + kSubfolders, datesFor(2, volumeSpec.seed, volumeSpec.baseDate)));
   sink(catalogKey(kRootFolderId, u""), threadRecord(kFolderThreadRecord, kRootParentId, volumeName));
   sink(catalogKey(kRootFolderId, folderName(kSubfolders)),
-       folderRecord(kBigFolderId, static_cast<std::uint32_t>(layout.files - inSubs), datesFor(kBigFolderId, spec.seed, spec.baseDate)));
+       folderRecord(kBigFolderId, static_cast<std::uint32_t>(layout.files - inSubs), datesFor(kBigFolderId, volumeSpec.seed, volumeSpec.baseDate)));
   for (std::uint32_t s = 0; s < kSubfolders; ++s) {
     sink(catalogKey(kRootFolderId, folderName(s)),
-         folderRecord(kFirstSubfolderId + s, subCounts[s], datesFor(kFirstSubfolderId + s, spec.seed, spec.baseDate)));
+         folderRecord(kFirstSubfolderId + s, subCounts[s], datesFor(kFirstSubfolderId + s, volumeSpec.seed, volumeSpec.baseDate)));
   }
   sink(catalogKey(kBigFolderId, u""), threadRecord(kFolderThreadRecord, kRootFolderId, folderName(kSubfolders)));
   for (std::uint64_t i = 0; i < layout.files; ++i) {
@@ -97,27 +97,27 @@ std::uint64_t ceilDiv(std::uint64_t a, std::uint64_t b) { return (a + b - 1) / b
 
 bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manifest& manifest, std::string& error) {
   ManyLayout layout;
-  HfsVolumeSpec& spec = layout.spec;
-  spec.volumeName = "Nua Many";
-  spec.blockSize = 512;  // one small block per file keeps a million files near half a gigabyte
-  if (!applyHfsOptions(options, spec, error) || !optionUint(options, "files", kDefaultFiles, layout.files, error)) return false;
+  HfsVolumeSpec& volumeSpec = layout.volumeSpec;
+  volumeSpec.volumeName = "Nua Many";
+  volumeSpec.blockSize = 512;  // one small block per file keeps a million files near half a gigabyte
+  if (!applyHfsOptions(options, volumeSpec, error) || !optionUint(options, "files", kDefaultFiles, layout.files, error)) return false;
   if (layout.files == 0 || layout.files > kMaxFiles) {
     error = "--files must be 1.." + std::to_string(kMaxFiles);
     return false;
   }
-  if (spec.journaled || spec.hfsx) {
+  if (volumeSpec.journaled || volumeSpec.hfsx) {
     error = "hfs-many writes plain, unjournaled HFS+ only";
     return false;
   }
-  const std::uint32_t bs = spec.blockSize;
-  const BTreeShape shape{spec.catalogNodeSize, spec.catalogRecordsPerLeaf, 516, true, 0};
+  const std::uint32_t bs = volumeSpec.blockSize;
+  const BTreeShape shape{volumeSpec.catalogNodeSize, volumeSpec.catalogRecordsPerLeaf, 516, true, 0};
   // Pass one only counts nodes; pass two writes them where the layout put the catalog.
   BTreeBuilder counter(shape, nullptr);
   forEachRecord(layout, [&](const auto& key, const auto& data) { counter.add(key, data); });
   const BTreeSummary counted = counter.finishRecords();
   std::uint64_t catalogNodes = counted.usedNodes + counted.usedNodes / 16 + 1;
-  catalogNodes += BTreeBuilder::mapNodesFor(spec.catalogNodeSize, static_cast<std::uint32_t>(catalogNodes * 2));
-  const std::uint64_t catalogBlocks = ceilDiv(catalogNodes * spec.catalogNodeSize, bs);
+  catalogNodes += BTreeBuilder::mapNodesFor(volumeSpec.catalogNodeSize, static_cast<std::uint32_t>(catalogNodes * 2));
+  const std::uint64_t catalogBlocks = ceilDiv(catalogNodes * volumeSpec.catalogNodeSize, bs);
   const std::uint64_t treeBlocks = ceilDiv(4096, bs);  // the empty extents and attributes trees
 
   const std::uint64_t reserved = ceilDiv(1536, bs);
@@ -125,7 +125,7 @@ bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manife
   for (int round = 0; round < 8; ++round) {
     dataStart = reserved + bitmapBlocks + 2 * treeBlocks + catalogBlocks;
     total = dataStart + layout.files + 64 + (bs == 512 ? 2 : 1);
-    total = ceilDiv(total, std::max<std::uint64_t>(1, spec.sectorSize / bs)) * std::max<std::uint64_t>(1, spec.sectorSize / bs);
+    total = ceilDiv(total, std::max<std::uint64_t>(1, volumeSpec.sectorSize / bs)) * std::max<std::uint64_t>(1, volumeSpec.sectorSize / bs);
     if (ceilDiv(ceilDiv(total, 8), bs) <= bitmapBlocks) break;
     bitmapBlocks = ceilDiv(ceilDiv(total, 8), bs);
   }
@@ -154,26 +154,26 @@ bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manife
   extents.writeHeader(extents.finishRecords(), treeNodes, static_cast<std::uint32_t>(treeBlocks * bs));
   BTreeBuilder attributes({kAttributesNodeSize, 0, kAttributesMaxKeyLength, true, 0}, treeSink(attributesStart, kAttributesNodeSize));
   attributes.writeHeader(attributes.finishRecords(), treeNodes, static_cast<std::uint32_t>(treeBlocks * bs));
-  BTreeBuilder catalog(shape, treeSink(catalogStart, spec.catalogNodeSize));
+  BTreeBuilder catalog(shape, treeSink(catalogStart, volumeSpec.catalogNodeSize));
   forEachRecord(layout, [&](const auto& key, const auto& data) { catalog.add(key, data); });
   const BTreeSummary summary = catalog.finishRecords();
-  const auto catalogTotalNodes = static_cast<std::uint32_t>(catalogBlocks * bs / spec.catalogNodeSize);
+  const auto catalogTotalNodes = static_cast<std::uint32_t>(catalogBlocks * bs / volumeSpec.catalogNodeSize);
   catalog.writeHeader(summary, catalogTotalNodes, static_cast<std::uint32_t>(catalogBlocks * bs));
 
   ManifestVolume volume;
   volume.fileSystem = "HFS+";
-  volume.name = spec.volumeName;
-  volume.sectorSize = spec.sectorSize;
-  volume.sectorCount = volumeBytes / spec.sectorSize;
+  volume.name = volumeSpec.volumeName;
+  volume.sectorSize = volumeSpec.sectorSize;
+  volume.sectorCount = volumeBytes / volumeSpec.sectorSize;
   volume.blockSize = bs;
   auto folderEntry = [&](std::uint32_t cnid, const std::string& name, std::uint32_t parent) {
     ManifestEntry e;
     e.path = name;
-    e.name = cnid == kRootFolderId ? spec.volumeName : name;
+    e.name = cnid == kRootFolderId ? volumeSpec.volumeName : name;
     e.id = cnid;
     e.folder = true;
     e.foundIn = "catalog";
-    const Dates dates = datesFor(cnid, spec.seed, spec.baseDate);
+    const Dates dates = datesFor(cnid, volumeSpec.seed, volumeSpec.baseDate);
     e.createDate = dates.create;
     e.modDate = dates.contentMod;
     e.parentId = parent;
@@ -185,7 +185,7 @@ bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manife
   for (std::uint32_t s = 0; s < kSubfolders; ++s) volume.entries.push_back(folderEntry(kFirstSubfolderId + s, "Sub0" + std::to_string(s), kRootFolderId));
   std::vector<std::byte> block(bs);
   for (std::uint64_t i = 0; i < layout.files; ++i) {
-    const std::string text = fileContent(i, spec.seed);
+    const std::string text = fileContent(i, volumeSpec.seed);
     std::fill(block.begin(), block.end(), std::byte{0});
     for (std::size_t k = 0; k < text.size(); ++k) block[k] = static_cast<std::byte>(text[k]);
     out.write(blockByte(dataStart + i), block);  // whole blocks, so consecutive files become one write
@@ -199,7 +199,7 @@ bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manife
     e.foundIn = "catalog";
     e.extents = {{dataStart + i, 1}};
     e.sha256 = sha256Hex(std::as_bytes(std::span(text)));
-    const Dates dates = datesFor(cnid, spec.seed, spec.baseDate);
+    const Dates dates = datesFor(cnid, volumeSpec.seed, volumeSpec.baseDate);
     e.createDate = dates.create;
     e.modDate = dates.contentMod;
     e.parentId = parent;
@@ -214,7 +214,7 @@ bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manife
   out.write(blockByte(reserved), bitmap);
 
   VolumeHeader header;
-  header.dates = datesFor(kRootFolderId, spec.seed, spec.baseDate);
+  header.dates = datesFor(kRootFolderId, volumeSpec.seed, volumeSpec.baseDate);
   header.fileCount = static_cast<std::uint32_t>(layout.files);
   header.folderCount = 1 + kSubfolders;
   header.blockSize = bs;
@@ -242,11 +242,11 @@ bool makeMany(const std::string& outPath, const ScenarioOptions& options, Manife
     return false;
   }
   volume.extra["volumeByteOffset"] = 0;
-  volume.extra["catalogFile"] = {{"extents", {{catalogStart, catalogBlocks}}}, {"nodeSize", spec.catalogNodeSize},
+  volume.extra["catalogFile"] = {{"extents", {{catalogStart, catalogBlocks}}}, {"nodeSize", volumeSpec.catalogNodeSize},
                                  {"totalNodes", catalogTotalNodes}, {"rootNode", summary.rootNode},
                                  {"depth", summary.depth}, {"firstLeafNode", summary.firstLeafNode},
                                  {"lastLeafNode", summary.lastLeafNode}, {"leafRecords", summary.leafRecords}};
-  manifest.sectorSize = spec.sectorSize;
+  manifest.sectorSize = volumeSpec.sectorSize;
   manifest.imageBytes = volumeBytes;
   manifest.volumes.push_back(std::move(volume));
   return true;

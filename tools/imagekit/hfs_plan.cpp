@@ -71,19 +71,19 @@ bool splitPath(const std::string& path, std::vector<std::string>& parts, std::st
   return true;
 }
 
-bool addEntries(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error) {
+bool addEntries(const HfsVolumeSpec& volumeSpec, VolumePlan& plan, std::string& error) {
   PlannedEntry root;
-  root.name = spec.volumeName;
-  root.name16 = toUtf16(spec.volumeName);
+  root.name = volumeSpec.volumeName;
+  root.name16 = toUtf16(volumeSpec.volumeName);
   root.cnid = kRootFolderId;
   root.parentCnid = kRootParentId;
   root.folder = true;
-  root.dates = entryDates(spec.seed, kRootFolderId, spec.baseDate, nullptr);
+  root.dates = entryDates(volumeSpec.seed, kRootFolderId, volumeSpec.baseDate, nullptr);
   plan.entries.push_back(std::move(root));
   std::map<std::string, std::size_t> byPath = {{"", 0}};
   std::uint32_t nextCnid = kFirstUserId;
 
-  for (const HfsFileSpec& file : spec.files) {
+  for (const HfsFileSpec& file : volumeSpec.files) {
     std::vector<std::string> parts;
     if (!splitPath(file.path, parts, error)) return false;
     std::string path;
@@ -122,11 +122,11 @@ bool addEntries(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error)
         error = "\"" + file.path + "\" inside a file";
         return false;
       }
-      entry.dates = entryDates(spec.seed, entry.cnid, spec.baseDate, last ? &file : nullptr);
+      entry.dates = entryDates(volumeSpec.seed, entry.cnid, volumeSpec.baseDate, last ? &file : nullptr);
       if (last && !file.folder) {
-        entry.content = !file.content.empty() ? file.content : patternContent(spec.seed, entry.cnid, file.patternBytes);
+        entry.content = !file.content.empty() ? file.content : patternContent(volumeSpec.seed, entry.cnid, file.patternBytes);
         entry.fragments = file.fragments;
-        const std::uint64_t blocks = ceilDiv(entry.content.size(), spec.blockSize);
+        const std::uint64_t blocks = ceilDiv(entry.content.size(), volumeSpec.blockSize);
         if (file.fragments == 0 || (file.fragments > 1 && file.fragments > blocks)) {
           error = "\"" + file.path + "\" needs at least as many blocks as fragments";
           return false;
@@ -155,11 +155,11 @@ struct TreeCount {
   std::uint32_t staleLeaves = 0;
 };
 
-TreeCount countCatalog(const HfsVolumeSpec& spec, const VolumePlan& plan, bool includeDeleted) {
-  BTreeBuilder builder({spec.catalogNodeSize, spec.catalogRecordsPerLeaf, 516, true, 0}, nullptr);
+TreeCount countCatalog(const HfsVolumeSpec& volumeSpec, const VolumePlan& plan, bool includeDeleted) {
+  BTreeBuilder builder({volumeSpec.catalogNodeSize, volumeSpec.catalogRecordsPerLeaf, 516, true, 0}, nullptr);
   std::vector<std::byte> zeros(1024);
   std::vector<std::uint32_t> staleLeaves;
-  for (const CatalogRecordRef& ref : catalogOrder(plan, includeDeleted, spec.hfsx)) {
+  for (const CatalogRecordRef& ref : catalogOrder(plan, includeDeleted, volumeSpec.hfsx)) {
     const PlannedEntry& entry = plan.entries[ref.entry];
     const bool thread = ref.kind == RecordKind::kThread;
     const std::size_t keySize = catalogKeySize(thread ? 0 : entry.name16.size());
@@ -171,8 +171,8 @@ TreeCount countCatalog(const HfsVolumeSpec& spec, const VolumePlan& plan, bool i
   return {builder.finishRecords(), static_cast<std::uint32_t>(staleLeaves.size())};
 }
 
-TreeCount countExtents(const HfsVolumeSpec& spec, const VolumePlan& plan, bool includeDeleted) {
-  BTreeBuilder builder({spec.extentsNodeSize, spec.extentsRecordsPerLeaf, 10, false, 0}, nullptr);
+TreeCount countExtents(const HfsVolumeSpec& volumeSpec, const VolumePlan& plan, bool includeDeleted) {
+  BTreeBuilder builder({volumeSpec.extentsNodeSize, volumeSpec.extentsRecordsPerLeaf, 10, false, 0}, nullptr);
   std::vector<std::byte> zeros(kExtentsRecordSize);
   std::vector<std::uint32_t> staleLeaves;
   for (const auto& [entryIndex, first] : overflowOrder(plan, includeDeleted)) {
@@ -199,15 +199,15 @@ PlannedFile treeFile(std::uint32_t usedNodes, std::uint32_t nodeSize, std::uint3
   return file;
 }
 
-bool validateSpec(const HfsVolumeSpec& spec, std::string& error) {
-  if (!isPowerOfTwoIn(spec.blockSize, 512, 65536)) error = "block size must be a power of two in 512..65536";
-  if (!isPowerOfTwoIn(spec.catalogNodeSize, 4096, 32768)) error = "catalog node size must be 4096..32768";
-  if (!isPowerOfTwoIn(spec.extentsNodeSize, 512, 32768)) error = "extents node size must be 512..32768";
-  if (spec.sectorSize != 512 && spec.sectorSize != 4096) error = "sector size must be 512 or 4096";
-  if (spec.catalogExtentCount < 1 || spec.catalogExtentCount > kExtentsPerRecord) {
+bool validateSpec(const HfsVolumeSpec& volumeSpec, std::string& error) {
+  if (!isPowerOfTwoIn(volumeSpec.blockSize, 512, 65536)) error = "block size must be a power of two in 512..65536";
+  if (!isPowerOfTwoIn(volumeSpec.catalogNodeSize, 4096, 32768)) error = "catalog node size must be 4096..32768";
+  if (!isPowerOfTwoIn(volumeSpec.extentsNodeSize, 512, 32768)) error = "extents node size must be 512..32768";
+  if (volumeSpec.sectorSize != 512 && volumeSpec.sectorSize != 4096) error = "sector size must be 512 or 4096";
+  if (volumeSpec.catalogExtentCount < 1 || volumeSpec.catalogExtentCount > kExtentsPerRecord) {
     error = "catalog extent count must be 1..8";
   }
-  if (spec.volumeName.empty()) error = "volume name is empty";
+  if (volumeSpec.volumeName.empty()) error = "volume name is empty";
   return error.empty();
 }
 
@@ -259,44 +259,44 @@ std::uint64_t forkByteToVolume(const std::vector<Extent>& extents, std::uint32_t
   return 0;
 }
 
-bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error) {
+bool planVolume(const HfsVolumeSpec& volumeSpec, VolumePlan& plan, std::string& error) {
   plan = VolumePlan{};
-  if (!validateSpec(spec, error) || !addEntries(spec, plan, error)) return false;
-  const bool journalPlacement = spec.deletedRecordsIn == HfsDeletedPlacement::kJournal;
-  if (plan.hasDeleted && journalPlacement && !spec.journaled) {
+  if (!validateSpec(volumeSpec, error) || !addEntries(volumeSpec, plan, error)) return false;
+  const bool journalPlacement = volumeSpec.deletedRecordsIn == HfsDeletedPlacement::kJournal;
+  if (plan.hasDeleted && journalPlacement && !volumeSpec.journaled) {
     error = "deleted entries kept in the journal need a journaled volume";
     return false;
   }
-  const std::uint32_t bs = spec.blockSize;
+  const std::uint32_t bs = volumeSpec.blockSize;
   plan.blockSize = bs;
   plan.reservedStartBlocks = static_cast<std::uint32_t>(ceilDiv(1536, bs));
   plan.reservedEndBlocks = bs == 512 ? 2 : 1;
 
-  const TreeCount liveCatalog = countCatalog(spec, plan, false);
-  const TreeCount liveExtents = countExtents(spec, plan, false);
-  const TreeCount oldCatalog = plan.hasDeleted ? countCatalog(spec, plan, true) : TreeCount{};
-  const TreeCount oldExtents = plan.hasDeleted && journalPlacement ? countExtents(spec, plan, true) : TreeCount{};
+  const TreeCount liveCatalog = countCatalog(volumeSpec, plan, false);
+  const TreeCount liveExtents = countExtents(volumeSpec, plan, false);
+  const TreeCount oldCatalog = plan.hasDeleted ? countCatalog(volumeSpec, plan, true) : TreeCount{};
+  const TreeCount oldExtents = plan.hasDeleted && journalPlacement ? countExtents(volumeSpec, plan, true) : TreeCount{};
   plan.staleCatalogLeaves = oldCatalog.staleLeaves;
   plan.staleExtentsLeaves = oldExtents.staleLeaves;
-  plan.catalogFile = treeFile(liveCatalog.summary.usedNodes, spec.catalogNodeSize, bs);
-  plan.extentsFile = treeFile(liveExtents.summary.usedNodes, spec.extentsNodeSize, bs);
+  plan.catalogFile = treeFile(liveCatalog.summary.usedNodes, volumeSpec.catalogNodeSize, bs);
+  plan.extentsFile = treeFile(liveExtents.summary.usedNodes, volumeSpec.extentsNodeSize, bs);
   // An empty attributes tree: some readers refuse a volume without one.
   plan.attributesFile = treeFile(1, kAttributesNodeSize, bs);
 
-  plan.journalHeaderBytes = spec.sectorSize;
+  plan.journalHeaderBytes = volumeSpec.sectorSize;
   plan.blockListHeaderBytes = 4096;
-  if (spec.journaled) {
-    const std::uint64_t padded = ceilDiv(std::max(spec.catalogNodeSize, spec.extentsNodeSize), spec.sectorSize) *
-                                 spec.sectorSize;
+  if (volumeSpec.journaled) {
+    const std::uint64_t padded = ceilDiv(std::max(volumeSpec.catalogNodeSize, volumeSpec.extentsNodeSize), volumeSpec.sectorSize) *
+                                 volumeSpec.sectorSize;
     const std::uint64_t staleBytes = journalPlacement ? (plan.staleCatalogLeaves + 1 + plan.staleExtentsLeaves) * padded : 0;
-    std::uint64_t bytes = spec.journalBytes != 0
-                              ? spec.journalBytes
+    std::uint64_t bytes = volumeSpec.journalBytes != 0
+                              ? volumeSpec.journalBytes
                               : std::max(kDefaultJournalBytes, plan.journalHeaderBytes + plan.blockListHeaderBytes +
                                                                    staleBytes + kJournalSlackBytes);
     plan.journalBytes = ceilDiv(bytes, bs) * bs;
   }
   const std::uint64_t staleFreeBlocks =
-      plan.hasDeleted && !journalPlacement ? ceilDiv(std::uint64_t{plan.staleCatalogLeaves} * spec.catalogNodeSize, bs) : 0;
+      plan.hasDeleted && !journalPlacement ? ceilDiv(std::uint64_t{plan.staleCatalogLeaves} * volumeSpec.catalogNodeSize, bs) : 0;
 
   // The bitmap's own size depends on the total, so lay out until it stops growing.
   std::uint64_t bitmapBlocks = 1;
@@ -305,7 +305,7 @@ bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error)
     std::uint64_t cursor = plan.reservedStartBlocks;
     plan.allocationFile.extents = {{static_cast<std::uint32_t>(cursor), static_cast<std::uint32_t>(bitmapBlocks)}};
     cursor += bitmapBlocks;
-    if (spec.journaled) {
+    if (volumeSpec.journaled) {
       plan.journalInfoBlock = static_cast<std::uint32_t>(cursor++);
       plan.journalFirstBlock = static_cast<std::uint32_t>(cursor);
       cursor += plan.journalBytes / bs;
@@ -315,7 +315,7 @@ bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error)
     plan.attributesFile.extents = {{static_cast<std::uint32_t>(cursor), static_cast<std::uint32_t>(plan.attributesFile.bytes / bs)}};
     cursor += plan.attributesFile.bytes / bs;
     const std::uint64_t catalogBlocks = plan.catalogFile.bytes / bs;
-    const std::uint64_t pieces = std::min<std::uint64_t>(spec.catalogExtentCount, catalogBlocks);
+    const std::uint64_t pieces = std::min<std::uint64_t>(volumeSpec.catalogExtentCount, catalogBlocks);
     plan.catalogFile.extents.clear();
     for (std::uint64_t p = 0; p < pieces; ++p) {
       const std::uint64_t count = catalogBlocks / pieces + (p < catalogBlocks % pieces ? 1 : 0);
@@ -334,15 +334,15 @@ bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error)
     plan.staleNodeBlock = static_cast<std::uint32_t>(cursor);
     cursor += staleFreeBlocks;
     total = cursor + cursor / 8 + 16 + plan.reservedEndBlocks;
-    total = std::max<std::uint64_t>(total, spec.totalBlocks);
-    const std::uint64_t blocksPerSector = std::max<std::uint64_t>(1, spec.sectorSize / bs);
+    total = std::max<std::uint64_t>(total, volumeSpec.totalBlocks);
+    const std::uint64_t blocksPerSector = std::max<std::uint64_t>(1, volumeSpec.sectorSize / bs);
     total = ceilDiv(total, blocksPerSector) * blocksPerSector;
     const std::uint64_t neededBitmap = ceilDiv(ceilDiv(total, 8), bs);
     if (neededBitmap <= bitmapBlocks) break;
     bitmapBlocks = neededBitmap;
   }
-  if (spec.totalBlocks != 0 && total > spec.totalBlocks) {
-    error = "content needs " + std::to_string(total) + " blocks, more than the " + std::to_string(spec.totalBlocks) +
+  if (volumeSpec.totalBlocks != 0 && total > volumeSpec.totalBlocks) {
+    error = "content needs " + std::to_string(total) + " blocks, more than the " + std::to_string(volumeSpec.totalBlocks) +
             " asked for";
     return false;
   }

@@ -66,8 +66,8 @@ struct CatalogRecordRef {
 [[nodiscard]] std::vector<std::pair<std::size_t, std::size_t>> overflowOrder(const VolumePlan& plan,
                                                                              bool includeDeleted);
 
-// Checks the spec and lays the volume out; false with `error` set when invalid.
-[[nodiscard]] bool planVolume(const HfsVolumeSpec& spec, VolumePlan& plan, std::string& error);
+// Checks the volumeSpec and lays the volume out; false with `error` set when invalid.
+[[nodiscard]] bool planVolume(const HfsVolumeSpec& volumeSpec, VolumePlan& plan, std::string& error);
 
 // Byte offset inside a fork of `extents` to the volume-relative byte offset.
 [[nodiscard]] std::uint64_t forkByteToVolume(const std::vector<Extent>& extents, std::uint32_t blockSize,

@@ -9,14 +9,14 @@
 
 namespace nua::imagekit {
 
-// Fills the volume spec's files and scenario-specific knobs after the common options are applied.
+// Fills the volume volumeSpec's files and scenario-specific knobs after the common options are applied.
 using HfsScenarioBuild = std::function<bool(HfsVolumeSpec&, const ScenarioOptions&, std::string& error)>;
 // Damages the written volume on purpose; the manifest still lists what was written.
 using HfsScenarioDamage = std::function<bool(ImageWriter&, const ManifestVolume&, std::string& error)>;
 
 // Reads --block-size, --sector-size, --node-size, --extents-node-size, --records-per-leaf, --hfsx,
-// --journaled and the seed into `spec`; false with `error` on a malformed value.
-[[nodiscard]] bool applyHfsOptions(const ScenarioOptions& options, HfsVolumeSpec& spec, std::string& error);
+// --journaled and the seed into `volumeSpec`; false with `error` on a malformed value.
+[[nodiscard]] bool applyHfsOptions(const ScenarioOptions& options, HfsVolumeSpec& volumeSpec, std::string& error);
 
 // Builds the volume (wrapped in HFS when asked) into a new image at outPath and fills the manifest.
 [[nodiscard]] bool makeHfsScenarioImage(const std::string& outPath, const ScenarioOptions& options, Manifest& manifest,

@@ -18,28 +18,28 @@ std::vector<std::byte> textBytes(const std::string& text) {
 }
 
 HfsFileSpec folderAt(const std::string& path, bool deleted = false) {
-  HfsFileSpec spec;
-  spec.path = path;
-  spec.folder = true;
-  spec.deleted = deleted;
-  return spec;
+  HfsFileSpec volumeSpec;
+  volumeSpec.path = path;
+  volumeSpec.folder = true;
+  volumeSpec.deleted = deleted;
+  return volumeSpec;
 }
 
 HfsFileSpec textAt(const std::string& path, const std::string& text, bool deleted = false) {
-  HfsFileSpec spec;
-  spec.path = path;
-  spec.content = textBytes(text);
-  spec.deleted = deleted;
-  return spec;
+  HfsFileSpec volumeSpec;
+  volumeSpec.path = path;
+  volumeSpec.content = textBytes(text);
+  volumeSpec.deleted = deleted;
+  return volumeSpec;
 }
 
 HfsFileSpec patternAt(const std::string& path, std::uint64_t bytes, bool deleted = false, std::uint32_t fragments = 1) {
-  HfsFileSpec spec;
-  spec.path = path;
-  spec.patternBytes = bytes;
-  spec.deleted = deleted;
-  spec.fragments = fragments;
-  return spec;
+  HfsFileSpec volumeSpec;
+  volumeSpec.path = path;
+  volumeSpec.patternBytes = bytes;
+  volumeSpec.deleted = deleted;
+  volumeSpec.fragments = fragments;
+  return volumeSpec;
 }
 
 // Nested folders three deep, files of zero, one and many blocks, and a non-ASCII name.
@@ -57,30 +57,30 @@ std::vector<HfsFileSpec> basicFiles(std::uint32_t blockSize) {
   };
 }
 
-bool makeBasic(HfsVolumeSpec& spec, const ScenarioOptions&, std::string&) {
-  spec.files = basicFiles(spec.blockSize);
+bool makeBasic(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {
+  volumeSpec.files = basicFiles(volumeSpec.blockSize);
   return true;
 }
 
-bool makeFragmented(HfsVolumeSpec& spec, const ScenarioOptions&, std::string&) {
-  spec.files = basicFiles(spec.blockSize);
+bool makeFragmented(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {
+  volumeSpec.files = basicFiles(volumeSpec.blockSize);
   // 88 extents: eight in the catalog record, ten overflow records split over two leaves of six.
-  spec.files.push_back(patternAt("/Fragmented/pieces.bin", std::uint64_t{spec.blockSize} * 100, false, 88));
-  if (spec.extentsRecordsPerLeaf == 0) spec.extentsRecordsPerLeaf = 6;
+  volumeSpec.files.push_back(patternAt("/Fragmented/pieces.bin", std::uint64_t{volumeSpec.blockSize} * 100, false, 88));
+  if (volumeSpec.extentsRecordsPerLeaf == 0) volumeSpec.extentsRecordsPerLeaf = 6;
   return true;
 }
 
-bool makeJournalDeleted(HfsVolumeSpec& spec, const ScenarioOptions&, std::string&) {
-  spec.journaled = true;
-  spec.deletedRecordsIn = HfsDeletedPlacement::kJournal;
-  if (spec.catalogRecordsPerLeaf == 0) spec.catalogRecordsPerLeaf = 4;
-  spec.files = {
+bool makeJournalDeleted(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {
+  volumeSpec.journaled = true;
+  volumeSpec.deletedRecordsIn = HfsDeletedPlacement::kJournal;
+  if (volumeSpec.catalogRecordsPerLeaf == 0) volumeSpec.catalogRecordsPerLeaf = 4;
+  volumeSpec.files = {
       textAt("/Docs/keep.txt", "Still here.\n"),
       patternAt("/Docs/removed.txt", 5000, true),
-      patternAt("/Docs/report.pdf", std::uint64_t{spec.blockSize} * 3),
+      patternAt("/Docs/report.pdf", std::uint64_t{volumeSpec.blockSize} * 3),
       folderAt("/Old", true),
       textAt("/Old/gone-1.txt", "Deleted with its folder.\n", true),
-      patternAt("/Old/gone-2.bin", std::uint64_t{spec.blockSize} * 4 + 9, true),
+      patternAt("/Old/gone-2.bin", std::uint64_t{volumeSpec.blockSize} * 4 + 9, true),
       folderAt("/Old/Inner", true),
       patternAt("/Old/Inner/gone-3.txt", 700, true),
       patternAt("/photo.jpg", 9000),
@@ -88,29 +88,29 @@ bool makeJournalDeleted(HfsVolumeSpec& spec, const ScenarioOptions&, std::string
   return true;
 }
 
-bool makeJournalExtents(HfsVolumeSpec& spec, const ScenarioOptions&, std::string&) {
-  spec.journaled = true;
-  spec.deletedRecordsIn = HfsDeletedPlacement::kJournal;
-  spec.files = {
+bool makeJournalExtents(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {
+  volumeSpec.journaled = true;
+  volumeSpec.deletedRecordsIn = HfsDeletedPlacement::kJournal;
+  volumeSpec.files = {
       textAt("/Data/alive.txt", "Alive.\n"),
-      patternAt("/Data/split.bin", std::uint64_t{spec.blockSize} * 30, true, 24),
+      patternAt("/Data/split.bin", std::uint64_t{volumeSpec.blockSize} * 30, true, 24),
       patternAt("/notes.txt", 1234),
   };
   return true;
 }
 
-bool makeReformatted(HfsVolumeSpec& spec, const ScenarioOptions&, std::string&) {
-  spec.deletedRecordsIn = HfsDeletedPlacement::kFreeSpace;
-  if (spec.catalogRecordsPerLeaf == 0) spec.catalogRecordsPerLeaf = 6;
-  spec.files = basicFiles(spec.blockSize);
-  for (HfsFileSpec& file : spec.files) file.deleted = true;
+bool makeReformatted(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {
+  volumeSpec.deletedRecordsIn = HfsDeletedPlacement::kFreeSpace;
+  if (volumeSpec.catalogRecordsPerLeaf == 0) volumeSpec.catalogRecordsPerLeaf = 6;
+  volumeSpec.files = basicFiles(volumeSpec.blockSize);
+  for (HfsFileSpec& file : volumeSpec.files) file.deleted = true;
   return true;
 }
 
-bool makeTwoExtentCatalog(HfsVolumeSpec& spec, const ScenarioOptions&, std::string&) {
-  spec.files = basicFiles(spec.blockSize);
-  spec.catalogExtentCount = 2;
-  if (spec.catalogRecordsPerLeaf == 0) spec.catalogRecordsPerLeaf = 4;
+bool makeTwoExtentCatalog(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {
+  volumeSpec.files = basicFiles(volumeSpec.blockSize);
+  volumeSpec.catalogExtentCount = 2;
+  if (volumeSpec.catalogRecordsPerLeaf == 0) volumeSpec.catalogRecordsPerLeaf = 4;
   return true;
 }
 

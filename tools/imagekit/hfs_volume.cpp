@@ -95,8 +95,8 @@ BuiltTree buildTree(const BTreeShape& shape, std::vector<TreeRecord> records, bo
 
 class VolumeWriter {
  public:
-  VolumeWriter(const HfsVolumeSpec& spec, const VolumePlan& plan, ImageWriter& out, std::uint64_t byteOffset)
-      : spec_(spec), plan_(plan), out_(out), byteOffset_(byteOffset), bitmap_(plan.allocationFile.bytes) {}
+  VolumeWriter(const HfsVolumeSpec& volumeSpec, const VolumePlan& plan, ImageWriter& out, std::uint64_t byteOffset)
+      : spec_(volumeSpec), plan_(plan), out_(out), byteOffset_(byteOffset), bitmap_(plan.allocationFile.bytes) {}
 
   void write(ManifestVolume& manifest);
 
@@ -326,23 +326,23 @@ void VolumeWriter::describe(ManifestVolume& manifest) const {
 
 }  // namespace
 
-std::uint64_t hfsVolumeBytes(const HfsVolumeSpec& spec, std::string& error) {
+std::uint64_t hfsVolumeBytes(const HfsVolumeSpec& volumeSpec, std::string& error) {
   VolumePlan plan;
-  if (!planVolume(spec, plan, error)) return 0;
+  if (!planVolume(volumeSpec, plan, error)) return 0;
   return static_cast<std::uint64_t>(plan.totalBlocks) * plan.blockSize;
 }
 
-bool buildHfsVolume(const HfsVolumeSpec& spec, ImageWriter& out, std::uint64_t byteOffset, ManifestVolume& manifest,
+bool buildHfsVolume(const HfsVolumeSpec& volumeSpec, ImageWriter& out, std::uint64_t byteOffset, ManifestVolume& manifest,
                     std::string& error) {
   VolumePlan plan;
-  if (!planVolume(spec, plan, error)) return false;
+  if (!planVolume(volumeSpec, plan, error)) return false;
   const std::uint64_t volumeBytes = static_cast<std::uint64_t>(plan.totalBlocks) * plan.blockSize;
   if (byteOffset > out.totalBytes() || volumeBytes > out.totalBytes() - byteOffset) {
     error = "volume of " + std::to_string(volumeBytes) + " bytes at " + std::to_string(byteOffset) +
             " does not fit an image of " + std::to_string(out.totalBytes());
     return false;
   }
-  VolumeWriter writer(spec, plan, out, byteOffset);
+  VolumeWriter writer(volumeSpec, plan, out, byteOffset);
   writer.write(manifest);
   if (!out.ok()) {
     error = out.error();

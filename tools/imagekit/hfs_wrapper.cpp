@@ -27,32 +27,32 @@ struct WrapperLayout {
   std::uint64_t totalBytes = 0;
 };
 
-bool layoutWrapper(const HfsVolumeSpec& spec, HfsVolumeSpec& embedded, WrapperLayout& layout, std::string& error) {
-  embedded = spec;
-  const std::uint64_t bytes = hfsVolumeBytes(spec, error);
+bool layoutWrapper(const HfsVolumeSpec& volumeSpec, HfsVolumeSpec& embedded, WrapperLayout& layout, std::string& error) {
+  embedded = volumeSpec;
+  const std::uint64_t bytes = hfsVolumeBytes(volumeSpec, error);
   if (bytes == 0) return false;
-  layout.blockSize = std::max<std::uint32_t>(spec.blockSize, 4096);
+  layout.blockSize = std::max<std::uint32_t>(volumeSpec.blockSize, 4096);
   while (bytes / layout.blockSize + kWrapperMetadataBlocks + 1 > kMaxWrapperBlocks) layout.blockSize *= 2;
   layout.embeddedBlocks = static_cast<std::uint32_t>((bytes + layout.blockSize - 1) / layout.blockSize);
-  embedded.totalBlocks = std::uint64_t{layout.embeddedBlocks} * layout.blockSize / spec.blockSize;
+  embedded.totalBlocks = std::uint64_t{layout.embeddedBlocks} * layout.blockSize / volumeSpec.blockSize;
   layout.blockCount = layout.embeddedBlocks + kWrapperMetadataBlocks;
   const std::uint32_t bitmapSectors = (layout.blockCount + 4095) / 4096;
-  const std::uint32_t align = spec.sectorSize / kWrapperSectorSize;
+  const std::uint32_t align = volumeSpec.sectorSize / kWrapperSectorSize;
   layout.firstBlockSector = (kBitmapStartSector + bitmapSectors + align - 1) / align * align;
   layout.embeddedOffset = std::uint64_t{layout.firstBlockSector} * kWrapperSectorSize +
                           std::uint64_t{kWrapperMetadataBlocks} * layout.blockSize;
   // The alternate master directory block sits in the second-to-last sector after the blocks.
   layout.totalBytes = std::uint64_t{layout.firstBlockSector} * kWrapperSectorSize +
-                      std::uint64_t{layout.blockCount} * layout.blockSize + 2 * spec.sectorSize;
+                      std::uint64_t{layout.blockCount} * layout.blockSize + 2 * volumeSpec.sectorSize;
   return true;
 }
 
-std::array<std::byte, kMasterDirectorySize> masterDirectoryBlock(const HfsVolumeSpec& spec, const WrapperLayout& layout) {
+std::array<std::byte, kMasterDirectorySize> masterDirectoryBlock(const HfsVolumeSpec& volumeSpec, const WrapperLayout& layout) {
   std::array<std::byte, kMasterDirectorySize> mdb{};
   const MutableByteSpan b(mdb);
   putBe16(b, 0, hfs::kSignatureHfs);
-  putBe32(b, 2, spec.baseDate);
-  putBe32(b, 6, spec.baseDate);
+  putBe32(b, 2, volumeSpec.baseDate);
+  putBe32(b, 6, volumeSpec.baseDate);
   putBe16(b, 10, 0x0100);  // cleanly unmounted
   putBe16(b, 14, kBitmapStartSector);
   putBe16(b, 18, static_cast<std::uint16_t>(layout.blockCount));
@@ -60,7 +60,7 @@ std::array<std::byte, kMasterDirectorySize> masterDirectoryBlock(const HfsVolume
   putBe32(b, 24, layout.blockSize);
   putBe16(b, 28, static_cast<std::uint16_t>(layout.firstBlockSector));
   putBe32(b, 30, hfs::kFirstUserId);
-  const std::string name = spec.volumeName.substr(0, 27);
+  const std::string name = volumeSpec.volumeName.substr(0, 27);
   put8(b, 36, static_cast<std::uint8_t>(name.size()));
   for (std::size_t i = 0; i < name.size(); ++i) put8(b, 37 + i, static_cast<std::uint8_t>(name[i]));
   putBe16(b, 124, hfs::kSignatureHfsPlus);  // drEmbedSigWord
@@ -77,29 +77,29 @@ std::array<std::byte, kMasterDirectorySize> masterDirectoryBlock(const HfsVolume
 
 }  // namespace
 
-std::uint64_t hfsWrappedVolumeBytes(const HfsVolumeSpec& spec, std::string& error) {
+std::uint64_t hfsWrappedVolumeBytes(const HfsVolumeSpec& volumeSpec, std::string& error) {
   HfsVolumeSpec embedded;
   WrapperLayout layout;
-  return layoutWrapper(spec, embedded, layout, error) ? layout.totalBytes : 0;
+  return layoutWrapper(volumeSpec, embedded, layout, error) ? layout.totalBytes : 0;
 }
 
-bool buildHfsWrappedVolume(const HfsVolumeSpec& spec, ImageWriter& out, std::uint64_t byteOffset,
+bool buildHfsWrappedVolume(const HfsVolumeSpec& volumeSpec, ImageWriter& out, std::uint64_t byteOffset,
                            ManifestVolume& manifest, std::string& error) {
   HfsVolumeSpec embedded;
   WrapperLayout layout;
-  if (!layoutWrapper(spec, embedded, layout, error)) return false;
+  if (!layoutWrapper(volumeSpec, embedded, layout, error)) return false;
   if (byteOffset > out.totalBytes() || layout.totalBytes > out.totalBytes() - byteOffset) {
     error = "wrapper does not fit the image";
     return false;
   }
-  const auto mdb = masterDirectoryBlock(spec, layout);
+  const auto mdb = masterDirectoryBlock(volumeSpec, layout);
   out.write(byteOffset + kMasterDirectoryOffset, mdb);
   out.write(byteOffset + layout.totalBytes - kMasterDirectoryOffset, mdb);
   // Every wrapper block is in use: its two metadata files and the embedded volume.
   std::vector<std::byte> bitmap((layout.blockCount + 7) / 8, std::byte{0xFF});
   out.write(byteOffset + std::uint64_t{kBitmapStartSector} * kWrapperSectorSize, bitmap);
   if (!buildHfsVolume(embedded, out, byteOffset + layout.embeddedOffset, manifest, error)) return false;
-  manifest.extra["wrapper"] = {{"startSector", byteOffset / spec.sectorSize},
+  manifest.extra["wrapper"] = {{"startSector", byteOffset / volumeSpec.sectorSize},
                                {"blockSize", layout.blockSize},
                                {"firstBlockSector", layout.firstBlockSector},
                                {"embeddedStartBlock", kWrapperMetadataBlocks},

@@ -48,20 +48,20 @@ struct HfsVolumeSpec {
   std::vector<HfsFileSpec> files;
 };
 
-// Bytes the volume described by `spec` occupies, so a caller can size an image or a partition first.
-// Returns 0 with `error` set when the spec is invalid.
-[[nodiscard]] std::uint64_t hfsVolumeBytes(const HfsVolumeSpec& spec, std::string& error);
+// Bytes the volume described by `volumeSpec` occupies, so a caller can size an image or a partition first.
+// Returns 0 with `error` set when the volumeSpec is invalid.
+[[nodiscard]] std::uint64_t hfsVolumeBytes(const HfsVolumeSpec& volumeSpec, std::string& error);
 
 // Writes the volume at `byteOffset` of `out` and fills `manifest` (fileSystem, name, geometry, entries
 // and, in `extra`, where the metadata files, catalog nodes and journal lie). Returns false with `error`
-// set when the spec is invalid or the volume does not fit.
-[[nodiscard]] bool buildHfsVolume(const HfsVolumeSpec& spec, ImageWriter& out, std::uint64_t byteOffset,
+// set when the volumeSpec is invalid or the volume does not fit.
+[[nodiscard]] bool buildHfsVolume(const HfsVolumeSpec& volumeSpec, ImageWriter& out, std::uint64_t byteOffset,
                                   ManifestVolume& manifest, std::string& error);
 
-// Writes an HFS wrapper (master directory block 'BD') whose embedded volume is `spec`, and fills
+// Writes an HFS wrapper (master directory block 'BD') whose embedded volume is `volumeSpec`, and fills
 // `manifest` for the embedded volume (its startSector is the embedded volume's).
-[[nodiscard]] std::uint64_t hfsWrappedVolumeBytes(const HfsVolumeSpec& spec, std::string& error);
-[[nodiscard]] bool buildHfsWrappedVolume(const HfsVolumeSpec& spec, ImageWriter& out, std::uint64_t byteOffset,
+[[nodiscard]] std::uint64_t hfsWrappedVolumeBytes(const HfsVolumeSpec& volumeSpec, std::string& error);
+[[nodiscard]] bool buildHfsWrappedVolume(const HfsVolumeSpec& volumeSpec, ImageWriter& out, std::uint64_t byteOffset,
                                          ManifestVolume& manifest, std::string& error);
 
 }  // namespace nua::imagekit
