@@ -70,7 +70,6 @@ INSTANTIATE_TEST_SUITE_P(
         ToolCase{"TIFF Image (Intel byte order)", "convert|convert -version | grep -q ImageMagick", "a.tif", "convert -size 8x8 xc:red -define tiff:endian=lsb a.tif"},
         ToolCase{"TIFF Image (Motorola byte order)", "convert|convert -version | grep -q ImageMagick", "a.tif", "convert -size 8x8 xc:red -define tiff:endian=msb a.tif"},
         ToolCase{"Photoshop Image", "convert|convert -version | grep -q ImageMagick", "a.psd", "convert -size 8x8 xc:red a.psd"},
-        ToolCase{"PDF Document", "convert|convert -version | grep -q ImageMagick", "a.pdf", "convert -size 8x8 xc:red a.pdf"},
         ToolCase{"JPEG Image", "cjpeg", "a.jpg", "printf 'P6\\n2 2\\n255\\n000000000000000000000000' > a.ppm && cjpeg a.ppm > a.jpg"},
         ToolCase{"ZIP Archive", "zip", "a.zip", "echo hello > a.txt && zip -q a.zip a.txt"},
         ToolCase{"WAV Audio", "sox", "a.wav", "sox -n -r 8000 a.wav trim 0 0.01"},
