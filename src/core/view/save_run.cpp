@@ -141,6 +141,7 @@ SaveReport SaveRun::saveFilesAndFolders(const std::string& path) {
   report.aborted = abortSaving;
   report.saveCount = saveCount;
   report.failedFiles = failedFiles_;
+  report.failedCount = failedCount_;
   report.savedFiles = saveCount >= failedCount_ ? saveCount - failedCount_ : 0;
   std::string text = formatText(report.aborted ? "Saving location was: %@" : "Saved at: %@", {path});
   if (failedCount_ != 0) {

@@ -34,6 +34,7 @@ struct SaveReport {
   bool aborted = false;
   std::uint32_t saveCount = 0;   // marked files handled, also those of size 0 (which write nothing)
   std::uint32_t savedFiles = 0;  // handled without a failure
+  std::uint32_t failedCount = 0;  // files that could not be written fully
   std::vector<std::string> failedFiles;  // paths below the chosen folder that could not be written fully
   Alert finalAlert;
 };
