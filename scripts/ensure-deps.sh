@@ -9,6 +9,8 @@ packages=(
   libssl-dev nlohmann-json3-dev
   # independent readers and writers the test images are made and checked with
   sleuthkit libfshfs-utils dosfstools mtools fdisk gdisk
+  # makers of real files in formats the signature rows are checked against
+  imagemagick sox zip libjpeg-turbo-progs
 )
 
 missing=()
