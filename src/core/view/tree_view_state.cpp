@@ -17,8 +17,8 @@ TreeViewState::TreeViewState(std::shared_ptr<NewDirArena> arena, NewDir* dirRoot
 TreeViewState::~TreeViewState() { releaseViews(); }
 
 void TreeViewState::releaseViews() {
-  if (dirRoot_ != nullptr && dirRootFileTypes_ != nullptr) {
-    // The files' parent links point into the file types folders while that view is up.
+  if (dirRoot_ != nullptr && (dirRootFileTypes_ != nullptr || dirRoot_->showDeletedOnly == 1)) {
+    // Parent links may point into the file types folders, and lists may stand swapped.
     bringDataRootToAll();
     setParents(dirRoot_);
   }
