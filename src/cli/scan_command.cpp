@@ -15,6 +15,7 @@
 #include "cli_options.h"
 #include "commands.h"
 #include "media/device_file.h"
+#include "save_option.h"
 #include "tree/new_dir_arena.h"
 #include "volume/volume.h"
 
@@ -24,6 +25,7 @@ namespace {
 const char* kScanUsage =
     "usage: nua-recover scan TARGET --mode partitions --tree-scan standard|advanced --signatures skip\n"
     "                        [--list] [--json] [--quiet]\n"
+    "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
     "TARGET is an HFS+ volume image (or device), taken as one partition starting at its sector 0.\n";
 
 volatile std::sig_atomic_t interrupted = 0;
@@ -128,7 +130,11 @@ class ProgressPrinter {
 
 }  // namespace
 
-int scanCommand(const std::vector<std::string>& args) {
+int scanCommand(const std::vector<std::string>& allArgs) {
+  // Saving after the scan: its options are read apart (see save_option.h).
+  SaveOptions save;
+  const std::vector<std::string> args = takeSaveOptions(allArgs, save);
+  if (!save.error.empty()) return usageError(save.error);
   const ParsedOptions options =
       parseOptions(args, {"--mode", "--tree-scan", "--signatures"}, {"--list", "--json", "--quiet", "--help"});
   if (options.flag("--help")) {
@@ -231,6 +237,8 @@ int scanCommand(const std::vector<std::string>& args) {
     if (!controller.completionNote().empty()) std::cout << controller.completionNote() << "\n";
   }
   std::cout.flush();
+  // Saving after the scan, through the tree screen's logic.
+  if (save.requested) return saveAfterScan(*volume, save, ui, options.flag("--quiet"));
   return 0;
 }
 
