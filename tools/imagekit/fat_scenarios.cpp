@@ -67,7 +67,7 @@ void registerBasic(const std::string& name, FatKind kind) {
 }
 
 // A damaged scenario builds the basic volume of the chosen variant, then `damage` patches the bytes.
-using Damage = std::function<bool(FatBuild&, std::string&)>;
+using Damage = std::function<bool(FatBuild&, const ScenarioOptions&, std::string&)>;
 
 void registerDamaged(const std::string& name, const std::string& description, FatKind fallback, Damage damage) {
   registerScenario({name, description,
@@ -76,12 +76,14 @@ void registerDamaged(const std::string& name, const std::string& description, Fa
                       FatKind kind = fallback;
                       FatBuild build;
                       return fatKindOption(options, fallback, kind, error) && buildBasic(kind, options, build, error) &&
-                             damage(build, error) && finishImage(build, outPath, manifest, error);
+                             damage(build, options, error) && finishImage(build, outPath, manifest, error);
                     }});
 }
 
 // The second table loses one file's chain and gets a stray link elsewhere, so the copies disagree.
-bool damageSecondFat(FatBuild& build, std::string& error) {
+// With --bad-first-media the first table's first byte no longer matches the media descriptor either,
+// so a reader checking it has to fall back to the second table.
+bool damageSecondFat(FatBuild& build, const ScenarioOptions& options, std::string& error) {
   const ManifestEntry* cleared = findEntry(build, "Documents/Quarterly report 2014.txt");
   if (cleared == nullptr) {
     error = "second-table damage: report file missing";
@@ -99,17 +101,22 @@ bool damageSecondFat(FatBuild& build, std::string& error) {
   setFatEntry(build.volume, build.geometry, stray, 2, 1);
   changed.push_back({{"cluster", stray}, {"first", fatEntry(build.volume, build.geometry, stray, 0)}, {"second", 2}});
   build.manifest.extra["damage"] = {{"kind", "second table differs"}, {"entries", changed}};
+  if (optionFlag(options, "bad-first-media")) {
+    const std::uint8_t media = u8(build.volume, 21);
+    put8(build.volume, static_cast<std::size_t>(build.geometry.fatByteOffset), static_cast<std::uint8_t>(media ^ 0x01U));
+    build.manifest.extra["damage"]["firstTableMediaByte"] = media ^ 0x01U;
+  }
   return true;
 }
 
-bool damageZeroSectorsPerCluster(FatBuild& build, std::string&) {
+bool damageZeroSectorsPerCluster(FatBuild& build, const ScenarioOptions&, std::string&) {
   put8(build.volume, 13, 0);
   build.manifest.extra["damage"] = {{"kind", "sectors per cluster is 0"}, {"byteOffset", 13}};
   return true;
 }
 
 // A folder three levels down gains an entry that points at its grandparent's first cluster.
-bool damageDirectoryLoop(FatBuild& build, std::string& error) {
+bool damageDirectoryLoop(FatBuild& build, const ScenarioOptions&, std::string& error) {
   const ManifestEntry* top = findEntry(build, "Nested");
   const ManifestEntry* bottom = findEntry(build, "Nested/Level two/Level three");
   if (top == nullptr || bottom == nullptr || bottom->extents.empty()) {
@@ -155,7 +162,7 @@ bool damageDirectoryLoop(FatBuild& build, std::string& error) {
 }
 
 // The last cluster of a five-cluster file links back to its second cluster, in both tables.
-bool damageChainLoop(FatBuild& build, std::string& error) {
+bool damageChainLoop(FatBuild& build, const ScenarioOptions&, std::string& error) {
   const ManifestEntry* victim = findEntry(build, "Fragments/first part.bin");
   if (victim == nullptr || victim->extents.size() != 1 || victim->extents.front().second < 3) {
     error = "chain damage: contiguous victim file missing";
@@ -170,7 +177,7 @@ bool damageChainLoop(FatBuild& build, std::string& error) {
 }
 
 // The boot sector claims four times the sectors the image holds.
-bool damageOversizedBoot(FatBuild& build, std::string&) {
+bool damageOversizedBoot(FatBuild& build, const ScenarioOptions&, std::string&) {
   const std::uint32_t actual = build.geometry.totalSectors;
   const std::uint32_t claimed = actual * 4;
   if (le16(build.volume, 19) != 0 && claimed <= 0xFFFF) {
@@ -248,7 +255,7 @@ void registerFatScenarios() {
   registerBasic("fat12-basic", FatKind::Fat12);
   registerBasic("fat16-basic", FatKind::Fat16);
   registerBasic("fat32-basic", FatKind::Fat32);
-  registerDamaged("fat-second-fat-differs", "FAT16 volume whose two tables disagree (--fat 12|16|32)",
+  registerDamaged("fat-second-fat-differs", "FAT16 volume whose two tables disagree (--fat 12|16|32, --bad-first-media)",
                   FatKind::Fat16, damageSecondFat);
   registerDamaged("fat-zero-sectors-per-cluster", "FAT16 volume whose boot sector says 0 sectors per cluster",
                   FatKind::Fat16, damageZeroSectorsPerCluster);
