@@ -50,23 +50,30 @@ class StderrUiBridge : public UiBridge {
 
 std::string nameText(const NewDir* dir) { return toUtf8(NewDirArena::fileNameOfDir(dir).value_or(u"")); }
 
-// Parents before children, with their depth and path, by an explicit stack.
+// Parents before children, with their depth and path, by an explicit stack that holds one frame per
+// level, so a folder of a million entries costs no more than one.
 template <class Visit>
 void walkTree(const NewDir* root, Visit visit) {
   struct Frame {
     const NewDir* dir;
-    int depth;
-    std::string path;
+    std::size_t next;
+    std::size_t pathLength;
   };
-  std::vector<Frame> stack{{root, 0, nameText(root)}};
+  std::string path = nameText(root);
+  visit(root, 0, path);
+  std::vector<Frame> stack{{root, 0, path.size()}};
   while (!stack.empty()) {
-    Frame frame = std::move(stack.back());
-    stack.pop_back();
-    visit(frame.dir, frame.depth, frame.path);
-    for (std::size_t i = frame.dir->childList.size(); i-- > 0;) {
-      const NewDir* child = frame.dir->childList[i];
-      if (child != nullptr) stack.push_back({child, frame.depth + 1, frame.path + "/" + nameText(child)});
+    Frame& top = stack.back();
+    if (top.next >= top.dir->childList.size()) {
+      stack.pop_back();
+      continue;
     }
+    const NewDir* child = top.dir->childList[top.next++];
+    if (child == nullptr) continue;
+    path.resize(top.pathLength);
+    path += "/" + nameText(child);
+    visit(child, static_cast<int>(stack.size()), path);
+    if (!child->childList.empty()) stack.push_back({child, 0, path.size()});
   }
 }
 
