@@ -1,0 +1,29 @@
+#!/usr/bin/env bash
+# nua-recover scan on a kit image: one JSON line per entry with the agreed keys, the summary last,
+# the list form, and a refused volume exiting 1 with its alert on standard error.
+set -euo pipefail
+recover=$1
+mkimage=$2
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+"$mkimage" make hfs-basic "$work/basic.img" --manifest "$work/basic.json" > /dev/null
+"$recover" scan "$work/basic.img" --mode partitions --tree-scan standard --signatures skip --json --quiet \
+  > "$work/out.jsonl" 2> "$work/err.txt"
+keys='"path":"Root/Documents/Projects/plan.txt","name":"plan.txt","id":20,"parentID":17,"folder":false,"size":3000,"deleted":false,"complete":true,'
+grep -qF "$keys" "$work/out.jsonl" || { echo "plan.txt line not found"; cat "$work/out.jsonl"; exit 1; }
+grep -qE '"plan.txt".*"blockBaseSector":0,"sectorsPerBlock":8,"extents":\[\[[0-9]+,1\]\]\}' "$work/out.jsonl" || { echo "extents"; exit 1; }
+[ "$(grep -c '"path"' "$work/out.jsonl")" -eq 12 ] || { echo "expected 12 entries"; exit 1; }
+tail -1 "$work/out.jsonl" > "$work/summary.json"
+for part in '^\{"summary":\{' '"Entries Found": ?12' '"Files": ?7' '"Folders": ?5' '"Data": ?[0-9]+' \
+            '"Note": ?"Standard scan completed'; do
+  grep -qE "$part" "$work/summary.json" || { echo "summary lacks $part"; cat "$work/summary.json"; exit 1; }
+done
+head -1 "$work/out.jsonl" | grep -q '"path":"Root"' || { echo "root first"; exit 1; }
+"$recover" scan "$work/basic.img" --list --quiet > "$work/list.txt" 2> /dev/null
+grep -q '^        notes.txt  0.04 KB$' "$work/list.txt" || { echo "list"; cat "$work/list.txt"; exit 1; }
+"$mkimage" make hfs-damaged-catalog "$work/bad.img" --manifest "$work/bad.json" > /dev/null
+status=0
+"$recover" scan "$work/bad.img" --json --quiet > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] || { echo "refused volume exit $status"; exit 1; }
+grep -q '^!Can not process: Key data structures not found.' "$work/err.txt" || { echo "alert"; cat "$work/err.txt"; exit 1; }
+echo "scan command: all checks passed"
