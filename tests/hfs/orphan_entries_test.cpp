@@ -112,5 +112,48 @@ TEST_F(OrphanPassTest, StopLeavesTheTableAlone) {
   volume->setStopTreeThread(false);
 }
 
+class AdvScanOrphanTest : public OrphanPassTest {
+ protected:
+  void found(NewDir* dir) {
+    volume->btreeOrphAdvScanEntries->insert(ItemTypeOrph{dir->fileID, dir, false, false});
+    ++volume->orphAdvScanEntriesTotal;
+  }
+};
+
+TEST_F(AdvScanOrphanTest, FirstRunJoinsFindsToEachOtherOnly) {
+  NewDir* folder = entry(60, 59, 1, u"Frag");
+  NewDir* file = entry(61, 60, 2, u"e.txt", 4);
+  NewDir* catalogChild = entry(62, kRootID, 2, u"f.txt", 4);  // its parent is only in btree
+  found(folder);
+  found(file);
+  found(catalogChild);
+  processOrphanAdvScanEntriesWithIncrement(*volume, true, false);
+  EXPECT_EQ(file->parent, folder);
+  EXPECT_EQ(catalogChild->parent, nullptr);
+  EXPECT_EQ(volume->fileCount, 1u);
+}
+
+TEST_F(AdvScanOrphanTest, SecondRunGivesEveryParentlessFindAPlace) {
+  NewDir* folderA = entry(70, 99, 1, u"A");
+  NewDir* folderB = entry(71, 99, 1, u"B");
+  NewDir* file = entry(72, 98, 2, u"g.txt", 4);
+  NewDir* empty = entry(73, 98, 2, u"h.txt", 0);
+  for (NewDir* dir : {folderA, folderB, file, empty}) found(dir);
+  processOrphanAdvScanEntriesWithIncrement(*volume, true, false);
+  processOrphanAdvScanEntriesRun2WithIncrement(*volume, true, false);
+  EXPECT_EQ(file->parent, volume->dirLostFiles);
+  EXPECT_EQ(file->deleted, 1);
+  EXPECT_EQ(empty->parent, nullptr);  // a file of size 0 is left out here
+  ASSERT_NE(folderA->parent, nullptr);
+  ASSERT_NE(folderB->parent, nullptr);
+  const NewDir* lostFolders = folderA->parent->parent;
+  ASSERT_NE(lostFolders, nullptr);
+  EXPECT_EQ(lostFolders->fileID, kLostFoldersID);
+  std::vector<std::u16string> names;
+  for (const NewDir* child : lostFolders->childList) names.push_back(NewDirArena::fileNameOfDir(child).value_or(u""));
+  EXPECT_EQ(names, (std::vector<std::u16string>{u"LostFolder99", u"LostFolder99_"}));
+  EXPECT_EQ(folderA->parent->fileID, 99u);
+}
+
 }  // namespace
 }  // namespace nua

@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "base/text.h"
 #include "tree/new_dir_arena.h"
 #include "tree/new_dir_ops.h"
 #include "tree/tree_cleanup.h"
@@ -23,10 +24,15 @@ class OrphanPass {
  public:
   explicit OrphanPass(Volume& v) : v_(v) {}
   void processThisOrphanEntry(ItemTypeOrph& item);
+  void processThisOrphanEntryAdvScan(ItemTypeOrph& item);
+  void processThisOrphanEntryAdvScanRun2(ItemTypeOrph& item);
 
  private:
   void attach(NewDir* entry, NewDir* parent);
+  void countPlaced(const NewDir* entry, bool incrementData);
+  NewDir* lostFolders();
   void reportProgress();
+  void reportAdvScanProgress();
   Volume& v_;
   Clock::time_point start_ = Clock::now();
 };
@@ -79,6 +85,127 @@ void OrphanPass::processThisOrphanEntry(ItemTypeOrph& item) {
   reportProgress();
 }
 
+void OrphanPass::countPlaced(const NewDir* entry, bool incrementData) {
+  if (!incrementData) return;
+  ++v_.entryCount;
+  if (entry->fileType == 1) {
+    ++v_.folderCount;
+  } else {
+    ++v_.fileCount;
+    v_.dataSize += entry->fileSize;
+  }
+}
+
+void OrphanPass::processThisOrphanEntryAdvScan(ItemTypeOrph& item) {
+  NewDir* entry = item.dir;
+  if (entry == nullptr) return;
+  ++v_.orphAdvScanEntryCount;
+  entry->advScanBTree = v_.btreeAdvScan;
+  // Only the fragment search's own table is asked: its finds don't join the catalog walk's tree.
+  NewDir* parent = nullptr;
+  if (ItemTypeOrph* waiting = v_.btreeOrphAdvScanEntries->retrieveKeyField(entry->parentID)) parent = waiting->dir;
+  if (parent != nullptr && parent->fileType == 1 && !leadsTo(parent, entry)) {
+    attach(entry, parent);
+    item.alreadyPolled = true;
+    item.parentFoundInBtree = true;
+    countPlaced(entry, v_.btreeOrphAdvScanEntries->incrementData());
+  }
+  reportAdvScanProgress();
+}
+
+NewDir* OrphanPass::lostFolders() {
+  if (ItemType* found = v_.btree->retrieveKeyField(kLostFoldersID); found != nullptr && found->dir != nullptr)
+    return found->dir;
+  NewDirArena& arena = *v_.arena;
+  NewDir* lost = arena.newDir();
+  arena.setFileName(u"Lost Folders", lost);
+  lost->fileID = kLostFoldersID;
+  lost->parentID = kRootID;
+  lost->fileType = 1;
+  arena.setPathName(u"/Root", lost);
+  lost->childBTree = v_.btree.get();
+  lost->advScanBTree = v_.btreeAdvScan;
+  lost->parent = v_.dirRoot;
+  lost->deleted = 1;
+  ++v_.folderCount;
+  ++v_.entryCount;
+  ++v_.dirRoot->childrenCount;
+  addChildUpdateBTree(lost, v_.dirRoot, TreeSide::kVolume);
+  return lost;
+}
+
+void OrphanPass::processThisOrphanEntryAdvScanRun2(ItemTypeOrph& item) {
+  NewDir* entry = item.dir;
+  if (entry == nullptr || v_.dirRoot == nullptr) return;
+  ++v_.orphAdvScanEntryCount;
+  const bool incrementData = v_.btreeOrphAdvScanEntries->incrementData();
+  NewDirArena& arena = *v_.arena;
+  if (entry->fileType == 2) {
+    const std::uint64_t blocks = v_.blockSize > 0 ? v_.sizeInSect / static_cast<std::uint64_t>(v_.blockSize) : 0;
+    if (entry->fileNameLength() == 0 || entry->fileID == 0 || entry->parentID == 0 || entry->fileSize == 0 ||
+        (!entry->dataExt.empty() && entry->dataExt.front().startBlock > blocks) || v_.dirLostFiles == nullptr)
+      return;
+    NewDir* lost = v_.dirLostFiles;
+    const std::u16string name = NewDirArena::fileNameOfDir(entry).value_or(u"");
+    const std::u16string unique = suggestedRepeatFileName(name, lost, *v_.folderNameIndex);
+    if (unique != name) arena.setFileName(unique, entry);
+    entry->parent = lost;
+    entry->deleted = 1;
+    addChildUpdateBTree(entry, lost, TreeSide::kVolume);
+    for (NewDir* a : {lost, v_.dirRoot}) {
+      ++a->childrenCount;
+      ++a->fileCount;
+      a->fileSize += entry->fileSize;
+    }
+    item.parentFoundInBtree = true;
+    countPlaced(entry, incrementData);
+  } else {
+    NewDir* lost = lostFolders();
+    NewDir* folder = arena.newDir();
+    folder->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
+    folder->parent = lost;
+    folder->parentID = kLostFoldersID;
+    folder->fileID = entry->parentID;
+    folder->fileType = 1;
+    const std::u16string folderName = toUtf16("LostFolder" + std::to_string(entry->parentID));
+    arena.setFileName(suggestedRepeatFileName(folderName, lost, *v_.folderNameIndex), folder);
+    const std::u16string lostPath = NewDirArena::pathNameOfDir(lost).value_or(u"") + u"/" +
+                                    NewDirArena::fileNameOfDir(lost).value_or(u"");
+    arena.setPathName(lostPath, folder);
+    folder->advScanBTree = v_.btreeAdvScan;
+    addChildAdvScan(folder, lost);
+    raiseAncestorCountsForFolder(folder);
+    arena.setPathName(lostPath + u"/" + NewDirArena::fileNameOfDir(folder).value_or(u""), entry);
+    entry->parent = folder;
+    const std::u16string name = NewDirArena::fileNameOfDir(entry).value_or(u"");
+    const std::u16string unique = suggestedRepeatFileName(name, folder, *v_.folderNameIndex);
+    if (unique != name) arena.setFileName(unique, entry);
+    addChildAdvScan(entry, folder);
+    raiseAncestorCountsForSubtree(entry);
+    item.parentFoundInBtree = true;
+    if (incrementData) {
+      v_.folderCount += 2;
+      v_.entryCount += 2;
+    }
+  }
+  reportAdvScanProgress();
+}
+
+void OrphanPass::reportAdvScanProgress() {
+  if (v_.orphAdvScanEntryCount == 0 || v_.timerFireMethodCanRun) return;
+  const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
+  const double left = (static_cast<double>(v_.orphAdvScanEntriesTotal) - static_cast<double>(v_.orphAdvScanEntryCount)) *
+                      elapsed / static_cast<double>(v_.orphAdvScanEntryCount);
+  v_.dataUpdate = Dict{{"Progress Status", "Processing orphan & lost entries..."},
+                       {"Folders", v_.folderCount},
+                       {"Files", v_.fileCount},
+                       {"Entries Found", v_.entryCount},
+                       {"Data", v_.dataSize},
+                       {"BarDoubleValue", v_.orphAdvScanEntryCount},
+                       {"TimeRemaining", getTimeFormStringForInterval(left)}};
+  v_.timerFireMethodCanRun = true;
+}
+
 void OrphanPass::reportProgress() {
   if (v_.orphEntryCount == 0 || v_.timerFireMethodCanRun) return;
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
@@ -119,28 +246,60 @@ NewDir* findOrMakeLostFiles(Volume& v) {
   return lost;
 }
 
-void processOrphanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
-  if (v.stopTreeThread || !v.btreeOrph || !v.btree) return;
-  v.btreeOrph->setIncrementData(incrementData);
-  v.btreeOrph->setShowVolNameOnly(showVolNameOnly);
-  v.orphEntryCount = 0;
+namespace {
+
+enum class Run { kCatalog, kAdvScan, kAdvScanRun2 };
+
+void runOrphanPass(Volume& v, BTreeTableClassOrph& table, Run run, std::uint64_t& count, std::uint64_t total,
+                   bool incrementData, bool showVolNameOnly) {
+  table.setIncrementData(incrementData);
+  table.setShowVolNameOnly(showVolNameOnly);
+  count = 0;
   v.sendProgress(Dict{{"Progress Status", "Processing orphan & lost entries..."},
                       {"Progress Type", 1},
                       {"BarDoubleValue", 0}},
                  true);
-  v.sendProgress(Dict{{"BarMaxValue", v.orphEntriesTotal}, {"BarMinValue", 0}}, true);
-  v.dirLostFiles = findOrMakeLostFiles(v);
+  v.sendProgress(Dict{{"BarMaxValue", total}, {"BarMinValue", 0}}, true);
+  if (run != Run::kAdvScanRun2) v.dirLostFiles = findOrMakeLostFiles(v);
   if (ScanController* controller = Volume::appController()) controller->setUpTimer();
   OrphanPass pass(v);
   // A node's keys come before its branches, so the order is the table's shape, not key order.
-  v.btreeOrph->forEachNodePreOrder([&](const NodeTypeOrph& node) {
+  table.forEachNodePreOrder([&](const NodeTypeOrph& node) {
     if (v.stopTreeThread) return TableWalk::kStop;
     for (int i = 0; i < node.count(); ++i) {
       ItemTypeOrph* item = node.key(i);
-      if (item != nullptr && !item->alreadyPolled && !item->parentFoundInBtree) pass.processThisOrphanEntry(*item);
+      if (item == nullptr || item->parentFoundInBtree) continue;
+      switch (run) {
+        case Run::kCatalog:
+          if (!item->alreadyPolled) pass.processThisOrphanEntry(*item);
+          break;
+        case Run::kAdvScan:
+          if (!item->alreadyPolled) pass.processThisOrphanEntryAdvScan(*item);
+          break;
+        case Run::kAdvScanRun2: pass.processThisOrphanEntryAdvScanRun2(*item); break;
+      }
     }
     return TableWalk::kContinue;
   });
+}
+
+}  // namespace
+
+void processOrphanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
+  if (v.stopTreeThread || !v.btreeOrph || !v.btree) return;
+  runOrphanPass(v, *v.btreeOrph, Run::kCatalog, v.orphEntryCount, v.orphEntriesTotal, incrementData, showVolNameOnly);
+}
+
+void processOrphanAdvScanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
+  if (v.stopTreeThread || !v.btreeOrphAdvScanEntries || !v.btree) return;
+  runOrphanPass(v, *v.btreeOrphAdvScanEntries, Run::kAdvScan, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
+                incrementData, showVolNameOnly);
+}
+
+void processOrphanAdvScanEntriesRun2WithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
+  if (v.stopTreeThread || !v.btreeOrphAdvScanEntries || !v.btree) return;
+  runOrphanPass(v, *v.btreeOrphAdvScanEntries, Run::kAdvScanRun2, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
+                incrementData, showVolNameOnly);
 }
 
 }  // namespace nua

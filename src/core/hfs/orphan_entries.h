@@ -10,6 +10,14 @@ namespace nua {
 // placed. `incrementData` raises the Volume's counters for each placed entry. Stops at stopTreeThread.
 void processOrphanEntriesWithIncrement(Volume& volume, bool incrementData, bool showVolNameOnly);
 
+// The first run over btreeOrphAdvScanEntries, for entries found outside the catalog file: each is hung
+// under a parent waiting in that same table, if that parent is a folder. btree isn't asked.
+void processOrphanAdvScanEntriesWithIncrement(Volume& volume, bool incrementData, bool showVolNameOnly);
+// The second run: every entry still without a parent gets a place. A file goes to "Lost Files" (unless
+// it is nameless, empty or lies past the volume); a folder goes into a new "LostFolder<parent id>" under
+// "Lost Folders".
+void processOrphanAdvScanEntriesRun2WithIncrement(Volume& volume, bool incrementData, bool showVolNameOnly);
+
 // "Lost Files" (id 7) under the root: the entry with id 7 if the volume has one, marked deleted, else a
 // new folder. Null when the tree has no root.
 NewDir* findOrMakeLostFiles(Volume& volume);
