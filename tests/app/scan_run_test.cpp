@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
 #include <filesystem>
 
 #include "app/kelvo_recovery_software_app_delegate.h"
@@ -30,9 +32,21 @@ class TabView : public NullWizardView {
   std::vector<std::string> tabs;
 };
 
+const std::filesystem::path& imageFolder() {
+  struct Folder {
+    std::filesystem::path path = std::filesystem::temp_directory_path() / ("nua-scan-run-" + std::to_string(::getpid()));
+    Folder() { std::filesystem::create_directories(path); }
+    ~Folder() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+  };
+  static const Folder folder;
+  return folder.path;
+}
+
 std::string kitImage(const std::string& scenario, std::uint64_t& bytes) {
-  const auto folder = std::filesystem::temp_directory_path() / ("nua-scan-run-" + std::to_string(::getpid()));
-  std::filesystem::create_directories(folder);
+  const std::filesystem::path& folder = imageFolder();
   const std::string path = (folder / (scenario + ".img")).string();
   imagekit::Manifest manifest;
   std::string error;

@@ -25,11 +25,24 @@ struct KitImage {
   std::string error;
 };
 
+// A folder of this test process's images, removed when the process ends.
+inline const std::filesystem::path& imageFolder() {
+  struct Folder {
+    std::filesystem::path path =
+        std::filesystem::temp_directory_path() / ("nua-hfs-tests-" + std::to_string(::getpid()));
+    Folder() { std::filesystem::create_directories(path); }
+    ~Folder() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+  };
+  static const Folder folder;
+  return folder.path;
+}
+
 inline KitImage makeKitImage(const std::string& scenario, std::map<std::string, std::string> values = {}) {
   KitImage image;
-  const std::filesystem::path folder =
-      std::filesystem::temp_directory_path() / ("nua-hfs-tests-" + std::to_string(::getpid()));
-  std::filesystem::create_directories(folder);
+  const std::filesystem::path& folder = imageFolder();
   std::string name = scenario;
   for (const auto& [key, value] : values) name += "_" + key + value;
   image.path = (folder / (name + ".img")).string();
