@@ -23,23 +23,23 @@ int main(int argc, char** argv) {
     if (many->make(out, options, manifest, error)) return 0;
     std::fprintf(stderr, "hfs-many: %s; using the volume writer\n", error.c_str());
   }
-  HfsVolumeSpec spec;
-  spec.volumeName = "Bench";
-  spec.catalogNodeSize = 8192;
+  HfsVolumeSpec volumeSpec;
+  volumeSpec.volumeName = "Bench";
+  volumeSpec.catalogNodeSize = 8192;
   for (std::uint64_t i = 0; i < files; ++i) {
     HfsFileSpec file;
     file.path = "/d" + std::to_string(i / 1000) + "/f" + std::to_string(i) + ".jpg";
     file.patternBytes = 100;
-    spec.files.push_back(std::move(file));
+    volumeSpec.files.push_back(std::move(file));
   }
-  const std::uint64_t bytes = hfsVolumeBytes(spec, error);
+  const std::uint64_t bytes = hfsVolumeBytes(volumeSpec, error);
   if (bytes == 0) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 1;
   }
   ImageWriter writer(out, bytes);
   ManifestVolume volume;
-  if (!buildHfsVolume(spec, writer, 0, volume, error) || !writer.ok()) {
+  if (!buildHfsVolume(volumeSpec, writer, 0, volume, error) || !writer.ok()) {
     std::fprintf(stderr, "%s\n", error.empty() ? "write failed" : error.c_str());
     return 1;
   }
