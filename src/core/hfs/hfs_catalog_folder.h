@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "hfs/parse_result.h"
+#include "base/parse_result.h"
 
 namespace nua {
 

@@ -7,7 +7,7 @@
 
 #include "base/bytes.h"
 #include "hfs/hfs_fork_data.h"
-#include "hfs/parse_result.h"
+#include "base/parse_result.h"
 
 namespace nua {
 

@@ -2,9 +2,9 @@
 
 namespace nua::peek {
 
-Decoded<FatBootSector> parseFatBootSector(ByteSpan b) {
+Parsed<FatBootSector> parseFatBootSector(ByteSpan b) {
   if (b.size() < kFatBootSectorSize)
-    return Decoded<FatBootSector>::failure(decodeReason("FAT boot sector", "signature", 510, "past the end"));
+    return Parsed<FatBootSector>::failure(parseReason("FAT boot sector", "signature", 510, "past the end"));
   FatBootSector s;
   s.jump = u8(b, 0);
   s.jumpOperand = u8(b, 2);
@@ -19,7 +19,7 @@ Decoded<FatBootSector> parseFatBootSector(ByteSpan b) {
   s.totalSectors32 = le32(b, 32);
   s.fatSize32 = le32(b, 36);
   s.signature = le16(b, 510);
-  return Decoded<FatBootSector>::success(s);
+  return Parsed<FatBootSector>::success(s);
 }
 
 const char* fatTypeOf(const FatBootSector& boot) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "media/decoded.h"
+#include "base/parse_result.h"
 
 namespace nua::peek {
 
@@ -27,7 +27,7 @@ struct FatBootSector {
   std::uint32_t fatSize32 = 0;
   std::uint16_t signature = 0;
 };
-[[nodiscard]] Decoded<FatBootSector> parseFatBootSector(ByteSpan bytes);
+[[nodiscard]] Parsed<FatBootSector> parseFatBootSector(ByteSpan bytes);
 
 // "FAT12", "FAT16" or "FAT32" by the cluster count formula of discovery, or "-" when bytes per
 // sector or sectors per cluster is 0. The formula subtracts the number of FATs, not their sectors,

@@ -4,10 +4,10 @@
 
 namespace nua {
 
-Decoded<GUIDPartitionTableEntry> parseGUIDPartitionTableEntry(ByteSpan bytes) {
+Parsed<GUIDPartitionTableEntry> parseGUIDPartitionTableEntry(ByteSpan bytes) {
   if (bytes.size() < kGUIDPartitionTableEntrySize)
-    return Decoded<GUIDPartitionTableEntry>::failure(
-        decodeReason("GPT entry", "partition name", 56, "past the end of the entry"));
+    return Parsed<GUIDPartitionTableEntry>::failure(
+        parseReason("GPT entry", "partition name", 56, "past the end of the entry"));
   GUIDPartitionTableEntry entry;
   entry.typeHigh = be64(bytes, 0);
   entry.typeLow = be64(bytes, 8);
@@ -16,7 +16,7 @@ Decoded<GUIDPartitionTableEntry> parseGUIDPartitionTableEntry(ByteSpan bytes) {
   for (std::size_t i = 0; i < kGptNameUnits; ++i) entry.name.push_back(static_cast<char16_t>(le16(bytes, 56 + 2 * i)));
   // The name field is padded with NUL units; they are not part of the name.
   while (!entry.name.empty() && entry.name.back() == u'\0') entry.name.pop_back();
-  return Decoded<GUIDPartitionTableEntry>::success(entry);
+  return Parsed<GUIDPartitionTableEntry>::success(entry);
 }
 
 std::string gptTypeText(ByteSpan g) {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/bytes.h"
-#include "media/decoded.h"
+#include "base/parse_result.h"
 
 namespace nua {
 
@@ -26,7 +26,7 @@ struct GUIDPartitionTableEntry {
   std::u16string name;  // without trailing NUL units
 };
 
-[[nodiscard]] Decoded<GUIDPartitionTableEntry> parseGUIDPartitionTableEntry(ByteSpan bytes);
+[[nodiscard]] Parsed<GUIDPartitionTableEntry> parseGUIDPartitionTableEntry(ByteSpan bytes);
 
 // The type GUID as text in the usual mixed-endian form, upper case: "48465300-0000-11AA-AA11-00306543ECAC".
 [[nodiscard]] std::string gptTypeText(ByteSpan typeGuidBytes);

@@ -2,16 +2,16 @@
 
 namespace nua {
 
-Decoded<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes) {
+Parsed<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes) {
   if (bytes.size() < kGUIDPartitionTableHeaderSize)
-    return Decoded<GUIDPartitionTableHeader>::failure(
-        decodeReason("GPT header", "sizeOfPartitionEntry", 84, "past the end of the sector"));
+    return Parsed<GUIDPartitionTableHeader>::failure(
+        parseReason("GPT header", "sizeOfPartitionEntry", 84, "past the end of the sector"));
   GUIDPartitionTableHeader header;
   header.signature = be64(bytes, 0);
   header.partitionEntryLba = le64(bytes, 72);
   header.numberOfPartitionEntries = le32(bytes, 80);
   header.sizeOfPartitionEntry = le32(bytes, 84);
-  return Decoded<GUIDPartitionTableHeader>::success(header);
+  return Parsed<GUIDPartitionTableHeader>::success(header);
 }
 
 bool isWalkableGptHeader(const GUIDPartitionTableHeader& header, std::uint32_t sectorSize, std::string* reason) {
@@ -25,7 +25,7 @@ bool isWalkableGptHeader(const GUIDPartitionTableHeader& header, std::uint32_t s
     why = "is outside 128 to the sector size", offset = 84;
   }
   if (why && reason)
-    *reason = decodeReason("GPT header", offset == 0 ? "signature" : offset == 80 ? "numberOfPartitionEntries"
+    *reason = parseReason("GPT header", offset == 0 ? "signature" : offset == 80 ? "numberOfPartitionEntries"
                                                                                    : "sizeOfPartitionEntry",
                            offset, why);
   return why == nullptr;

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "media/decoded.h"
+#include "base/parse_result.h"
 
 namespace nua {
 
@@ -22,7 +22,7 @@ struct GUIDPartitionTableHeader {
 };
 
 // Decodes the header; fails when the bytes are short. Signature and counts are returned as read.
-[[nodiscard]] Decoded<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes);
+[[nodiscard]] Parsed<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes);
 
 // Whether the header can be walked on a disk of `sectorSize` bytes per sector: the signature is
 // "EFI PART", there is at least one entry, and an entry is at least 128 bytes and fits in a sector.

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "base/bytes.h"
-#include "media/decoded.h"
+#include "base/parse_result.h"
 
 namespace nua::peek {
 
@@ -41,7 +41,7 @@ struct VolumeHeader {
   ForkExtents extentsFile;
   ForkExtents catalogFile;
 };
-[[nodiscard]] Decoded<VolumeHeader> parseVolumeHeader(ByteSpan bytes);
+[[nodiscard]] Parsed<VolumeHeader> parseVolumeHeader(ByteSpan bytes);
 
 // Master directory block of an HFS (wrapper) volume, 162 bytes at byte 1024: 0 u16 drSigWord;
 // 20 u32 drAlBlkSiz; 28 u16 drAlBlSt; 36 u8 name length; 37 char[27] drVN; 124 u16 drEmbedSigWord;
@@ -56,7 +56,7 @@ struct WrapperHeader {
   std::uint16_t xdrStABN = 0;
   std::uint16_t xdrNumABlks = 0;
 };
-[[nodiscard]] Decoded<WrapperHeader> parseWrapperHeader(ByteSpan bytes);
+[[nodiscard]] Parsed<WrapperHeader> parseWrapperHeader(ByteSpan bytes);
 
 // Node descriptor, 14 bytes at the start of every node: 0 u32 fLink; 4 u32 bLink; 8 i8 kind;
 // 9 u8 height; 10 u16 numRecords.
@@ -68,7 +68,7 @@ struct NodeDescriptor {
   std::uint8_t height = 0;
   std::uint16_t numRecords = 0;
 };
-[[nodiscard]] Decoded<NodeDescriptor> parseNodeDescriptor(ByteSpan bytes);
+[[nodiscard]] Parsed<NodeDescriptor> parseNodeDescriptor(ByteSpan bytes);
 // The header node test: bLink 0, kind 1, height 0, three records.
 [[nodiscard]] bool isHeaderNode(const NodeDescriptor& d);
 
@@ -79,12 +79,12 @@ struct HeaderRecord {
   std::uint32_t firstLeafNode = 0;
   std::uint16_t nodeSize = 0;
 };
-[[nodiscard]] Decoded<HeaderRecord> parseHeaderRecord(ByteSpan bytes);
+[[nodiscard]] Parsed<HeaderRecord> parseHeaderRecord(ByteSpan bytes);
 
 // The name of the root folder from the first record of the first catalog leaf: the node must be a
 // leaf (kind -1, height 1), the key's parent 1, and the record a folder (type 1) with ID 2. The key
 // is 0 u16 keyLength, 2 u32 parentID, 6 u16 nameLength, 8 UTF-16BE name; the folder record follows
 // at 14 + keyLength + 2 with 0 i16 recordType and 8 u32 folderID. Gives the name as UTF-8.
-[[nodiscard]] Decoded<std::string> parseRootFolderName(ByteSpan leafNode);
+[[nodiscard]] Parsed<std::string> parseRootFolderName(ByteSpan leafNode);
 
 }  // namespace nua::peek

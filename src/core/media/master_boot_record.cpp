@@ -2,10 +2,10 @@
 
 namespace nua {
 
-Decoded<MasterBootRecord> parseMasterBootRecord(ByteSpan bytes) {
+Parsed<MasterBootRecord> parseMasterBootRecord(ByteSpan bytes) {
   if (bytes.size() < kMasterBootRecordSize)
-    return Decoded<MasterBootRecord>::failure(
-        decodeReason("master boot record", "signature", 510, "past the end of the sector"));
+    return Parsed<MasterBootRecord>::failure(
+        parseReason("master boot record", "signature", 510, "past the end of the sector"));
   MasterBootRecord record;
   for (std::size_t i = 0; i < record.entries.size(); ++i) {
     const std::size_t at = kMbrEntriesOffset + i * kMbrEntrySize;
@@ -14,7 +14,7 @@ Decoded<MasterBootRecord> parseMasterBootRecord(ByteSpan bytes) {
     record.entries[i].numberOfSectors = le32(bytes, at + 12);
   }
   record.signature = le16(bytes, 510);
-  return Decoded<MasterBootRecord>::success(record);
+  return Parsed<MasterBootRecord>::success(record);
 }
 
 }  // namespace nua

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "media/decoded.h"
+#include "base/parse_result.h"
 
 namespace nua {
 
@@ -30,7 +30,7 @@ struct MasterBootRecord {
 
 // Decodes the first 512 bytes of `bytes`. Fails only when fewer than 512 bytes are given; a wrong
 // signature is returned as read, for the caller to judge.
-[[nodiscard]] Decoded<MasterBootRecord> parseMasterBootRecord(ByteSpan bytes);
+[[nodiscard]] Parsed<MasterBootRecord> parseMasterBootRecord(ByteSpan bytes);
 
 // The extended types that continue a chain: 5, 15 and 0x85.
 [[nodiscard]] constexpr bool isExtendedSystemId(std::uint8_t systemId) {

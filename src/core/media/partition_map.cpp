@@ -11,9 +11,9 @@ std::string cString(ByteSpan bytes, std::size_t offset, std::size_t width) {
 
 }  // namespace
 
-Decoded<PartitionMap> parsePartitionMap(ByteSpan bytes) {
+Parsed<PartitionMap> parsePartitionMap(ByteSpan bytes) {
   if (bytes.size() < 80)
-    return Decoded<PartitionMap>::failure(decodeReason("partition map entry", "type", 48, "past the end of the block"));
+    return Parsed<PartitionMap>::failure(parseReason("partition map entry", "type", 48, "past the end of the block"));
   PartitionMap entry;
   entry.signature = be16(bytes, 0);
   entry.mapEntries = be32(bytes, 4);
@@ -21,14 +21,14 @@ Decoded<PartitionMap> parsePartitionMap(ByteSpan bytes) {
   entry.sizeInSectors = be32(bytes, 12);
   entry.name = cString(bytes, 16, 32);
   entry.type = cString(bytes, 48, 32);
-  return Decoded<PartitionMap>::success(entry);
+  return Parsed<PartitionMap>::success(entry);
 }
 
-Decoded<DriverDescriptor> parseDriverDescriptor(ByteSpan bytes) {
+Parsed<DriverDescriptor> parseDriverDescriptor(ByteSpan bytes) {
   if (bytes.size() < kDriverDescriptorSize)
-    return Decoded<DriverDescriptor>::failure(
-        decodeReason("driver descriptor", "block count", 4, "past the end of the block"));
-  return Decoded<DriverDescriptor>::success({be16(bytes, 0), be16(bytes, 2), be32(bytes, 4)});
+    return Parsed<DriverDescriptor>::failure(
+        parseReason("driver descriptor", "block count", 4, "past the end of the block"));
+  return Parsed<DriverDescriptor>::success({be16(bytes, 0), be16(bytes, 2), be32(bytes, 4)});
 }
 
 }  // namespace nua

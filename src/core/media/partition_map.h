@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/bytes.h"
-#include "media/decoded.h"
+#include "base/parse_result.h"
 
 namespace nua {
 
@@ -34,7 +34,7 @@ struct DriverDescriptor {
 };
 
 // Decodes an entry; fails when fewer than 80 bytes are given. The signature is returned as read.
-[[nodiscard]] Decoded<PartitionMap> parsePartitionMap(ByteSpan bytes);
-[[nodiscard]] Decoded<DriverDescriptor> parseDriverDescriptor(ByteSpan bytes);
+[[nodiscard]] Parsed<PartitionMap> parsePartitionMap(ByteSpan bytes);
+[[nodiscard]] Parsed<DriverDescriptor> parseDriverDescriptor(ByteSpan bytes);
 
 }  // namespace nua

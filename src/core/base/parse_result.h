@@ -1,5 +1,5 @@
 // The result of decoding one on-disk structure: the value, or the reason it could not be decoded
-// (structure, field and hex offset), never an exception.
+// (structure, field and hex offset), never an exception. Shared by every layer that parses bytes.
 #pragma once
 
 #include <cstdio>
