@@ -7,6 +7,7 @@
 #include <iostream>
 #include <vector>
 
+#include "app/drive_discovery.h"
 #include "app/kelvo_recovery_software_app_delegate.h"
 #include "app/scan_run.h"
 #include "app/thread_scan_launcher.h"
@@ -24,9 +25,30 @@ namespace {
 
 const char* kScanUsage =
     "usage: nua-recover scan TARGET --mode partitions --tree-scan standard|advanced --signatures skip\n"
-    "                        [--list] [--json] [--quiet]\n"
+    "                        [--partition N | --volume N] [--list] [--json] [--quiet]\n"
     "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
-    "TARGET is an HFS+ volume image (or device), taken as one partition starting at its sector 0.\n";
+    "TARGET is a disk image or device. --partition N scans row N of its partition list (default 0);\n"
+    "--volume N scans the partition holding row N of its volume list. A bare HFS+ volume image is a\n"
+    "disk whose one partition starts at sector 0.\n";
+
+bool parseRow(const std::optional<std::string>& text, int& row) {
+  if (!text) return true;
+  if (text->empty() || text->size() > 6 || text->find_first_not_of("0123456789") != std::string::npos) return false;
+  row = std::stoi(*text);
+  return true;
+}
+
+int rowWithPath(const std::vector<Dict>& rows, const std::string& path) {
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    if (rows[i].string("Path") == path) return static_cast<int>(i);
+  return -1;
+}
+
+int rowWithStart(const std::vector<Dict>& rows, std::uint64_t start) {
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    if (rows[i].uint64("Volume Start") == start) return static_cast<int>(i);
+  return -1;
+}
 
 volatile std::sig_atomic_t interrupted = 0;
 void onInterrupt(int) { interrupted = 1; }
@@ -143,7 +165,8 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   const std::vector<std::string> args = takeSaveOptions(allArgs, save);
   if (!save.error.empty()) return usageError(save.error);
   const ParsedOptions options =
-      parseOptions(args, {"--mode", "--tree-scan", "--signatures"}, {"--list", "--json", "--quiet", "--help"});
+      parseOptions(args, {"--mode", "--tree-scan", "--signatures", "--partition", "--volume"},
+                   {"--list", "--json", "--quiet", "--help"});
   if (options.flag("--help")) {
     std::fputs(kScanUsage, stdout);
     return 0;
@@ -157,36 +180,44 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   if (options.value("--signatures").value_or("skip") != "skip") return usageError("--signatures takes skip");
   const std::string target = options.positional.front();
 
-  int errorNumber = 0;
-  auto file = DeviceFile::open(target, errorNumber);
-  if (!file) {
-    std::fprintf(stderr, "nua-recover scan: cannot open %s (error %d)\n", target.c_str(), errorNumber);
+  int partitionRow = 0;
+  int volumeRow = -1;
+  if (!parseRow(options.value("--partition"), partitionRow) || !parseRow(options.value("--volume"), volumeRow))
+    return usageError("--partition and --volume take a row number from 0");
+  if (options.value("--partition") && options.value("--volume"))
+    return usageError("give --partition or --volume, not both");
+
+  // The lists the desktop program would show with TARGET added as a disk image.
+  DiscoveryOptions discovery;
+  discovery.images = {target};
+  MediaSources sources = discoveryMediaSources(discovery);
+  const DriveListing listing = sources.initialDriveList();
+  const int driveRow = rowWithPath(listing.driveDictArray, target);
+  if (driveRow < 0) {
+    std::fprintf(stderr, "nua-recover scan: %s cannot be read as a disk or disk image\n", target.c_str());
     return 1;
   }
-  const std::uint64_t size = file->sizeInBytes();
-  file.reset();
-  const std::string baseName = target.substr(target.find_last_of('/') == std::string::npos ? 0 : target.find_last_of('/') + 1);
+  if (volumeRow >= 0) {
+    // A volume of the image is one of its partitions: find that row by where the volume starts.
+    std::string error;
+    const Dict chosen = scanTargetDict(target, -1, volumeRow, error);
+    if (chosen.empty()) {
+      std::fprintf(stderr, "nua-recover scan: %s\n", error.c_str());
+      return 1;
+    }
+    DMedia drive;
+    drive.initWithDictionary(listing.driveDictArray[static_cast<std::size_t>(driveRow)], {});
+    partitionRow = rowWithStart(sources.partitionsOfDrive(drive), chosen.uint64("Volume Start"));
+    if (partitionRow < 0) {
+      std::fprintf(stderr, "nua-recover scan: volume %d is not an HFS+ partition of %s\n", volumeRow, target.c_str());
+      return 1;
+    }
+  }
 
   NullWizardView view;
   StderrUiBridge ui;
   ThreadScanLauncher launcher(ui, nullptr);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
-  MediaSources sources;
-  sources.initialDriveList = [&] {
-    DriveListing listing;
-    listing.driveDictArray.push_back(
-        Dict{{"Path", target}, {"Size", size}, {"Preferred Block Size", 512}, {"device model", baseName}});
-    return listing;
-  };
-  // Until discovery reads partition maps, the target is one HFS+ partition starting at its sector 0.
-  sources.partitionsOfDrive = [&](DMedia&) {
-    return std::vector<Dict>{Dict{{"Volume Scan Type", 0},
-                                  {"Path", target},
-                                  {"Volume Start", 0},
-                                  {"Volume Size In Sectors", size / 512},
-                                  {"Content", "Apple_HFS"},
-                                  {"Volume Name", baseName}}};
-  };
   Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();
   ProgressPrinter printer(options.flag("--quiet"), ui);
@@ -195,9 +226,14 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   std::signal(SIGINT, onInterrupt);
   controller.recoverPartitionAndDrives();
   controller.recoverPartitionAndDrivesFast();
-  controller.selectDrivesListRow(0);
+  controller.selectDrivesListRow(driveRow);
   controller.nextButtonInDrivesListTabClicked();
-  controller.selectPTListRow(0);
+  if (partitionRow >= static_cast<int>(controller.partitionListDictArray.size())) {
+    std::fprintf(stderr, "nua-recover scan: %s has %zu HFS+ partitions; there is no row %d\n", target.c_str(),
+                 controller.partitionListDictArray.size(), partitionRow);
+    return 1;
+  }
+  controller.selectPTListRow(partitionRow);
   controller.ptListNextClicked();
   if (treeScan == "advanced") {
     controller.treeScanModeAdvScanClicked();

@@ -26,4 +26,13 @@ status=0
 "$recover" scan "$work/bad.img" --json --quiet > /dev/null 2> "$work/err.txt" || status=$?
 [ "$status" -eq 1 ] || { echo "refused volume exit $status"; exit 1; }
 grep -q '^!Can not process: Key data structures not found.' "$work/err.txt" || { echo "alert"; cat "$work/err.txt"; exit 1; }
+# A disk image with a partition map: rows of the partition list, and a volume row mapped to its partition.
+"$mkimage" make gpt "$work/gpt.img" --manifest "$work/gpt.json" > /dev/null
+"$recover" scan "$work/gpt.img" --partition 1 --json --quiet > "$work/p1.jsonl" 2> /dev/null
+grep -q '"path":"Root/Reports/Summer budget.txt"' "$work/p1.jsonl" || { echo "partition 1"; cat "$work/p1.jsonl"; exit 1; }
+"$recover" scan "$work/gpt.img" --volume 1 --json --quiet > "$work/v1.jsonl" 2> /dev/null
+cmp -s "$work/p1.jsonl" "$work/v1.jsonl" || { echo "volume 1 is not partition 1"; exit 1; }
+status=0
+"$recover" scan "$work/gpt.img" --partition 7 --quiet > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] && grep -q 'there is no row 7' "$work/err.txt" || { echo "missing row"; cat "$work/err.txt"; exit 1; }
 echo "scan command: all checks passed"

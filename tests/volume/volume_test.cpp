@@ -42,6 +42,19 @@ TEST(VolumeShapes, VolumeOfTheSystem) {
   EXPECT_EQ(v->maxFileID, 9u);
 }
 
+TEST(VolumeShapes, VolumeInsideAnImageStartsAtItsVolumeStart) {
+  Dict row{{"WhetherVolume", true}, {"Path", "/tmp/disk.img"}, {"Preferred Block Size", 512},
+           {"Size", std::uint64_t{1048576}}, {"Volume Start", std::uint64_t{2048}}, {"Content", "Apple_HFS"}};
+  auto v = Volume::initWithDictionary(row, {});
+  EXPECT_EQ(v->startSector, 2048u);
+  EXPECT_EQ(v->HPlusVolStart, 2048u);
+  EXPECT_EQ(v->vibAtSector, 2050u);
+  // With 4096-byte sectors the header lies inside the volume's first sector.
+  row.set("Preferred Block Size", 4096);
+  row.set("Volume Start", std::uint64_t{256});
+  EXPECT_EQ(Volume::initWithDictionary(row, {})->vibAtSector, 256u);
+}
+
 TEST(VolumeShapes, PartitionAndLostVolume) {
   Dict partition{{"Volume Scan Type", 0},   {"Path", "/dev/sdb"},
                  {"Preferred Block Size", 512}, {"Volume Name", "Data"},

@@ -153,9 +153,11 @@ void Volume::readLogicalVolumeShape(const Dict& dict) {
   supportsFileSystemRecovery = dict.int64("supportFileSystemRecovery") != 0;
   isUSBDevice = dict.has("WhetherUSB");
   deletedFilesPath = "Deleted Files";
-  HPlusVolStart = 0;
-  vibAtSector = 2;
-  startSector = 0;
+  // A volume listed from an image or an unmounted disk lies inside that device at "Volume Start"; a
+  // volume device of its own has none. The header stands 1024 bytes in: sector 2 of 512-byte sectors.
+  startSector = dict.uint64("Volume Start");
+  HPlusVolStart = startSector;
+  vibAtSector = startSector + 1024 / static_cast<std::uint64_t>(u32BytesInSector);
   maxFileID = 9;
   blocksStartsAtSector = 0;
 }
