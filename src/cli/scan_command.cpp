@@ -10,6 +10,7 @@
 #include "app/drive_discovery.h"
 #include "app/kelvo_recovery_software_app_delegate.h"
 #include "app/scan_run.h"
+#include "app/signature_source.h"
 #include "app/thread_scan_launcher.h"
 #include "base/dict.h"
 #include "base/text.h"
@@ -218,6 +219,7 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   StderrUiBridge ui;
   ThreadScanLauncher launcher(ui, nullptr);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
+  sources.loadSigData = signatureCatalogSource(ui);
   Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();
   ProgressPrinter printer(options.flag("--quiet"), ui);

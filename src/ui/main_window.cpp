@@ -1,5 +1,8 @@
 #include "main_window.h"
 
+#include "app/drive_discovery.h"
+#include "app/signature_source.h"
+
 #include <QApplication>
 #include <QLabel>
 #include <QMessageBox>
@@ -27,7 +30,9 @@ MainWindow::MainWindow() {
     pages_.insert(id, page);
     stack_->addWidget(page);
   }
-  controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(*this, *this, *this, MediaSources{});
+  MediaSources sources = discoveryMediaSources({});
+  sources.loadSigData = signatureCatalogSource(*this);
+  controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(*this, *this, *this, std::move(sources));
   resize(820, 560);
 }
 
