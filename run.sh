@@ -1,6 +1,8 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds in Release, and runs the main job on the bundled demo image
-# (or on the image or device given as the first argument).
+# Installs what is missing, builds in Release, and recovers the files of the bundled demo disk's
+# HFS+ volume into ./recovered/. With arguments, runs `nua-recover scan` on them instead, e.g.
+#   ./run.sh disk.img --partition 1 --list
+#   sudo ./run.sh /dev/sdb --save /media/backup/recovered --select all
 set -euo pipefail
 cd "$(dirname "$0")"
 ./scripts/ensure-deps.sh
@@ -9,14 +11,14 @@ cmake --build --preset release -j "$(nproc)" --target nua-recover nua-mkimage >&
 bin=build/release
 
 if [ $# -gt 0 ]; then
-  exec "$bin/src/cli/nua-recover" info "$@"
+  exec "$bin/src/cli/nua-recover" scan "$@"
 fi
 
 demo="$bin/demo.img"
 if [ ! -f "$demo" ]; then
-  scenario=demo
-  "$bin/tools/imagekit/nua-mkimage" list | grep -q '^demo ' || scenario=hfs-basic
-  "$bin/tools/imagekit/nua-mkimage" make "$scenario" "$demo" --manifest "$bin/demo.json" >&2
+  "$bin/tools/imagekit/nua-mkimage" make demo "$demo" --manifest "$bin/demo.json" >&2
 fi
-echo "Demo image: $demo"
-"$bin/src/cli/nua-recover" info "$demo"
+rm -rf recovered
+echo "Scanning the demo disk $demo (its HFS+ volume, partition 0) and saving every file into ./recovered/"
+"$bin/src/cli/nua-recover" scan "$demo" --partition 0 --save recovered --select all
+echo "Recovered files: $(find recovered -type f | wc -l), in $(pwd)/recovered"
