@@ -107,12 +107,13 @@ TEST(MbrChain, ATableWithoutSignatureAddsNothing) {
   EXPECT_NE(chain.stopReason.find("no 55 AA"), std::string::npos);
 }
 
-TEST(MbrChain, TheRecordIsTheLastFiveHundredTwelveBytesOfALargeSector) {
+// A 4096-byte-sector disk keeps its table at the start of sector 0, as a 512-byte one does.
+TEST(MbrChain, TheRecordStartsItsSectorOnALargeSectorDisk) {
   Disk disk;
   Bytes sector(4096, std::byte{0});
   Bytes record = table();
   putEntry(record, 0, 0xAF, 256, 256);
-  std::copy(record.begin(), record.end(), sector.begin() + 3584);
+  std::copy(record.begin(), record.end(), sector.begin());
   disk.sectors[0] = sector;
   const MbrChain chain = walkMbrChain(4096, disk.reader());
   ASSERT_EQ(chain.entries.size(), 1u);

@@ -18,7 +18,9 @@ bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t fir
     reason = "table at sector " + std::to_string(sector) + " cannot be read";
     return false;
   }
-  const auto record = parseMasterBootRecord(std::span<const std::byte>(buffer).last(kMasterBootRecordSize));
+  // The table stands at the start of its sector whatever the sector size: reading the end of a
+  // 4096-byte sector would hide every partition of such a disk.
+  const auto record = parseMasterBootRecord(std::span<const std::byte>(buffer).first(kMasterBootRecordSize));
   if (!record || record->signature != kMbrSignature) {
     reason = "table at sector " + std::to_string(sector) + " has no 55 AA signature";
     return false;
