@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages the build, the tests and the image kit need, only those missing.
+# Installs the Debian packages that are missing: those to build and run, and with --tests also the
+# independent readers, writers and file makers the test suite checks against.
 set -euo pipefail
 
 packages=(
@@ -7,11 +8,17 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   qt6-base-dev libgl-dev
   libssl-dev nlohmann-json3-dev
-  # independent readers and writers the test images are made and checked with
-  sleuthkit libfshfs-utils dosfstools mtools fdisk gdisk
-  # makers of real files in formats the signature rows are checked against
-  imagemagick sox zip libjpeg-turbo-progs
+  # the image kit builds FAT volumes with these
+  dosfstools mtools
 )
+if [ "${1:-}" = "--tests" ]; then
+  packages+=(
+    # independent readers of the test images
+    sleuthkit libfshfs-utils fdisk gdisk
+    # makers of real files in the formats the signature rows are checked against
+    imagemagick sox zip libjpeg-turbo-progs ffmpeg
+  )
+fi
 
 missing=()
 for p in "${packages[@]}"; do

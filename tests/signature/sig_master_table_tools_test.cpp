@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -18,6 +20,9 @@ struct ToolCase {
   const char* file;      // made in a fresh directory
   const char* command;   // run there
 };
+
+// Test listings name the row rather than dumping the pointers.
+void PrintTo(const ToolCase& c, std::ostream* os) { *os << c.software; }
 
 // A tool counts as installed when it is on the path and its probe (if any) succeeds, so a stand-in
 // of the same name doesn't pass for the real program.
