@@ -11,6 +11,26 @@
 namespace nua {
 namespace {
 
+// "Lost Files" and "Lost Folders": a deleted folder under the root with a fixed id, counted as found.
+NewDir* makeDeletedFolderUnderRoot(Volume& v, std::u16string_view name, std::uint32_t fileID) {
+  NewDirArena& arena = *v.arena;
+  NewDir* folder = arena.newDir();
+  arena.setFileName(name, folder);
+  folder->fileID = fileID;
+  folder->parentID = kRootID;
+  folder->fileType = 1;
+  arena.setPathName(u"/Root", folder);
+  folder->childBTree = v.btree.get();
+  folder->parent = v.dirRoot;
+  folder->deleted = 1;
+  ++v.folderCount;
+  ++v.entryCount;
+  ++v.dirRoot->childrenCount;
+  addChildUpdateBTree(folder, v.dirRoot, TreeSide::kVolume);
+  return folder;
+}
+
+
 using Clock = std::chrono::steady_clock;
 
 bool leadsTo(const NewDir* from, const NewDir* target) {
@@ -116,21 +136,8 @@ void OrphanPass::processThisOrphanEntryAdvScan(ItemTypeOrph& item) {
 NewDir* OrphanPass::lostFolders() {
   if (ItemType* found = v_.btree->retrieveKeyField(kLostFoldersID); found != nullptr && found->dir != nullptr)
     return found->dir;
-  NewDirArena& arena = *v_.arena;
-  NewDir* lost = arena.newDir();
-  arena.setFileName(u"Lost Folders", lost);
-  lost->fileID = kLostFoldersID;
-  lost->parentID = kRootID;
-  lost->fileType = 1;
-  arena.setPathName(u"/Root", lost);
-  lost->childBTree = v_.btree.get();
+  NewDir* lost = makeDeletedFolderUnderRoot(v_, u"Lost Folders", kLostFoldersID);
   lost->advScanBTree = v_.btreeAdvScan;
-  lost->parent = v_.dirRoot;
-  lost->deleted = 1;
-  ++v_.folderCount;
-  ++v_.entryCount;
-  ++v_.dirRoot->childrenCount;
-  addChildUpdateBTree(lost, v_.dirRoot, TreeSide::kVolume);
   return lost;
 }
 
@@ -229,21 +236,7 @@ NewDir* findOrMakeLostFiles(Volume& v) {
     existing->dir->deleted = 1;
     return existing->dir;
   }
-  NewDirArena& arena = *v.arena;
-  NewDir* lost = arena.newDir();
-  arena.setFileName(u"Lost Files", lost);
-  lost->fileID = kLostFilesID;
-  lost->parentID = kRootID;
-  lost->fileType = 1;
-  arena.setPathName(u"/Root", lost);
-  lost->childBTree = v.btree.get();
-  lost->parent = v.dirRoot;
-  lost->deleted = 1;
-  ++v.folderCount;
-  ++v.entryCount;
-  ++v.dirRoot->childrenCount;
-  addChildUpdateBTree(lost, v.dirRoot, TreeSide::kVolume);
-  return lost;
+  return makeDeletedFolderUnderRoot(v, u"Lost Files", kLostFilesID);
 }
 
 namespace {
