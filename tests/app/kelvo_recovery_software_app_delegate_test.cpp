@@ -23,17 +23,6 @@ class FakeView : public NullWizardView {
   std::map<WizardField, std::string> texts;
 };
 
-class FakeUi : public UiBridge {
- public:
-  int runAlertPanel(const Alert& a) override {
-    alerts.push_back(a);
-    return 0;
-  }
-  void terminateApp() override {}
-  void previewClose() override {}
-  std::vector<Alert> alerts;
-};
-
 class FakeLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry e, std::shared_ptr<Volume> v, ScanArguments a) override {
@@ -86,7 +75,7 @@ class ControllerTest : public ::testing::Test {
     controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
   }
   FakeView view;
-  FakeUi ui;
+  RecordingUiBridge ui;
   FakeLauncher launcher;
   MediaSources sources;
   DriveListing listing;

@@ -15,17 +15,6 @@
 namespace nua {
 namespace {
 
-class RecordingUi : public UiBridge {
- public:
-  int runAlertPanel(const Alert& alert) override {
-    alerts.push_back(alert);
-    return 0;
-  }
-  void terminateApp() override {}
-  void previewClose() override {}
-  std::vector<Alert> alerts;
-};
-
 class TabView : public NullWizardView {
  public:
   void showTab(const std::string& identifier) override { tabs.push_back(identifier); }
@@ -96,7 +85,7 @@ class ScanRunTest : public ::testing::Test {
 
   std::string path;
   TabView view;
-  RecordingUi ui;
+  RecordingUiBridge ui;
   ThreadScanLauncher launcher{ui, nullptr};
   MediaSources sources;
   std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller;

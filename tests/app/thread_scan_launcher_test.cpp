@@ -11,19 +11,8 @@
 namespace nua {
 namespace {
 
-class CountingUi : public SilentUiBridge {
- public:
-  int runAlertPanel(const Alert& a) override {
-    std::lock_guard lock(mutex);
-    alerts.push_back(a);
-    return 0;
-  }
-  std::mutex mutex;
-  std::vector<Alert> alerts;
-};
-
 TEST(ThreadScanLauncher, RunsTheEntryOffTheCallingThreadWithItsArguments) {
-  CountingUi ui;
+  RecordingUiBridge ui;
   std::atomic<int> finished{0};
   ThreadScanLauncher launcher(ui, [&](ScanEntry) { ++finished; });
   std::thread::id scanThread;
@@ -44,7 +33,7 @@ TEST(ThreadScanLauncher, RunsTheEntryOffTheCallingThreadWithItsArguments) {
 }
 
 TEST(ThreadScanLauncher, EntryNotBuiltYetSaysSoAndStillFinishes) {
-  CountingUi ui;
+  RecordingUiBridge ui;
   std::atomic<int> finished{0};
   ThreadScanLauncher launcher(ui, [&](ScanEntry) { ++finished; });
   launcher.detach(ScanEntry::kScanForDeletedFiles, std::make_shared<Volume>(), {});

@@ -17,19 +17,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class RecordingUi : public UiBridge {
- public:
-  int runAlertPanel(const Alert& a) override {
-    alerts.push_back(a);
-    return 0;
-  }
-  void terminateApp() override { ++terminated; }
-  void previewClose() override { ++previewsClosed; }
-  std::vector<Alert> alerts;
-  int terminated = 0;
-  int previewsClosed = 0;
-};
-
 class ReaderTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -55,7 +42,7 @@ class ReaderTest : public ::testing::Test {
   void listPath(const std::string& path) { lists.publish({{Dict{{"Path", path}}}, {}}); }
 
   fs::path dir, image;
-  RecordingUi ui;
+  RecordingUiBridge ui;
   DeviceListStore lists;
   std::vector<std::string> logged;
 };

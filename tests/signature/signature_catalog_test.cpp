@@ -10,15 +10,6 @@
 namespace nua {
 namespace {
 
-class RecordingUi : public SilentUiBridge {
- public:
-  std::vector<Alert> alerts;
-  int runAlertPanel(const Alert& alert) override {
-    alerts.push_back(alert);
-    return 0;
-  }
-};
-
 class SignatureCatalogTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -56,7 +47,7 @@ class SignatureCatalogTest : public ::testing::Test {
   }
 
   std::filesystem::path userDir;
-  RecordingUi ui;
+  RecordingUiBridge ui;
   std::optional<SigDataStore> store;
   std::optional<SignatureCatalog> catalog;
 };

@@ -36,17 +36,6 @@ std::string readFile(const fs::path& path) {
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-class RecordingUi : public UiBridge {
- public:
-  int runAlertPanel(const Alert& alert) override {
-    alerts.push_back(alert);
-    return 0;
-  }
-  void terminateApp() override {}
-  void previewClose() override {}
-  std::vector<Alert> alerts;
-};
-
 class SaveRunTest : public testing::Test {
  protected:
   void SetUp() override {
@@ -91,7 +80,7 @@ class SaveRunTest : public testing::Test {
   std::string imageBytes;
   DMedia source;
   TestTree tree;
-  RecordingUi ui;
+  RecordingUiBridge ui;
   std::map<const NewDir*, std::string> expected;
 };
 

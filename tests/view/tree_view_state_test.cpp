@@ -11,17 +11,6 @@ namespace {
 
 using testing_view::TestTree;
 
-class RecordingUi : public UiBridge {
- public:
-  int runAlertPanel(const Alert& alert) override {
-    alerts.push_back(alert);
-    return 0;
-  }
-  void terminateApp() override {}
-  void previewClose() override {}
-  std::vector<Alert> alerts;
-};
-
 std::vector<std::string> shownNames(const NewDir* folder) {
   std::vector<std::string> names;
   for (const NewDir* child : folder->childList) names.push_back(toUtf8(shownNameOfDir(child)));
@@ -109,7 +98,7 @@ TEST(TreeViewStateTest, ClicksWhileSavingAreRefusedWithTheProcessRunningAlert) {
   TestTree tree;
   NewDir* a = tree.file(tree.root, u"a.txt", 10);
   TreeViewState view(tree.arena, tree.root);
-  RecordingUi ui;
+  RecordingUiBridge ui;
   EXPECT_FALSE(view.setMark(view.helperFor(a), true, false, ui));
   ASSERT_EQ(ui.alerts.size(), 1U);
   EXPECT_EQ(ui.alerts[0].title, "Process Running");

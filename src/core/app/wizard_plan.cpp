@@ -23,17 +23,6 @@ class RecordingView : public NullWizardView {
   std::vector<std::string> screens;
 };
 
-class RecordingUi : public UiBridge {
- public:
-  int runAlertPanel(const Alert& alert) override {
-    alerts.push_back(alert);
-    return 0;
-  }
-  void terminateApp() override {}
-  void previewClose() override {}
-  std::vector<Alert> alerts;
-};
-
 class RecordingLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry scanEntry, std::shared_ptr<Volume>, ScanArguments arguments) override {
@@ -108,7 +97,7 @@ Dict WizardPlanResult::toDict() const {
 
 WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
   RecordingView view;
-  RecordingUi ui;
+  RecordingUiBridge ui;
   RecordingLauncher launcher;
   MediaSources sources;
   sources.initialDriveList = [&r] {

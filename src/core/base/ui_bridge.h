@@ -2,6 +2,8 @@
 // reader or scan may ask for. The front end implements it; tests record what was asked.
 #pragma once
 
+#include <atomic>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -32,6 +34,26 @@ class SilentUiBridge : public UiBridge {
   int runAlertPanel(const Alert&) override { return 0; }
   void terminateApp() override {}
   void previewClose() override {}
+};
+
+// A bridge that keeps every alert asked for and answers with the first button: for headless runs that
+// report what would have been shown, and for tests. Alerts may come from any thread.
+class RecordingUiBridge : public UiBridge {
+ public:
+  int runAlertPanel(const Alert& alert) override {
+    std::lock_guard lock(mutex_);
+    alerts.push_back(alert);
+    return 0;
+  }
+  void terminateApp() override { ++terminated; }
+  void previewClose() override { ++previewsClosed; }
+
+  std::vector<Alert> alerts;  // read once the threads that alert have ended
+  std::atomic<int> terminated{0};
+  std::atomic<int> previewsClosed{0};
+
+ private:
+  std::mutex mutex_;
 };
 
 }  // namespace nua
