@@ -25,12 +25,15 @@ namespace nua::cli {
 namespace {
 
 const char* kScanUsage =
-    "usage: nua-recover scan TARGET --mode partitions --tree-scan standard|advanced --signatures skip\n"
-    "                        [--partition N | --volume N] [--list] [--json] [--quiet]\n"
+    "usage: nua-recover scan TARGET [--mode files|partitions|formatted] [--tree-scan standard|advanced]\n"
+    "                        [--signatures skip] [--partition N | --volume N] [--list] [--json] [--quiet]\n"
     "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
-    "TARGET is a disk image or device. --partition N scans row N of its partition list (default 0);\n"
-    "--volume N scans the partition holding row N of its volume list. A bare HFS+ volume image is a\n"
-    "disk whose one partition starts at sector 0.\n";
+    "TARGET is a disk image or device.\n"
+    "--mode files scans volume row N of TARGET (--volume N, default 0) for deleted files.\n"
+    "--mode formatted runs the advanced scan of a formatted or reformatted HFS+ volume (--volume N).\n"
+    "--mode partitions (the default) scans row N of TARGET's partition list (--partition N, default 0),\n"
+    "or the partition holding row N of its volume list (--volume N). A bare volume image is a disk\n"
+    "whose one partition starts at sector 0.\n";
 
 bool parseRow(const std::optional<std::string>& text, int& row) {
   if (!text) return true;
@@ -50,6 +53,25 @@ int rowWithStart(const std::vector<Dict>& rows, std::uint64_t start) {
     if (rows[i].uint64("Volume Start") == start) return static_cast<int>(i);
   return -1;
 }
+
+// Volume row `row` of TARGET, as a row of the controller's drive list.
+int volumeListRow(const std::vector<Dict>& rows, const std::string& target, int row, std::string& error) {
+  const Dict chosen = scanTargetDict(target, -1, row, error);
+  if (chosen.empty()) return -1;
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    if (rows[i].string("Path") == target && rows[i].has("WhetherVolume") &&
+        rows[i].uint64("Volume Start") == chosen.uint64("Volume Start"))
+      return static_cast<int>(i);
+  error = "volume " + std::to_string(row) + " of " + target + " is not offered for this mode";
+  return -1;
+}
+
+// Remembers the screen the controller shows last, so a headless run knows where the wizard stopped.
+class TabRecordingView : public NullWizardView {
+ public:
+  void showTab(const std::string& identifier) override { tab = identifier; }
+  std::string tab;
+};
 
 volatile std::sig_atomic_t interrupted = 0;
 void onInterrupt(int) { interrupted = 1; }
@@ -174,10 +196,14 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   }
   if (!options.error.empty()) return usageError(options.error);
   if (options.positional.size() != 1) return usageError("one TARGET is needed");
-  if (options.value("--mode").value_or("partitions") != "partitions")
-    return usageError("--mode takes partitions (the only scan built so far)");
-  const std::string treeScan = options.value("--tree-scan").value_or("standard");
+  const std::string mode = options.value("--mode").value_or("partitions");
+  if (mode != "partitions" && mode != "files" && mode != "formatted")
+    return usageError("--mode takes files, partitions or formatted");
+  const std::string treeScan = options.value("--tree-scan").value_or(mode == "formatted" ? "advanced" : "standard");
   if (treeScan != "standard" && treeScan != "advanced") return usageError("--tree-scan takes standard or advanced");
+  if (mode != "partitions" && options.value("--tree-scan") && treeScan != (mode == "formatted" ? "advanced" : "standard"))
+    return usageError("--tree-scan belongs to --mode partitions");
+  if (mode != "partitions" && options.value("--partition")) return usageError("--partition belongs to --mode partitions");
   if (options.value("--signatures").value_or("skip") != "skip") return usageError("--signatures takes skip");
   const std::string target = options.positional.front();
 
@@ -198,7 +224,7 @@ int scanCommand(const std::vector<std::string>& allArgs) {
     std::fprintf(stderr, "nua-recover scan: %s cannot be read as a disk or disk image\n", target.c_str());
     return 1;
   }
-  if (volumeRow >= 0) {
+  if (volumeRow >= 0 && mode == "partitions") {
     // A volume of the image is one of its partitions: find that row by where the volume starts.
     std::string error;
     const Dict chosen = scanTargetDict(target, -1, volumeRow, error);
@@ -215,10 +241,11 @@ int scanCommand(const std::vector<std::string>& allArgs) {
     }
   }
 
-  NullWizardView view;
+  TabRecordingView view;
   StderrUiBridge ui;
   ThreadScanLauncher launcher(ui, nullptr);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
+  launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
   sources.loadSigData = signatureCatalogSource(ui);
   Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();
@@ -226,24 +253,48 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
 
   std::signal(SIGINT, onInterrupt);
-  controller.recoverPartitionAndDrives();
-  controller.recoverPartitionAndDrivesFast();
-  controller.selectDrivesListRow(driveRow);
-  controller.nextButtonInDrivesListTabClicked();
-  if (partitionRow >= static_cast<int>(controller.partitionListDictArray.size())) {
-    std::fprintf(stderr, "nua-recover scan: %s has %zu HFS+ partitions; there is no row %d\n", target.c_str(),
-                 controller.partitionListDictArray.size(), partitionRow);
-    return 1;
-  }
-  controller.selectPTListRow(partitionRow);
-  controller.ptListNextClicked();
-  if (treeScan == "advanced") {
-    controller.treeScanModeAdvScanClicked();
+  if (mode == "partitions") {
+    controller.recoverPartitionAndDrives();
+    controller.recoverPartitionAndDrivesFast();
+    controller.selectDrivesListRow(driveRow);
+    controller.nextButtonInDrivesListTabClicked();
+    if (partitionRow >= static_cast<int>(controller.partitionListDictArray.size())) {
+      std::fprintf(stderr, "nua-recover scan: %s has %zu HFS+ partitions; there is no row %d\n", target.c_str(),
+                   controller.partitionListDictArray.size(), partitionRow);
+      return 1;
+    }
+    controller.selectPTListRow(partitionRow);
+    controller.ptListNextClicked();
+    if (treeScan == "advanced") {
+      controller.treeScanModeAdvScanClicked();
+    } else {
+      controller.treeScanModeStdScanClicked();
+    }
   } else {
-    controller.treeScanModeStdScanClicked();
+    if (mode == "files") {
+      controller.recoverFiles();
+      controller.recoverFilesFast();
+    } else {
+      controller.recoverPartitionAndDrives();
+      controller.recoverPartitionAndDrivesAdvanced();
+    }
+    std::string error;
+    const int row = volumeListRow(controller.drivesListRows(), target, volumeRow < 0 ? 0 : volumeRow, error);
+    if (row < 0) {
+      std::fprintf(stderr, "nua-recover scan: %s\n", error.c_str());
+      return 1;
+    }
+    controller.selectDrivesListRow(row);
+    controller.nextButtonInDrivesListTabClicked();
   }
   const std::shared_ptr<Volume> volume = controller.selectedVolume;
-  controller.skipButtonSigTabClicked();
+  if (!controller.scanIsRunning && view.tab == "Signatures") {
+    if (!controller.skipEnabled()) {
+      std::fprintf(stderr, "nua-recover scan: this volume needs a signature search, which --signatures skip leaves out\n");
+      return 1;
+    }
+    controller.skipButtonSigTabClicked();
+  }
 
   bool abortAsked = false;
   while (controller.scanIsRunning) {

@@ -1,8 +1,6 @@
 #include "app/scan_run.h"
 
-#include "hfs/hfs_volume.h"
-#include "hfs/normal_catalog_scan.h"
-#include "hfs/orphan_entries.h"
+#include "app/scan_entries.h"
 #include "tree/new_dir_ops.h"
 #include "tree/tree_cleanup.h"
 
@@ -78,73 +76,24 @@ void RepeatingTimer::stop() {
   if (thread_.joinable() && thread_.get_id() != std::this_thread::get_id()) thread_.join();
 }
 
-namespace {
-
-const std::string* stringAt(const ScanArguments& arguments, std::size_t index) {
-  if (index >= arguments.size()) return nullptr;
-  return std::get_if<std::string>(&arguments[index]);
-}
-
-bool numberAt(const ScanArguments& arguments, std::size_t index) {
-  if (index >= arguments.size()) return false;
-  const auto* number = std::get_if<std::int64_t>(&arguments[index]);
-  return number != nullptr && *number != 0;
-}
-
-void runHfsTreeScan(Volume& volume) {
-  volume.advScanEntriesCanBePutIntoOrphanEntryArray = false;
-  volume.aborting = false;
-  HfsVolume hfs(volume);
-  bool structuresFound = false;
-  if (hfs.initializeVIB()) {
-    volume.advScanEntriesCanBePutIntoOrphanEntryArray = true;
-    structuresFound = hfs.checkCatalogAndExtentsFile();
-    if (!structuresFound) hfs.getCatalogExtFromVIB();
-  }
-  ScanController* controller = Volume::appController();
-  if (structuresFound) {
-    if (volume.firstLeafNode != 0 && volume.catNodeSize != 0) {
-      makeTree(hfs);
-      if (volume.orphEntriesTotal != 0) {
-        processOrphanEntriesWithIncrement(volume, false, false);
-        if (controller != nullptr) controller->invalidateTimer();
-      }
-    }
-    return;
-  }
-  if (volume.treeScanMode == 1) {
-    volume.blockSize = 8;  // no header is there to give another
-    return;
-  }
-  volume.aborting = true;
-  if (controller != nullptr) {
-    controller->runAlertPanel(
-        {"!Can not process", "Key data structures not found. Please try Advance Scan for tree on the desired volume.",
-         {"OK"}});
-    controller->destroyVolumeAndBackToPartList();
-  }
-}
-
-}  // namespace
-
 void startMakingTree(Volume& volume, const ScanArguments& arguments) {
   if (!arguments.empty()) {
-    const std::string* last = stringAt(arguments, arguments.size() - 1);
+    const std::string* last = scanArgumentString(arguments, arguments.size() - 1);
     if (last != nullptr && *last == "auto") volume.autoCrashRecovery = true;
   }
   volume.resetSigArraysAndBtreesAndOthers();
-  const std::string* mode = stringAt(arguments, 0);
+  const std::string* mode = scanArgumentString(arguments, 0);
   volume.scanMode = mode != nullptr ? *mode : "Normal Scan";
   volume.treeScanMode = volume.scanMode == "Advanced Scan" ? 1 : 0;
-  const bool signatureSearch = numberAt(arguments, 1);
+  const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) != 0;
   (void)signatureSearch;  // the signature search joins here once it is built
 
   if (!volume.autoCrashRecovery) {
     const std::string& content = volume.volumeContent;
     if (content.rfind("FAT", 0) == 0) {
-      volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+      startMakingTreeFAT(volume);
     } else if (content.rfind("Apple", 0) == 0) {
-      runHfsTreeScan(volume);
+      startMakingTreeHFS(volume);
     }
   }
   if (!volume.aborting) {
@@ -152,6 +101,21 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments) {
     if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   }
   volume.sendProgress(Dict{{"Progress Status", "default"}, {"Tree Complete", true}}, false);
+}
+
+void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments) {
+  if (!arguments.empty()) {
+    const std::string* last = scanArgumentString(arguments, arguments.size() - 1);
+    if (last != nullptr && *last == "auto") volume.autoCrashRecovery = true;
+  }
+  volume.resetSigArraysAndBtreesAndOthers();
+  const std::string& content = volume.volumeContent;
+  // Any other content ends the thread without a completion; the volume list never offers one.
+  if (content.rfind("Apple", 0) == 0) {
+    scanForDeletedFilesHFS(volume, arguments);
+  } else if (content.rfind("FAT", 0) == 0) {
+    scanForDeletedFilesFAT(volume, arguments);
+  }
 }
 
 }  // namespace nua

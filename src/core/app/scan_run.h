@@ -60,4 +60,9 @@ class RepeatingTimer {
 // sending "Tree Complete" to the controller.
 void startMakingTree(Volume& volume, const ScanArguments& arguments);
 
+// The deleted-file scans' thread entry. Arguments: [0] 1 to run the file system part; [1] non-zero for
+// a signature search; [2] the signatures; [3] the search method; a crash-recovery run ends in the begin
+// position and "auto". Hands the volume to the HFS+ or FAT scan by its content.
+void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments);
+
 }  // namespace nua
