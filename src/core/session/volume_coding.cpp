@@ -1,0 +1,263 @@
+#include "session/volume_coding.h"
+
+#include <cstdint>
+
+namespace nua {
+namespace {
+
+constexpr const char* kVolumeClass = "Volume";
+constexpr const char* kDictClass = "Dict";
+
+void setTextIfPresent(KeyedObject& object, const char* key, const std::string& text) {
+  if (!text.empty()) object.set(key, KeyedValue::string(text));
+}
+
+// Reads one optional key of a stored Volume; a key of the wrong kind is damage.
+class VolumeKeys {
+ public:
+  explicit VolumeKeys(const KeyedObject& object) : object_(object) {}
+
+  void integer(const char* key, std::uint64_t& bits) {
+    const KeyedValue* value = object_.find(key);
+    if (value == nullptr) return;
+    if (!value->isInteger()) return fail(key);
+    bits = value->asUnsigned();
+  }
+  template <class T>
+  void number(const char* key, T& field) {
+    std::uint64_t bits = static_cast<std::uint64_t>(field);
+    integer(key, bits);
+    field = static_cast<T>(bits);
+  }
+  void text(const char* key, std::string& field) {
+    const KeyedValue* value = object_.find(key);
+    if (value == nullptr) return;
+    if (value->kind() != KeyedKind::kString) return fail(key);
+    field = value->asString();
+  }
+  void boolean(const char* key, bool& field) {
+    const KeyedValue* value = object_.find(key);
+    if (value == nullptr) return;
+    if (value->kind() != KeyedKind::kBool) return fail(key);
+    field = value->asBool();
+  }
+  void real(const char* key, float& field) {
+    const KeyedValue* value = object_.find(key);
+    if (value == nullptr) return;
+    if (value->kind() != KeyedKind::kDouble) return fail(key);
+    field = static_cast<float>(value->asDouble());
+  }
+  [[nodiscard]] const std::string& reason() const { return reason_; }
+
+ private:
+  void fail(const char* key) {
+    if (reason_.empty()) reason_ = std::string("session volume: key \"") + key + "\" holds the wrong kind of value";
+  }
+  const KeyedObject& object_;
+  std::string reason_;
+};
+
+KeyedValue encodeDictValue(const DictValue& value);
+
+KeyedValue encodeDict(const Dict& dict) {
+  KeyedObject object(kDictClass);
+  for (const auto& [key, value] : dict) object.set(key, encodeDictValue(value));
+  return KeyedValue::object(std::move(object));
+}
+
+KeyedValue encodeDictValue(const DictValue& value) {
+  if (const auto* b = std::get_if<bool>(&value.value)) return KeyedValue::boolean(*b);
+  if (const auto* i = std::get_if<std::int64_t>(&value.value)) return KeyedValue::int64(*i);
+  if (const auto* u = std::get_if<std::uint64_t>(&value.value)) return KeyedValue::integer(KeyedKind::kUInt64, *u);
+  if (const auto* d = std::get_if<double>(&value.value)) return KeyedValue::real(*d);
+  if (const auto* s = std::get_if<std::string>(&value.value)) return KeyedValue::string(*s);
+  if (const DictArray* array = value.array()) {
+    std::vector<KeyedValue> items;
+    items.reserve(array->size());
+    for (const DictValue& item : *array) items.push_back(encodeDictValue(item));
+    return KeyedValue::array(std::move(items));
+  }
+  if (const Dict* dict = value.dict()) return encodeDict(*dict);
+  return KeyedValue();
+}
+
+bool decodeDictValue(const KeyedValue& value, DictValue& out);
+
+bool decodeDict(const KeyedValue& value, Dict& out) {
+  const KeyedObject* object = value.asObject();
+  if (object == nullptr || object->className() != kDictClass) return false;
+  for (const auto& [key, item] : object->entries()) {
+    DictValue decoded;
+    if (!decodeDictValue(item, decoded)) return false;
+    out.set(key, std::move(decoded));
+  }
+  return true;
+}
+
+bool decodeDictValue(const KeyedValue& value, DictValue& out) {
+  switch (value.kind()) {
+    case KeyedKind::kBool: out = DictValue(value.asBool()); return true;
+    case KeyedKind::kInt8: case KeyedKind::kInt16: case KeyedKind::kInt32: case KeyedKind::kInt64:
+      out = DictValue(value.asSigned());
+      return true;
+    case KeyedKind::kUInt8: case KeyedKind::kUInt16: case KeyedKind::kUInt32: case KeyedKind::kUInt64:
+      out = DictValue(value.asUnsigned());
+      return true;
+    case KeyedKind::kDouble: out = DictValue(value.asDouble()); return true;
+    case KeyedKind::kString: out = DictValue(value.asString()); return true;
+    case KeyedKind::kArray: {
+      DictArray items;
+      items.reserve(value.asArray().size());
+      for (const KeyedValue& item : value.asArray()) {
+        DictValue decoded;
+        if (!decodeDictValue(item, decoded)) return false;
+        items.push_back(std::move(decoded));
+      }
+      out = DictValue(std::move(items));
+      return true;
+    }
+    case KeyedKind::kObject: {
+      Dict dict;
+      if (!decodeDict(value, dict)) return false;
+      out = DictValue(std::move(dict));
+      return true;
+    }
+    default: return false;
+  }
+}
+
+}  // namespace
+
+KeyedObject encodeVolume(const Volume& v) {
+  KeyedObject object(kVolumeClass);
+  object.set("volumeScanType", KeyedValue::int32(v.volumeScanType));
+  if (v.volumeScanType != 2) {
+    object.set("startSector", KeyedValue::integer(KeyedKind::kUInt64, v.startSector));
+    setTextIfPresent(object, "model", v.model);
+    setTextIfPresent(object, "serial", v.serial);
+    setTextIfPresent(object, "revision", v.revision);
+  } else {
+    object.set("parentDrivePath", KeyedValue::string(v.parentDrivePath));
+    object.set("supportsFileSystemRecovery", KeyedValue::boolean(v.supportsFileSystemRecovery));
+  }
+  setTextIfPresent(object, "volumeName", v.volumeName);
+  setTextIfPresent(object, "volumeContent", v.volumeContent);
+  setTextIfPresent(object, "scanMode", v.scanMode);
+  setTextIfPresent(object, "path", v.path);
+  object.set("sizeInSect", KeyedValue::integer(KeyedKind::kUInt64, v.sizeInSect));
+  object.set("HPlusVolStart", KeyedValue::int64(static_cast<std::int64_t>(v.HPlusVolStart)));
+  object.set("blockSize", KeyedValue::int32(v.blockSize));
+  object.set("totalBlocks", KeyedValue::int64(static_cast<std::int64_t>(v.totalBlocks)));
+  object.set("u32BytesInSector", KeyedValue::int32(v.u32BytesInSector));
+  object.set("blocksStartsAtSector", KeyedValue::int64(static_cast<std::int64_t>(v.blocksStartsAtSector)));
+  object.set("entryCount", KeyedValue::int32(static_cast<std::int32_t>(v.entryCount)));
+  object.set("folderCount", KeyedValue::int32(static_cast<std::int32_t>(v.folderCount)));
+  object.set("fileCount", KeyedValue::int32(static_cast<std::int32_t>(v.fileCount)));
+  object.set("dataSize", KeyedValue::int64(static_cast<std::int64_t>(v.dataSize)));
+  object.set("startPos", KeyedValue::real(v.startPos));
+  object.set("endPos", KeyedValue::real(v.endPos));
+  object.set("maxFileID", KeyedValue::int32(static_cast<std::int32_t>(v.maxFileID)));
+  // The FAT root directory of a FAT12/16 volume; a Volume without that geometry stores 0.
+  object.set("u32RootDirectoryStart", KeyedValue::int32(0));
+  object.set("u32RootDirectorySectors", KeyedValue::int32(0));
+  return object;
+}
+
+Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value) {
+  using Result = Parsed<std::shared_ptr<Volume>>;
+  const KeyedObject* object = value.asObject();
+  if (object == nullptr || object->className() != kVolumeClass)
+    return Result::failure("session volume: the blob holds no Volume object");
+  const KeyedValue* type = object->find("volumeScanType");
+  if (type == nullptr || !type->isInteger()) return Result::failure("session volume: no \"volumeScanType\"");
+  auto v = std::make_shared<Volume>();
+  VolumeKeys keys(*object);
+  keys.number("volumeScanType", v->volumeScanType);
+  keys.number("startSector", v->startSector);
+  keys.text("model", v->model);
+  keys.text("serial", v->serial);
+  keys.text("revision", v->revision);
+  keys.text("parentDrivePath", v->parentDrivePath);
+  keys.boolean("supportsFileSystemRecovery", v->supportsFileSystemRecovery);
+  keys.text("volumeName", v->volumeName);
+  keys.text("volumeContent", v->volumeContent);
+  keys.text("scanMode", v->scanMode);
+  keys.text("path", v->path);
+  keys.number("sizeInSect", v->sizeInSect);
+  keys.number("HPlusVolStart", v->HPlusVolStart);
+  keys.number("blockSize", v->blockSize);
+  keys.number("totalBlocks", v->totalBlocks);
+  keys.number("u32BytesInSector", v->u32BytesInSector);
+  keys.number("blocksStartsAtSector", v->blocksStartsAtSector);
+  std::uint32_t entries = 0, folders = 0, files = 0, maxFileID = 0;
+  keys.number("entryCount", entries);
+  keys.number("folderCount", folders);
+  keys.number("fileCount", files);
+  keys.number("maxFileID", maxFileID);
+  v->entryCount = entries;
+  v->folderCount = folders;
+  v->fileCount = files;
+  v->maxFileID = maxFileID;
+  keys.number("dataSize", v->dataSize);
+  keys.real("startPos", v->startPos);
+  keys.real("endPos", v->endPos);
+  if (!keys.reason().empty()) return Result::failure(keys.reason());
+  // Every read multiplies by the sector size; a stored 0 (or a negative one) would divide by nothing
+  // later, so it is taken as the 512 a drive without the key gets.
+  if (v->u32BytesInSector <= 0) v->u32BytesInSector = 512;
+  v->sizeInBytes = v->sizeInSect * static_cast<std::uint64_t>(v->u32BytesInSector);
+  return Result::success(std::move(v));
+}
+
+std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& v) {
+  auto copy = std::make_shared<Volume>();
+  copy->volumeScanType = v.volumeScanType;
+  copy->path = v.path;
+  copy->volumeName = v.volumeName;
+  copy->model = v.model;
+  copy->serial = v.serial;
+  copy->revision = v.revision;
+  copy->sizeInSect = v.sizeInSect;
+  copy->sizeInBytes = v.sizeInBytes;
+  copy->HPlusVolStart = v.HPlusVolStart;
+  copy->blockSize = v.blockSize;
+  copy->volumeContent = v.volumeContent;
+  copy->scanMode = v.scanMode;
+  copy->totalBlocks = v.totalBlocks;
+  copy->supportsFileSystemRecovery = v.supportsFileSystemRecovery;
+  copy->u32BytesInSector = v.u32BytesInSector;
+  copy->startSector = v.startSector;
+  copy->parentDrivePath = v.parentDrivePath;
+  copy->blocksStartsAtSector = v.blocksStartsAtSector;
+  copy->entryCount = v.entryCount;
+  copy->fileCount = v.fileCount;
+  copy->folderCount = v.folderCount;
+  copy->dataSize = v.dataSize;
+  copy->maxFileID = v.maxFileID;
+  copy->startPos = v.startPos;
+  copy->endPos = v.endPos;
+  copy->setContext(v.context());
+  return copy;
+}
+
+KeyedValue encodeDictArray(const std::vector<Dict>& dicts) {
+  std::vector<KeyedValue> items;
+  items.reserve(dicts.size());
+  for (const Dict& dict : dicts) items.push_back(encodeDict(dict));
+  return KeyedValue::array(std::move(items));
+}
+
+Parsed<std::vector<Dict>> decodeDictArray(const KeyedValue& value) {
+  using Result = Parsed<std::vector<Dict>>;
+  if (value.kind() != KeyedKind::kArray) return Result::failure("session partitions: the blob holds no array");
+  std::vector<Dict> dicts;
+  dicts.reserve(value.asArray().size());
+  for (const KeyedValue& item : value.asArray()) {
+    Dict dict;
+    if (!decodeDict(item, dict)) return Result::failure("session partitions: an element is not a dictionary");
+    dicts.push_back(std::move(dict));
+  }
+  return Result::success(std::move(dicts));
+}
+
+}  // namespace nua

@@ -1,0 +1,30 @@
+// The Volume of a session as a keyed object, the partition dictionaries as keyed values, and the copy
+// of a Volume that a session keeps. Keys and kinds are listed in docs/session-file.md.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "archive/keyed_value.h"
+#include "base/dict.h"
+#include "base/parse_result.h"
+#include "volume/volume.h"
+
+namespace nua {
+
+// `encodeWithCoder:` of Volume: an object of class "Volume" with "volumeScanType" first.
+[[nodiscard]] KeyedObject encodeVolume(const Volume& volume);
+// `initWithCoder:`: a Volume with the stored fields and nothing else (no tables, no tree). A missing
+// "volumeScanType" or a key holding the wrong kind of value gives a reason instead.
+[[nodiscard]] Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value);
+
+// `mutableCopyWithZone:` of Volume, which also carries volumeScanType so that a reopened volume can
+// find its drive again.
+[[nodiscard]] std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& volume);
+
+// An array of drive, volume or partition dictionaries, each an object of class "Dict".
+[[nodiscard]] KeyedValue encodeDictArray(const std::vector<Dict>& dicts);
+[[nodiscard]] Parsed<std::vector<Dict>> decodeDictArray(const KeyedValue& value);
+
+}  // namespace nua
