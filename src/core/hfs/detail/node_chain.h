@@ -1,0 +1,35 @@
+// One bounded walk along the sibling links of B-tree nodes: it refuses a node met before and stops
+// after as many steps as the tree can hold nodes, so a damaged link never loops.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+
+namespace nua::detail {
+
+class NodeChain {
+ public:
+  explicit NodeChain(std::uint64_t maxSteps) : maxSteps_(maxSteps) {}
+
+  // True when `node` may be read next; false, with a reason, on a repeat or past the step limit.
+  [[nodiscard]] bool step(std::uint32_t node) {
+    if (seen_.size() >= maxSteps_) {
+      reason_ = "more than " + std::to_string(maxSteps_) + " nodes";
+      return false;
+    }
+    if (!seen_.insert(node).second) {
+      reason_ = "loop at node " + std::to_string(node);
+      return false;
+    }
+    return true;
+  }
+  [[nodiscard]] const std::string& reason() const { return reason_; }
+
+ private:
+  std::uint64_t maxSteps_;
+  std::unordered_set<std::uint32_t> seen_;
+  std::string reason_;
+};
+
+}  // namespace nua::detail
