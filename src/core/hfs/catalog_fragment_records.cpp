@@ -1,0 +1,216 @@
+// The records of found catalog fragments: into the orphan tables for the advanced scan, or into the
+// tree as deleted entries for the deleted-file scan.
+#include <algorithm>
+
+#include "hfs/bt_node_descriptor.h"
+#include "hfs/catalog_fragments.h"
+#include "hfs/detail/fragment_record.h"
+#include "tree/new_dir_arena.h"
+#include "tree/new_dir_ops.h"
+
+namespace nua {
+namespace {
+
+using detail::FragmentRecord;
+using detail::FragmentRules;
+using detail::FragmentStep;
+
+// Reads `nodeSectors` sectors at `sector` into a zero-filled buffer; the descriptor, when it parses.
+std::optional<BTNodeDescriptor_> readNode(Volume& v, std::uint64_t sector, std::int32_t nodeSectors,
+                                          std::vector<std::byte>& node) {
+  node.assign(static_cast<std::size_t>(nodeSectors) * static_cast<std::size_t>(v.u32BytesInSector), std::byte{0});
+  // An unreadable spot keeps its zeros, and a node of zeros has no records.
+  (void)v.readSector(sector, nodeSectors, node);
+  auto descriptor = parseBTNodeDescriptor(node);
+  if (!descriptor) return std::nullopt;
+  return *descriptor;
+}
+
+// The fields every fragment record gives its entry.
+NewDir* newFragmentEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
+                         std::uint32_t createDate, std::uint32_t modDate) {
+  NewDir* dir = v.arena->newDir();
+  dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
+  dir->fileType = fileType;
+  dir->parentID = key.parentID;
+  dir->createDate = createDate;
+  dir->modDate = modDate;
+  dir->fileID = fileID;
+  if (fileID > v.maxFileID) v.maxFileID = fileID;
+  v.arena->setFileName(key.name, dir);
+  return dir;
+}
+
+std::uint64_t blockBytesOf(const Volume& v) {
+  return static_cast<std::uint64_t>(std::max(v.blockSize, 0)) * static_cast<std::uint64_t>(v.u32BytesInSector);
+}
+
+// Puts an entry into an orphan table; a later copy of an id already there is dropped.
+void storeOrphan(Volume& v, BTreeTableClassOrph& table, NewDir* dir) {
+  if (table.retrieveKeyField(dir->fileID) != nullptr) {
+    v.arena->freeNDir(dir);
+    return;
+  }
+  table.insert(ItemTypeOrph{dir->fileID, dir, false, false});
+}
+
+// A file of the whole-volume search: the volume, fork and block checks, then the record's own eight
+// extents, which must account for every block up to the first empty slot.
+NewDir* fragmentFile(Volume& v, const FragmentRecord& record) {
+  const HFSPlusCatalogFile_& f = record.file;
+  const std::uint64_t blockBytes = blockBytesOf(v);
+  const std::uint64_t volumeBytes = v.sizeInSect * static_cast<std::uint64_t>(v.u32BytesInSector);
+  const std::uint64_t forkSum = f.dataFork.logicalSize + f.resourceFork.logicalSize;
+  if (forkSum < f.dataFork.logicalSize || forkSum >= volumeBytes) return nullptr;
+  if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
+    return nullptr;
+  NewDir* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
+  dir->fileSize = f.dataFork.logicalSize;
+  dir->sectorsPerBlock = static_cast<std::uint8_t>(v.blockSize);
+  std::uint64_t blocks = 0;
+  bool ended = false;
+  for (const auto& d : f.dataFork.extents) {
+    if (d.startBlock == 0) {
+      ended = true;
+      break;
+    }
+    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
+    blocks += d.blockCount;
+  }
+  // A lower sum after all eight is accepted: the rest stood in the extents-overflow file.
+  if ((ended && blocks != f.dataFork.totalBlocks) || blocks > f.dataFork.totalBlocks) {
+    v.arena->freeNDir(dir);
+    return nullptr;
+  }
+  dir->fileCount = 1;
+  return dir;
+}
+
+// Hangs a deleted entry under its parent when btree knows it, else leaves it to the orphan pass.
+void placeDeletedEntry(Volume& v, NewDir* dir) {
+  ItemType* parentItem = v.btree->retrieveKeyField(dir->parentID);
+  if (parentItem != nullptr && parentItem->dir != nullptr && parentItem->dir != dir) {
+    dir->parent = parentItem->dir;
+    dir->childBTree = v.btree.get();
+    if (dir->fileType == 2) {
+      raiseAncestorCountsForFile(dir);
+    } else {
+      raiseAncestorCountsForFolder(dir);
+    }
+    addChildUpdateBTree(dir, parentItem->dir, TreeSide::kVolume);
+    return;
+  }
+  ++v.orphEntriesTotal;
+  storeOrphan(v, *v.btreeOrph, dir);
+}
+
+// A file of the journal: fork checks, id unknown to btree, a size and a first extent, then the
+// comparison with the live file of that id.
+void journalFile(Volume& v, const FragmentRecord& record) {
+  const HFSPlusCatalogFile_& f = record.file;
+  const std::uint64_t blockBytes = blockBytesOf(v);
+  if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
+    return;
+  if (v.btree->retrieveKeyField(f.fileID) != nullptr) return;
+  const HFSPlusExtentDescriptor_& first = f.dataFork.extents[0];
+  if (f.dataFork.logicalSize == 0 || f.dataFork.totalBlocks == 0 || first.startBlock == 0 || first.blockCount == 0)
+    return;
+  // A copy of a living file: same id, data size and name in the live catalog.
+  if (ItemType* live = v.btreeNormalScan ? v.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
+      live != nullptr && live->dir != nullptr && live->dir->fileSize == f.dataFork.logicalSize &&
+      NewDirArena::fileNameOfDir(live->dir).value_or(u"") == record.key.name)
+    return;
+  NewDir* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
+  dir->fileSize = f.dataFork.logicalSize;
+  dir->sectorsPerBlock = static_cast<std::uint8_t>(v.blockSize);
+  // The record's own eight; the journal extent search adds what the overflow file held.
+  for (const auto& d : f.dataFork.extents) {
+    if (d.startBlock == 0) break;
+    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
+  }
+  dir->fileCount = 1;
+  dir->deleted = 1;
+  ++v.fileCount;
+  ++v.entryCount;
+  v.dataSize += dir->fileSize;
+  placeDeletedEntry(v, dir);
+}
+
+void journalFolder(Volume& v, const FragmentRecord& record) {
+  const HFSPlusCatalogFolder_& f = record.folder;
+  if (v.btree->retrieveKeyField(f.folderID) != nullptr) return;  // known already
+  NewDir* dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
+  dir->deleted = 1;
+  ++v.folderCount;
+  ++v.entryCount;
+  placeDeletedEntry(v, dir);
+}
+
+Dict journalCounts(const Volume& v, const std::string* timeRemaining) {
+  Dict d{{"Folders", v.folderCount},
+         {"Files", v.fileCount},
+         {"Entries Found", v.entryCount},
+         {"Data", v.dataSize},
+         {"Progress Status", "default"}};
+  if (timeRemaining != nullptr) d.set("TimeRemaining", *timeRemaining);
+  return d;
+}
+
+}  // namespace
+
+void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSectors) {
+  Volume& v = hfs.volume();
+  if (nodeSectors <= 0) {
+    if (v.catNodeSize == 0) v.catNodeSize = 16;
+    nodeSectors = v.catNodeSize;
+  }
+  (void)hfs.getIfUnusedSectorForCatalogNode(sector);
+  const bool inCatalog = v.advScanEntriesCanBePutIntoOrphanEntryArray && hfs.sectorIsInCatalogFile(sector);
+  std::vector<std::byte> node;
+  const auto descriptor = readNode(v, sector, nodeSectors, node);
+  if (!descriptor || descriptor->numRecords == 0) return;
+  const auto sectorBytes = static_cast<std::size_t>(v.u32BytesInSector);
+  for (std::size_t i = 0; i < descriptor->numRecords && !v.stopTreeThread; ++i) {
+    const FragmentRecord record =
+        detail::readFragmentRecord(node, sectorBytes, descriptor->numRecords, i, FragmentRules::kWholeVolume);
+    if (record.step == FragmentStep::kEnd) break;
+    NewDir* dir = nullptr;
+    if (record.step == FragmentStep::kFolder) {
+      const HFSPlusCatalogFolder_& f = record.folder;
+      dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
+    } else if (record.step == FragmentStep::kFile) {
+      dir = fragmentFile(v, record);
+    }
+    if (dir == nullptr) continue;
+    // Records of the live catalog file wait for the catalog walk's tree; the rest form their own.
+    if (inCatalog) {
+      ++v.orphEntriesTotal;
+      storeOrphan(v, *v.btreeOrph, dir);
+    } else {
+      ++v.orphAdvScanEntriesTotal;
+      storeOrphan(v, *v.btreeOrphAdvScanEntries, dir);
+    }
+  }
+}
+
+void processCatFragForDeletedFiles(HfsVolume& hfs, std::uint64_t sector, const std::string* timeRemaining) {
+  Volume& v = hfs.volume();
+  Dict status{{"Progress Status", "default"}};
+  if (timeRemaining != nullptr) status.set("TimeRemaining", *timeRemaining);
+  v.sendProgress(status, true);
+  if (v.catNodeSize <= 0 || !v.btree || !v.btreeOrph) return;
+  std::vector<std::byte> node;
+  const auto descriptor = readNode(v, sector, v.catNodeSize, node);
+  if (!descriptor || descriptor->numRecords == 0) return;
+  const auto sectorBytes = static_cast<std::size_t>(v.u32BytesInSector);
+  for (std::size_t i = 0; i < descriptor->numRecords && !v.stopTreeThread; ++i) {
+    const FragmentRecord record =
+        detail::readFragmentRecord(node, sectorBytes, descriptor->numRecords, i, FragmentRules::kJournal);
+    if (record.step == FragmentStep::kEnd) break;
+    if (record.step == FragmentStep::kFolder) journalFolder(v, record);
+    if (record.step == FragmentStep::kFile) journalFile(v, record);
+  }
+  v.sendProgress(journalCounts(v, timeRemaining), true);
+}
+
+}  // namespace nua
