@@ -1,12 +1,204 @@
 #include "tree/tree_page.h"
 
+#include <QDialog>
+#include <QHBoxLayout>
+#include <QHeaderView>
+#include <QLabel>
+#include <QMetaObject>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QTreeView>
+#include <QVBoxLayout>
+
+#include "tree/main_thread_ui_bridge.h"
+#include "tree/record_tree_model.h"
+#include "tree/saving_sheet.h"
+#include "volume/volume.h"
+
 namespace nua::ui {
 
+namespace {
+
+// Column widths to start with. Sizing to contents would measure every row of a million-entry folder.
+constexpr int kColumnWidths[RecordTreeModel::kColumnCount] = {48, 320, 80, 90, 80, 150, 150};
+
+QDialog* makePreparingSheet(QWidget* parent) {
+  auto* sheet = new QDialog(parent);
+  sheet->setWindowModality(Qt::WindowModal);
+  sheet->setWindowTitle("Preparing Tree");
+  auto* layout = new QVBoxLayout(sheet);
+  layout->addWidget(new QLabel("Preparing tree, please wait...", sheet));
+  auto* progressIndicatorPreparingTree = new QProgressBar(sheet);
+  progressIndicatorPreparingTree->setRange(0, 0);  // animates until the sheet ends
+  layout->addWidget(progressIndicatorPreparingTree);
+  sheet->setMinimumWidth(320);
+  return sheet;
+}
+
+}  // namespace
+
 TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiBridge& ui, QWidget* parent)
-    : QWidget(parent), controller_(controller), ui_(ui) {}
+    : QWidget(parent), controller_(controller), bridge_(std::make_unique<MainThreadUiBridge>(ui, this)) {
+  model_ = new RecordTreeModel(*bridge_, this);
+  model_->scanInfoOrSavingNotProcessing = [this] { return scanInfoOrSavingNotProcessing_; };
 
-TreePage::~TreePage() = default;
+  outline_ = new QTreeView(this);
+  outline_->setModel(model_);
+  outline_->setUniformRowHeights(true);
+  outline_->setTreePosition(RecordTreeModel::kFiles);
+  outline_->setSelectionMode(QAbstractItemView::SingleSelection);
+  outline_->setAlternatingRowColors(true);
+  outline_->header()->setSectionResizeMode(QHeaderView::Interactive);
+  outline_->header()->setStretchLastSection(true);
+  for (int column = 0; column < RecordTreeModel::kColumnCount; ++column)
+    outline_->header()->resizeSection(column, kColumnWidths[column]);
+  connect(outline_, &QTreeView::expanded, model_, &RecordTreeModel::noteExpanded);
+  connect(outline_, &QTreeView::collapsed, model_, &RecordTreeModel::noteCollapsed);
+  connect(model_, &RecordTreeModel::marksChanged, this, [this] { countMarkedDataAndFiles(); });
 
-void TreePage::showResult() {}
+  backButton_ = new QPushButton("Back", this);
+  homeButton_ = new QPushButton("Home", this);
+  fileTypesToggle_ = new QPushButton(nua::kFileTypesViewTitle, this);
+  deletedToggle_ = new QPushButton(nua::kShowDeletedTitle, this);
+  saveScanButton_ = new QPushButton("Save Recovery Session", this);
+  saveButton_ = new QPushButton("Save", this);
+  saveButton_->setEnabled(false);
+  totalData_ = new QLabel(" ", this);
+  markedData_ = new QLabel(" ", this);
+  savedData_ = new QLabel(" ", this);
+
+  auto* top = new QHBoxLayout;
+  top->addWidget(backButton_);
+  top->addWidget(homeButton_);
+  top->addStretch();
+  top->addWidget(new QLabel("Total:", this));
+  top->addWidget(totalData_);
+  auto* bottom = new QHBoxLayout;
+  bottom->addWidget(fileTypesToggle_);
+  bottom->addWidget(deletedToggle_);
+  bottom->addStretch();
+  bottom->addWidget(new QLabel("Marked:", this));
+  bottom->addWidget(markedData_);
+  bottom->addWidget(savedData_);
+  bottom->addStretch();
+  bottom->addWidget(saveScanButton_);
+  bottom->addWidget(saveButton_);
+  auto* layout = new QVBoxLayout(this);
+  layout->addLayout(top);
+  layout->addWidget(outline_, 1);
+  layout->addLayout(bottom);
+
+  connect(backButton_, &QPushButton::clicked, this, &TreePage::backClicked);
+  connect(homeButton_, &QPushButton::clicked, this, &TreePage::homeClicked);
+  connect(saveScanButton_, &QPushButton::clicked, this, &TreePage::saveSessionClicked);
+  connect(fileTypesToggle_, &QPushButton::clicked, this, &TreePage::toggleTreeFileTypes);
+  connect(deletedToggle_, &QPushButton::clicked, this, &TreePage::toggleTreeDeleted);
+  connect(saveButton_, &QPushButton::clicked, this, &TreePage::saveData);
+
+  preparingSheet_ = makePreparingSheet(this);
+  savingSheet_ = new SavingSheet(this);
+}
+
+TreePage::~TreePage() {
+  bridge_->shutDown();
+  if (saveRun_) saveRun_->abortDataSaving();
+  joinWorker();
+  model_->setViewState(nullptr);
+  saveRun_.reset();
+  state_.reset();
+}
+
+void TreePage::joinWorker() {
+  if (worker_.joinable()) worker_.join();
+}
+
+void TreePage::showResult() {
+  const std::shared_ptr<nua::Volume> volume = controller_.selectedVolume;
+  if (!volume || volume->dirRoot == nullptr || !volume->arena) {
+    releaseResult();
+    return;
+  }
+  joinWorker();
+  if (state_ && state_->dirRoot() == volume->dirRoot) {
+    state_->showView(false, false);
+  } else {
+    model_->setViewState(nullptr);
+    saveRun_.reset();
+    state_ = std::make_unique<nua::TreeViewState>(volume->arena, volume->dirRoot);
+  }
+  setScanInfoOrSavingNotProcessing(true);
+  backButton_->setEnabled(true);
+  saveScanButton_->setEnabled(true);
+  treeSwitchDone();
+}
+
+void TreePage::releaseResult() {
+  if (saveRun_) saveRun_->abortDataSaving();
+  joinWorker();
+  model_->setViewState(nullptr);
+  saveRun_.reset();
+  state_.reset();
+  controller_.dirRootTemp = nullptr;
+  totalData_->setText(" ");
+  markedData_->setText(" ");
+  savedData_->setText(" ");
+  saveButton_->setEnabled(false);
+}
+
+void TreePage::setScanInfoOrSavingNotProcessing(bool value) { scanInfoOrSavingNotProcessing_ = value; }
+
+void TreePage::toggleTreeFileTypes() { runSheetForPreparingTree(nua::TreeToggle::kFileTypes); }
+
+void TreePage::toggleTreeDeleted() { runSheetForPreparingTree(nua::TreeToggle::kDeleted); }
+
+void TreePage::runSheetForPreparingTree(nua::TreeToggle pressed) {
+  if (!state_ || busy()) return;
+  fileTypesToggle_->setEnabled(false);
+  deletedToggle_->setEnabled(false);
+  controller_.dirRootTemp = nullptr;
+  model_->beginSwitch();
+  preparingSheet_->open();
+  // The switch walks and changes every record; the outline only sees the empty row meanwhile.
+  worker_ = std::thread([this, pressed] {
+    state_->prepareTree(pressed);
+    QMetaObject::invokeMethod(this, [this] { treeSwitchDone(); }, Qt::QueuedConnection);
+  });
+}
+
+void TreePage::treeSwitchDone() {
+  joinWorker();
+  preparingSheet_->hide();
+  fileTypesToggle_->setText(state_->buttonTreeFileTypesToggleTitle());
+  deletedToggle_->setText(state_->buttonTreeShowDeletedTitle());
+  controller_.fileTypesToggleTitle = state_->buttonTreeFileTypesToggleTitle();
+  controller_.showDeletedToggleTitle = state_->buttonTreeShowDeletedTitle();
+  controller_.dirRootTemp = state_->dirRootTemp();
+  model_->setViewState(state_.get());
+  fileTypesToggle_->setEnabled(true);
+  deletedToggle_->setEnabled(true);
+  showTreeModified();
+  emit treePrepared();
+}
+
+void TreePage::showTreeModified() {
+  if (!state_ || state_->dirRoot() == nullptr) return;
+  outline_->expand(model_->index(0, 0));
+  totalData_->setText(QString::fromStdString(state_->textFieldTotalData()));
+  countMarkedDataAndFiles();
+  savedData_->setText(" ");
+}
+
+void TreePage::countMarkedDataAndFiles() {
+  // The core keeps the marked totals as marks change; here they are only shown.
+  if (!state_) return;
+  markedData_->setText(QString::fromStdString(state_->textFieldMarkedData()));
+  saveButton_->setEnabled(state_->saveButtonEnabled() && scanInfoOrSavingNotProcessing_);
+}
+
+QString TreePage::textFieldTotalData() const { return totalData_->text(); }
+
+QString TreePage::textFieldMarkedData() const { return markedData_->text(); }
+
+QString TreePage::textFieldSavedData() const { return savedData_->text(); }
 
 }  // namespace nua::ui

@@ -1,14 +1,30 @@
 // The "Tree" screen: the outline of the recovered tree with its check boxes, the view toggles, the
-// totals, saving into a chosen folder, and the way back. It draws and forwards; the decisions are
+// totals, saving into a chosen folder, and the ways back. It draws and forwards; the decisions are
 // the core's (TreeViewState, CheckController, SaveRun).
 #pragma once
 
+#include <QString>
 #include <QWidget>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <thread>
 
 #include "app/kelvo_recovery_software_app_delegate.h"
 #include "base/ui_bridge.h"
+#include "view/save_run.h"
+#include "view/tree_view_state.h"
+
+class QLabel;
+class QPushButton;
+class QTreeView;
+class QDialog;
 
 namespace nua::ui {
+
+class MainThreadUiBridge;
+class RecordTreeModel;
+class SavingSheet;
 
 class TreePage : public QWidget {
   Q_OBJECT
@@ -17,17 +33,80 @@ class TreePage : public QWidget {
   TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiBridge& ui, QWidget* parent = nullptr);
   ~TreePage() override;
 
-  // The controller has shown "Tree": takes the selected volume's result and shows its data view.
+  // The controller has shown "Tree": takes the selected volume's result and shows its data view of
+  // all entries.
   void showResult();
+  // Lets go of the result (views back to the data tree, helpers freed). Must be called before the
+  // controller frees the tree.
+  void releaseResult();
+
+  // The folder chooser; tests put a function here that answers without a dialog (nullopt: cancelled).
+  std::function<std::optional<QString>()> chooseFolder;
+  // False while a saving run is busy: marks then answer "Process Running".
+  [[nodiscard]] bool scanInfoOrSavingNotProcessing() const { return scanInfoOrSavingNotProcessing_; }
+  void setScanInfoOrSavingNotProcessing(bool value);
+
+  [[nodiscard]] QTreeView* outlineViewData() const { return outline_; }
+  [[nodiscard]] RecordTreeModel* model() const { return model_; }
+  [[nodiscard]] nua::TreeViewState* viewState() const { return state_.get(); }
+  [[nodiscard]] QPushButton* buttonTreeFileTypesToggle() const { return fileTypesToggle_; }
+  [[nodiscard]] QPushButton* buttonTreeShowDeleted() const { return deletedToggle_; }
+  [[nodiscard]] QPushButton* saveButton() const { return saveButton_; }
+  [[nodiscard]] QPushButton* saveScanButton() const { return saveScanButton_; }
+  [[nodiscard]] QPushButton* buttonTreeBackToPartitions() const { return backButton_; }
+  [[nodiscard]] QString textFieldTotalData() const;
+  [[nodiscard]] QString textFieldMarkedData() const;
+  [[nodiscard]] QString textFieldSavedData() const;
+  [[nodiscard]] const nua::SaveReport& lastSaveReport() const { return lastSaveReport_; }
+  [[nodiscard]] bool busy() const { return worker_.joinable(); }
+
+ public slots:
+  // The two view buttons: the switch runs on a worker under a sheet.
+  void toggleTreeFileTypes();
+  void toggleTreeDeleted();
+  // The save button: the question, the folder chooser, the checks, then the run on a worker.
+  void saveData();
 
  signals:
   void backClicked();
   void homeClicked();
   void saveSessionClicked();
+  // A view switch has ended and the outline shows the new view.
+  void treePrepared();
+  // A saving run has ended (also when the native file system question was answered with Cancel).
+  void savingFinished();
 
  private:
+  void runSheetForPreparingTree(nua::TreeToggle pressed);
+  void treeSwitchDone();
+  void showTreeModified();
+  void countMarkedDataAndFiles();
+  void startSaving(const QString& path);
+  void savingDone(const nua::SaveReport& report);
+  void joinWorker();
+  [[nodiscard]] std::optional<QString> runFolderChooser();
+
   nua::Kelvo_Recovery_SoftwareAppDelegate& controller_;
-  nua::UiBridge& ui_;
+  std::unique_ptr<MainThreadUiBridge> bridge_;
+  std::unique_ptr<nua::TreeViewState> state_;
+  std::unique_ptr<nua::SaveRun> saveRun_;
+  nua::SaveReport lastSaveReport_;
+  std::thread worker_;
+  bool scanInfoOrSavingNotProcessing_ = true;
+
+  RecordTreeModel* model_ = nullptr;
+  QTreeView* outline_ = nullptr;
+  QPushButton* backButton_ = nullptr;
+  QPushButton* homeButton_ = nullptr;
+  QPushButton* fileTypesToggle_ = nullptr;
+  QPushButton* deletedToggle_ = nullptr;
+  QPushButton* saveScanButton_ = nullptr;
+  QPushButton* saveButton_ = nullptr;
+  QLabel* totalData_ = nullptr;
+  QLabel* markedData_ = nullptr;
+  QLabel* savedData_ = nullptr;
+  QDialog* preparingSheet_ = nullptr;
+  SavingSheet* savingSheet_ = nullptr;
 };
 
 }  // namespace nua::ui
