@@ -1,16 +1,45 @@
-// The FAT halves of `startMakingTree` and `scanForDeletedFiles`.
+// The FAT halves of `startMakingTree` and `scanForDeletedFiles`: the root record, then the file
+// system recovery that walks the directories into it.
 #include "app/scan_entries.h"
+#include "fat/fat_volume.h"
 #include "tree/new_dir_ops.h"
+#include "tree/tree_cleanup.h"
 
 namespace nua {
+namespace {
 
-void startMakingTreeFAT(Volume& volume) { volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get()); }
-
-void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& /*arguments*/) {
-  // Until the directory walk lands the result is the root alone.
+// The root record every FAT tree starts from; its blocks begin where the volume's data area does.
+void makeFatRoot(Volume& volume) {
   volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+  volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
+}
+
+}  // namespace
+
+void startMakingTreeFAT(Volume& volume) {
+  makeFatRoot(volume);
+  FatVolume fat(volume);
+  (void)fat.startFATFileSystemRecovery();
+}
+
+void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments) {
+  // After a crash resume the tree has come from the recovery file; no walk happens.
+  if (!volume.autoCrashRecovery) {
+    makeFatRoot(volume);
+    FatVolume fat(volume);
+    (void)fat.startFATFileSystemRecovery();
+  }
+  // Element 0 asks for the walk, which the FAT path runs regardless; element 1 for a signature search.
+  const bool signatureStage = scanArgumentNumber(arguments, 1).value_or(0) != 0;
+  if (signatureStage) {
+    // The signature search over the volume (element 2 the chosen signatures, element 3 free space
+    // only or the whole volume, resuming at the last but one after a crash) runs here once it is built.
+    volume.treeScanMode = 0;
+  }
+  volume.processDuplicateEntries();
+  if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   volume.sendProgress(
-      Dict{{"Progress Status", "Tree Completed ..."}, {"Stop Animation", true}, {"Tree Complete", true}}, false);
+      Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}, {"Stop Animation", true}}, false);
 }
 
 }  // namespace nua

@@ -112,6 +112,17 @@ class Volume : public DMedia {
   std::vector<std::uint32_t> leafNodePointerArray;
   std::vector<std::uint32_t> leafNodePointerTotalArray;
 
+  // FAT geometry from the boot sector, in sectors relative to the volume (kept in session files).
+  std::uint8_t u8SectorPerCluster = 0;
+  std::uint16_t u16ReservedSectorCount = 0;
+  std::uint16_t u16NumberOfFats = 0;
+  std::uint32_t u32FATSize = 0;
+  std::uint32_t u32RootDirectoryStart = 0;
+  std::uint32_t u32RootDirectorySectors = 0;
+  std::uint64_t u64SaveVolumeStart = 0;
+  std::uint16_t u16ProcessedDirEntryInRootDirectory = 0;
+  bool bFATOneIsHealthy = false;
+
   // Orphan passes.
   std::uint64_t orphEntryCount = 0, orphEntriesTotal = 0;
   std::uint64_t orphAdvScanEntryCount = 0, orphAdvScanEntriesTotal = 0;
