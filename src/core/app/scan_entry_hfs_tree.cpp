@@ -1,7 +1,9 @@
-// The HFS+ half of `startMakingTree`: the catalog walk, and what happens when the volume's key
-// structures can't be found.
+// The HFS+ half of `startMakingTree`: the catalog walk, the advanced scan's search of the whole volume,
+// and what happens when the volume's key structures can't be found.
 #include "app/scan_entries.h"
+#include "hfs/advanced_scan.h"
 #include "hfs/hfs_volume.h"
+#include "hfs/leaf_node_search.h"
 #include "hfs/normal_catalog_scan.h"
 #include "hfs/orphan_entries.h"
 
@@ -11,14 +13,17 @@ void startMakingTreeHFS(Volume& volume) {
   volume.advScanEntriesCanBePutIntoOrphanEntryArray = false;
   volume.aborting = false;
   HfsVolume hfs(volume);
+  const bool headerFound = hfs.initializeVIB();
   bool structuresFound = false;
-  if (hfs.initializeVIB()) {
+  if (headerFound) {
     volume.advScanEntriesCanBePutIntoOrphanEntryArray = true;
     structuresFound = hfs.checkCatalogAndExtentsFile();
     if (!structuresFound) hfs.getCatalogExtFromVIB();
   }
   ScanController* controller = Volume::appController();
+  const bool advanced = volume.treeScanMode == 1;
   if (structuresFound) {
+    findLeafNodesForCatalogWalk(hfs);
     if (volume.firstLeafNode != 0 && volume.catNodeSize != 0) {
       makeTree(hfs);
       if (volume.orphEntriesTotal != 0) {
@@ -26,10 +31,14 @@ void startMakingTreeHFS(Volume& volume) {
         if (controller != nullptr) controller->invalidateTimer();
       }
     }
+    if (advanced) (void)makeAdvTree(hfs);
     return;
   }
-  if (volume.treeScanMode == 1) {
-    volume.blockSize = 8;  // no header is there to give another
+  if (advanced) {
+    // Only a volume without a header gets the usual 4 KiB block: a header that was found tells the
+    // real size, and the entries' positions depend on it.
+    if (!headerFound) volume.blockSize = 8;
+    (void)makeAdvTree(hfs);
     return;
   }
   volume.aborting = true;

@@ -1,0 +1,41 @@
+// makeAdvTree: the catalog fragment search and the placing of what it found.
+#include "hfs/advanced_scan.h"
+
+#include "hfs/catalog_fragments.h"
+#include "hfs/orphan_entries.h"
+#include "tree/new_dir_ops.h"
+
+namespace nua {
+
+int makeAdvTree(HfsVolume& hfs) {
+  Volume& v = hfs.volume();
+  ScanController* controller = Volume::appController();
+  // The root exists exactly when the catalog walk ran.
+  const bool walkRan = v.dirRoot != nullptr;
+  if (!walkRan) {
+    NewDir* root = makeRootDir(*v.arena, v.btree.get());
+    root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
+    v.dirRoot = root;
+  }
+  // Whatever the walk left waiting has been handled by its own orphan pass.
+  v.btreeOrph = std::make_unique<BTreeTableClassOrph>();
+  searchCatFrags(hfs);
+  hfs.checkAllocationFile();
+  if (walkRan) {
+    // Fragments inside the live catalog file hold records the walk has already taken.
+    v.orphEntriesTotal = 0;
+  } else if (v.orphEntriesTotal != 0) {
+    // No walk took them: the catalog's intact leaves are all there is of the live tree.
+    processOrphanEntriesWithIncrement(v, true, false);
+    if (controller != nullptr) controller->invalidateTimer();
+  }
+  if (v.orphAdvScanEntriesTotal == 0) return 1;
+  processOrphanAdvScanEntriesWithIncrement(v, true, false);
+  if (controller != nullptr) controller->invalidateTimer();
+  processOrphanAdvScanEntriesRun2WithIncrement(v, true, false);
+  if (controller != nullptr) controller->invalidateTimer();
+  v.btreeOrphAdvScanEntries = std::make_unique<BTreeTableClassOrph>();
+  return 1;
+}
+
+}  // namespace nua
