@@ -111,10 +111,12 @@ bool HfsVolume::initializeVIB() {
 void HfsVolume::fillVIB() {
   const std::uint64_t sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
   if (sectorBytes == 0) return;
-  volume_.HPlusVolStart = 0;
-  (void)readHeaderAt(1024, false);
+  // A volume device starts at sector 0; a volume inside a disk or image starts at its startSector.
+  const std::uint64_t start = volume_.startSector;
+  volume_.HPlusVolStart = start;
+  (void)readHeaderAt(start * sectorBytes + 1024, false);
   if (mdb_.drSigWord == kSignatureBD && isHfsPlusSignature(mdb_.drEmbedSigWord))
-    volume_.HPlusVolStart = mdb_.drAlBlSt + mdb_.xdrStABN * (mdb_.drAlBlkSiz / sectorBytes);
+    volume_.HPlusVolStart = start + mdb_.drAlBlSt + mdb_.xdrStABN * (mdb_.drAlBlkSiz / sectorBytes);
   (void)readHeaderAt(volume_.HPlusVolStart * sectorBytes + 1024, true);
   volume_.blockSize = static_cast<std::int32_t>(vib_.blockSize / sectorBytes);
   volume_.totalBlocks = vib_.totalBlocks;
