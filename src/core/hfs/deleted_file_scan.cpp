@@ -1,0 +1,261 @@
+// The live walk of the deleted-file scan and the order of its journal stages.
+#include "hfs/deleted_file_scan.h"
+
+#include <chrono>
+
+#include "base/log.h"
+#include "hfs/bt_node_descriptor.h"
+#include "hfs/catalog_fragments.h"
+#include "hfs/detail/fragment_record.h"
+#include "hfs/hfs_catalog_file.h"
+#include "hfs/hfs_catalog_folder.h"
+#include "hfs/hfs_catalog_key.h"
+#include "hfs/hfs_extent_key.h"
+#include "hfs/journal_extent_search.h"
+#include "hfs/leaf_node_search.h"
+#include "hfs/orphan_entries.h"
+#include "tree/new_dir_arena.h"
+#include "tree/new_dir_ops.h"
+
+namespace nua {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class LiveFileWalk {
+ public:
+  explicit LiveFileWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()) {}
+  void run();
+
+ private:
+  void readRecord(std::size_t index);
+  void addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatalogFile_& f);
+  void reportProgress();
+
+  HfsVolume& hfs_;
+  Volume& v_;
+  std::vector<std::byte> node_;
+  std::uint16_t numRecords_ = 0;
+  bool doubting_ = false;
+  std::uint64_t recordsSeen_ = 0;
+  std::uint64_t recordsCounted_ = 0;
+  Clock::time_point start_ = Clock::now();
+};
+
+Dict zeroCounts() {
+  return Dict{{"Progress Status", "default"}, {"Folders", 0}, {"Files", 0}, {"Entries Found", 0}, {"Data", 0}};
+}
+
+void LiveFileWalk::run() {
+  const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
+  node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
+  v_.sendProgress(Dict{{"Progress Status", "default"},
+                       {"Progress Type", 1},
+                       {"BarMaxValue", static_cast<std::uint64_t>(v_.leafRecords)},
+                       {"TimeRemaining", ""}},
+                  true);
+  std::uint32_t nodeNumber = v_.firstLeafNode;
+  std::size_t pointerIndex = 0;
+  std::size_t totalIndex = 0;
+  while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
+    const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
+    std::optional<BTNodeDescriptor_> descriptor;
+    if (sector != 0) {
+      std::fill(node_.begin(), node_.end(), std::byte{0});
+      (void)v_.readSector(sector, v_.catNodeSize, node_);
+      if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
+    }
+    bool completed = false;
+    if (descriptor) {
+      ItemTypeUInt32* seen = v_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
+      if (seen != nullptr && seen->retrieveCount >= 2) break;  // the chain loops
+      if (seen == nullptr) {
+        v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
+        numRecords_ = descriptor->numRecords;
+        recordsSeen_ += numRecords_;
+        for (std::size_t i = 0; i < numRecords_ && !v_.stopTreeThread; ++i) readRecord(i);
+        completed = true;
+      }
+    }
+    // The next node: the sibling link while the chain is trusted, then the gathered lists.
+    nodeNumber = 0;
+    if (doubting_) {
+      if (totalIndex < v_.leafNodePointerTotalArray.size()) nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
+    } else if (descriptor && descriptor->fLink != 0) {
+      nodeNumber = descriptor->fLink;
+    } else if (completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
+      nodeNumber = 0;
+    } else if (pointerIndex < v_.leafNodePointerArray.size()) {
+      nodeNumber = v_.leafNodePointerArray[pointerIndex++];
+    } else if (totalIndex < v_.leafNodePointerTotalArray.size()) {
+      nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
+      doubting_ = true;
+    }
+  }
+  node_.clear();
+  node_.shrink_to_fit();
+  Dict done = zeroCounts();
+  done.set("BarDoubleValue", static_cast<std::uint64_t>(v_.leafRecords));
+  v_.sendProgress(done, true);
+}
+
+void LiveFileWalk::readRecord(std::size_t index) {
+  const ByteSpan node(node_);
+  const std::size_t nodeBytes = node.size();
+  const std::size_t sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
+  if (2 * (index + 1) > nodeBytes) return;
+  const std::size_t slot = nodeBytes - 2 * (index + 1);
+  if (slot < kBTNodeDescriptorSize) return;
+  const std::size_t offset = be16(node, slot);
+  const std::int64_t limit = static_cast<std::int64_t>(nodeBytes) - 1 - 2 - 2 * static_cast<std::int64_t>(numRecords_);
+  const auto within = [&](std::size_t end) { return static_cast<std::int64_t>(end) <= limit; };
+  if (offset < kBTNodeDescriptorSize || !fits(nodeBytes, offset, 8)) return;
+  const std::uint16_t keyLength = be16(node, offset);
+  if (doubting_) {
+    if (slot + sectorBytes < nodeBytes) return;
+    if (!within(offset + 2)) return;
+    if (keyLength >= 517 || keyLength < kCatalogKeyMinLength || !within(offset + 2 + keyLength)) return;
+    if (be32(node, offset + 2) == 0) return;
+  }
+  const std::uint16_t nameLength = be16(node, offset + 6);
+  if (nameLength == 0 || nameLength >= 256) return;
+  auto key = parseHFSPlusCatalogKey(node.subspan(offset, std::min(kCatalogKeyMaxSize, nodeBytes - offset)));
+  if (!key) return;
+  if (doubting_ && !within(offset + keyLength + 4)) return;
+  if (key->name == u".DS_Store") return;
+  ++recordsCounted_;
+  const std::size_t bodyOffset = offset + 2 + static_cast<std::size_t>(keyLength);
+  if (!fits(nodeBytes, bodyOffset, kCatalogFileSize)) return;
+  if (static_cast<std::int16_t>(be16(node, bodyOffset)) != kFileRecordType) return;  // only files are compared
+  if (doubting_ && !within(bodyOffset + kCatalogFileSize)) return;
+  auto file = parseHFSPlusCatalogFile(node.subspan(bodyOffset));
+  if (!file) return;
+  if (doubting_ && (file->accessDate == 0 || file->contentModDate == 0 || file->createDate == 0 ||
+                    file->fileID == 0 || file->recordType != kFileRecordType))
+    return;
+  addLiveFile(*key, *file);
+  reportProgress();
+}
+
+void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatalogFile_& f) {
+  const std::uint64_t blockBytes = hfs_.blockBytes();
+  const std::uint64_t volumeBytes = v_.sizeInSect * static_cast<std::uint64_t>(v_.u32BytesInSector);
+  const std::uint64_t forkSum = f.dataFork.logicalSize + f.resourceFork.logicalSize;
+  if (forkSum < f.dataFork.logicalSize || forkSum >= volumeBytes) return;
+  if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
+    return;
+  if (v_.btreeNormalScan->retrieveKeyField(f.fileID) != nullptr) return;  // the first record of an id stands
+  NewDirArena& arena = *v_.arena;
+  NewDir* dir = arena.newDir();
+  dir->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
+  dir->fileType = 2;
+  dir->parentID = key.parentID;
+  dir->fileID = f.fileID;
+  dir->createDate = f.createDate;
+  dir->modDate = f.contentModDate;
+  // Data and resource together: the journal's copy is compared by its data size alone.
+  dir->fileSize = forkSum;
+  dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
+  arena.setFileName(key.name, dir);
+  const std::uint32_t totalBlocks = f.dataFork.totalBlocks;
+  std::uint64_t blocks = 0;
+  bool ended = false;
+  for (const auto& d : f.dataFork.extents) {
+    if (d.startBlock == 0) {
+      ended = true;
+      break;
+    }
+    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
+    blocks += d.blockCount;
+  }
+  if (!ended && blocks < totalBlocks) {
+    auto more = hfs_.extentsForID(f.fileID, kDataFork, static_cast<std::uint32_t>(blocks), totalBlocks);
+    if (more)
+      for (const Extent& e : *more) {
+        addDataExtStartBlock(e.startBlock, e.blockCount, dir);
+        blocks += e.blockCount;
+      }
+  }
+  if ((ended || blocks < totalBlocks) && blocks != totalBlocks) {
+    arena.freeNDir(dir);
+    return;
+  }
+  dir->fileCount = 1;
+  v_.btreeNormalScan->insert(ItemType{f.fileID, dir});
+}
+
+void LiveFileWalk::reportProgress() {
+  if (recordsSeen_ == 0 || v_.timerFireMethodCanRun) return;
+  const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
+  const double total = 2.0 * static_cast<double>(v_.leafRecords);
+  const double remaining = (total - static_cast<double>(recordsSeen_)) * elapsed / static_cast<double>(recordsSeen_);
+  Dict update = zeroCounts();
+  update.set("TimeRemaining", getTimeFormStringForInterval(remaining));
+  update.set("BarDoubleValue", recordsCounted_);
+  v_.dataUpdate = std::move(update);
+  v_.timerFireMethodCanRun = true;
+}
+
+void invalidateTimer() {
+  if (ScanController* controller = Volume::appController()) controller->invalidateTimer();
+}
+
+}  // namespace
+
+int readFilesAndFoldersDeletedFileScan(HfsVolume& hfs) {
+  LiveFileWalk walk(hfs);
+  walk.run();
+  return 1;
+}
+
+int makeTreeDeletedFileScan(HfsVolume& hfs) {
+  if (ScanController* controller = Volume::appController()) controller->setUpTimer();
+  (void)readFilesAndFoldersDeletedFileScan(hfs);
+  invalidateTimer();
+  return 1;
+}
+
+void startMakingTreeDeletedFileScan(HfsVolume& hfs) {
+  Volume& v = hfs.volume();
+  v.aborting = false;
+  if (v.catNodeSize != 0) findLeafNodesForCatalogWalk(hfs);
+  if (v.firstLeafNode != 0 && v.catNodeSize != 0) (void)makeTreeDeletedFileScan(hfs);
+}
+
+void freeBtreeNormalScanNDIRs(Volume& v) {
+  if (!v.btreeNormalScan || v.btreeNormalScan->numItems() == 0) return;
+  // The live records hang nowhere, so each is freed on its own.
+  v.btreeNormalScan->forEachNodePreOrder([&](const NodeType& node) {
+    for (int i = 0; i < node.count(); ++i)
+      if (ItemType* item = node.key(i); item != nullptr && item->dir != nullptr) {
+        v.arena->freeNDir(item->dir);
+        item->dir = nullptr;
+      }
+  });
+}
+
+void searchJournalForDeletedEntries(HfsVolume& hfs) {
+  Volume& v = hfs.volume();
+  startMakingTreeDeletedFileScan(hfs);
+  v.orphEntriesTotal = 0;
+  hfs.getJournalSizeAndStart();
+  searchCatFragsForDeletedFiles(hfs);
+  logLine("Removing redundant entries..");
+  freeBtreeNormalScanNDIRs(v);
+  v.btreeNormalScan.reset();
+  v.btreeForUsedCatNodeSector.reset();
+  invalidateTimer();
+  if (v.orphEntriesTotal != 0) {
+    processOrphanEntriesWithIncrement(v, false, true);
+    invalidateTimer();
+  }
+  searchJournalForExtraExtents(hfs);
+  invalidateTimer();
+  v.sendProgress(Dict{{"Progress Status", "Rearranging extra extents ..."}, {"Progress Type", 0}, {"Start Animation", true}},
+                 true);
+  rearrangeExtsFound(hfs, v.dirRoot);
+  v.sendProgress(Dict{{"Progress Status", "Rearranging extra extents ..."}, {"Stop Animation", true}}, true);
+  v.treeScanMode = 1;
+}
+
+}  // namespace nua

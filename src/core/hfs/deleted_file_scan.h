@@ -1,0 +1,24 @@
+// The deleted-file scan of a journaled HFS+ volume: the live catalog read into btreeNormalScan, then
+// the journal's old catalog nodes searched for files and folders that the live catalog no longer holds.
+#pragma once
+
+#include "hfs/hfs_volume.h"
+
+namespace nua {
+
+// Finds the leaf nodes as the normal scan does, then walks the live catalog (when it has a first leaf
+// and a node size). Needs checkCatalogAndExtentsFile to have run.
+void startMakingTreeDeletedFileScan(HfsVolume& hfs);
+// readFilesAndFoldersDeletedFileScan between the controller's timer calls. Returns 1.
+int makeTreeDeletedFileScan(HfsVolume& hfs);
+// The live walk: every file record of the catalog, by its id, into btreeNormalScan, out of the tree.
+// Same node walk, loop guard and record checks as the normal scan; folders and threads are passed over.
+int readFilesAndFoldersDeletedFileScan(HfsVolume& hfs);
+// Frees the live records of btreeNormalScan; nothing when the table is absent or empty.
+void freeBtreeNormalScanNDIRs(Volume& volume);
+
+// The journal stages after the volume header and catalog checks: live walk, journal search, release of
+// the live records, orphan pass, extent search and their placement. Leaves treeScanMode 1.
+void searchJournalForDeletedEntries(HfsVolume& hfs);
+
+}  // namespace nua

@@ -1,0 +1,171 @@
+// The deleted-file scan of journaled kit volumes, from the scan entry to the saved files, compared with
+// the manifest: every deleted entry under its folder, no live file, and the saved bytes by SHA-256.
+#include "hfs/deleted_file_scan.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <set>
+
+#include "app/scan_entries.h"
+#include "hfs/journal_extent_search.h"
+#include "hfs_test_support.h"
+#include "tree/new_dir_ops.h"
+#include "view/recover_to_folder.h"
+
+namespace nua {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::entriesByPath;
+using testing::KitImage;
+using testing::makeKitImage;
+
+std::unique_ptr<Volume> scanDeleted(const std::string& path, std::uint64_t startSector, std::uint64_t sectors,
+                                    const ScanArguments& arguments = {std::int64_t{1}, std::int64_t{0}}) {
+  auto volume = Volume::initWithDictionary(Dict{{"WhetherVolume", true},
+                                                {"Path", path},
+                                                {"Preferred Block Size", 512},
+                                                {"Size", sectors * 512},
+                                                {"Volume Start", startSector},
+                                                {"Content", "Apple_HFS"},
+                                                {"journaled", "Yes"}},
+                                           MediaContext{});
+  volume->resetSigArraysAndBtreesAndOthers();
+  scanForDeletedFilesHFS(*volume, arguments);
+  return volume;
+}
+
+bool overlaps(const imagekit::ManifestEntry& a, const imagekit::ManifestEntry& b) {
+  for (const auto& [s1, n1] : a.extents)
+    for (const auto& [s2, n2] : b.extents)
+      if (s1 < s2 + n2 && s2 < s1 + n1) return true;
+  return false;
+}
+
+std::string fileSha256(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  const std::string bytes((std::istreambuf_iterator<char>(in)), {});
+  return imagekit::sha256Hex(std::as_bytes(std::span(bytes.data(), bytes.size())));
+}
+
+// The tree holds every deleted entry under its own folder (or Lost Files, when its folder left no
+// record) and no live file; saving everything gives each deleted file's bytes where no live file has
+// taken its blocks since.
+void expectDeletedEntriesRecovered(const imagekit::ManifestVolume& manifest, Volume& v) {
+  ASSERT_NE(v.dirRoot, nullptr);
+  const auto tree = entriesByPath(v.dirRoot);
+  std::set<std::uint64_t> liveFileIDs;
+  std::map<std::uint64_t, std::string> pathOfID;
+  for (const auto& e : manifest.entries) {
+    pathOfID[e.id] = e.path;
+    if (!e.deleted && !e.folder) liveFileIDs.insert(e.id);
+  }
+  std::size_t deletedFiles = 0;
+  for (const auto& e : manifest.entries) {
+    if (!e.deleted) continue;
+    auto found = tree.find(e.path);
+    if (found == tree.end()) found = tree.find("Lost Files/" + e.name);
+    ASSERT_NE(found, tree.end()) << e.path;
+    EXPECT_EQ(found->second->deleted, 1) << e.path;
+    EXPECT_EQ(found->second->fileID, e.id) << e.path;
+    if (e.folder) continue;
+    ++deletedFiles;
+    EXPECT_EQ(found->second->fileSize, e.size) << e.path;
+    EXPECT_EQ(found->second->createDate, e.createDate) << e.path;
+    EXPECT_EQ(found->second->complete, 1) << e.path;
+  }
+  EXPECT_GT(deletedFiles, 0u);
+  for (const auto& [path, dir] : tree)
+    EXPECT_FALSE(dir->fileType == 2 && liveFileIDs.count(dir->fileID) != 0) << "live file shown: " << path;
+
+  const fs::path out = testing::imageFolder() / ("saved-" + std::to_string(reinterpret_cast<std::uintptr_t>(&v)));
+  SilentUiBridge ui;
+  const RecoverResult result = recoverToFolder(v, {out.string(), {"all"}, false, false}, ui, nullptr);
+  ASSERT_TRUE(result.saved) << result.message;
+  for (const auto& e : manifest.entries) {
+    if (!e.deleted || e.folder) continue;
+    bool reused = false;
+    for (const auto& other : manifest.entries)
+      if (!other.deleted && !other.folder && overlaps(e, other)) reused = true;
+    if (reused) continue;
+    fs::path saved = out / "Root" / e.path;
+    if (!fs::exists(saved)) saved = out / "Root" / "Lost Files" / e.name;
+    ASSERT_TRUE(fs::exists(saved)) << e.path;
+    EXPECT_EQ(fileSha256(saved), e.sha256) << e.path;
+  }
+  fs::remove_all(out);
+}
+
+TEST(DeletedFileScan, JournalCopiesGiveEveryDeletedEntryAndItsBytes) {
+  for (const char* perLeaf : {"4", "2"}) {
+    const KitImage image = makeKitImage("hfs-journal-deleted", {{"records-per-leaf", perLeaf}});
+    ASSERT_TRUE(image.error.empty()) << image.error;
+    auto v = scanDeleted(image.path, 0, image.manifest.imageBytes / 512);
+    EXPECT_EQ(v->treeScanMode, 1);
+    expectDeletedEntriesRecovered(image.manifest.volumes.at(0), *v);
+  }
+}
+
+TEST(DeletedFileScan, FragmentedDeletedFileTakesItsExtentsFromTheJournal) {
+  const KitImage image = makeKitImage("hfs-journal-extents");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  auto v = scanDeleted(image.path, 0, image.manifest.imageBytes / 512);
+  expectDeletedEntriesRecovered(image.manifest.volumes.at(0), *v);
+  const auto tree = entriesByPath(v->dirRoot);
+  ASSERT_TRUE(tree.count("Data/split.bin"));
+  EXPECT_GT(tree.at("Data/split.bin")->dataExt.size(), 8u);
+}
+
+// The demo disk's HFS+ volume sits at sector 2048 of a GPT disk: the scan reads it there.
+TEST(DeletedFileScan, DemoDiskVolumeInsideItsPartition) {
+  const KitImage image = makeKitImage("demo");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  const imagekit::ManifestVolume& hfs = image.manifest.volumes.at(0);
+  ASSERT_EQ(hfs.name, "Family Photos");
+  auto v = scanDeleted(image.path, hfs.startSector, hfs.sectorCount);
+  expectDeletedEntriesRecovered(hfs, *v);
+}
+
+TEST(DeletedFileScan, WithoutTheJournalStageOnlyTheRootRemains) {
+  const KitImage image = makeKitImage("hfs-journal-deleted");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  auto v = scanDeleted(image.path, 0, image.manifest.imageBytes / 512, {std::int64_t{0}, std::int64_t{0}});
+  ASSERT_NE(v->dirRoot, nullptr);
+  EXPECT_TRUE(v->dirRoot->childList.empty());
+  EXPECT_EQ(v->btree, nullptr);  // the clean-up ran
+}
+
+// A journal said to be larger than the volume is read only up to the volume's end.
+TEST(DeletedFileScan, JournalPastTheVolumeEndIsCut) {
+  const KitImage image = makeKitImage("hfs-journal-deleted");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  auto v = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0},
+                                           {"Path", image.path},
+                                           {"Volume Start", 0},
+                                           {"Volume Size In Sectors", image.manifest.imageBytes / 512},
+                                           {"Content", "Apple_HFS"}},
+                                      MediaContext{});
+  v->resetSigArraysAndBtreesAndOthers();
+  v->dirRoot = makeRootDir(*v->arena, v->btree.get());
+  HfsVolume hfs(*v);
+  hfs.fillVIB();
+  ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
+  hfs.getJournalSizeAndStart();
+  v->journalSize = ~std::uint64_t{0};
+  testing::RecordingController controller;
+  Volume::setAppController(&controller);
+  searchJournalForExtraExtents(hfs);
+  Volume::setAppController(nullptr);
+  bool sawMax = false;
+  for (const Dict& d : controller.updates)
+    if (d.has("BarMaxValue")) {
+      sawMax = true;
+      EXPECT_LE(d.uint64("BarMaxValue"), image.manifest.imageBytes / 512);
+    }
+  EXPECT_TRUE(sawMax);
+}
+
+}  // namespace
+}  // namespace nua
