@@ -119,6 +119,44 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   // `resume` stands for the string-typed sender of a crashed-scan resume.
   void rawSliderNextClicked(bool resume = false);
 
+  // ---- Ways back, home, Next gating on "Signatures", quitting and the window's size rules. ----
+  void backToMainScreenFromFileRecoveryTab();
+  void backToMainScreenFromPhotoRecoveryTab();
+  void backToMainScreenFromPartitionRecoveryTab();
+  void backButtonInDrivesListTabClicked();
+  void ptListBackClicked();
+  void ptScanListBackClicked();
+  void treeScanModeBackClicked();
+  void sigSelBackToVolumesClicked();
+  void rawSliderBackToSigSelClicked();
+  // The home button of any screen; the one on "Tree" warns first and may be cancelled.
+  void gotoHome();
+  void treeBackButtonClicked();
+  // The user toggled the mark of a category or file type in the outline of "Signatures".
+  void setSigMark(SigNode& node, bool on);
+  // The File menu's Quit: refused while a scan or a session or save job runs.
+  void terminateApplication();
+  // Closing the main window takes the same decisions; true lets it close (closing is quitting).
+  [[nodiscard]] bool windowShouldClose();
+  // 0 stay, 1 quit, 2 quit once the session being saved is written.
+  [[nodiscard]] int promptForScanInfoSaving();
+  // Closes a visible preview and ends the program at once.
+  void terminateApp();
+  struct WindowSize {
+    int width = 0;
+    int height = 0;
+  };
+  // The size the window had when it was first shown; the front end sets it.
+  WindowSize initialWindowSize;
+  [[nodiscard]] WindowSize windowWillResize(WindowSize proposed) const;
+  [[nodiscard]] bool windowShouldZoom() const;
+  // Starts a session write for the quit question's "Yes"; the front end plugs in the session code.
+  std::function<void()> saveScanInfoForQuit;
+  // Whether the shown result is kept in a session file; read by the quit question.
+  std::function<bool()> scanInfoSavedForQuit;
+  // Cleared while a session is written or read, or files are saved: quitting and marks wait for it.
+  std::atomic<bool> scanInfoOrSavingNotProcessing{true};
+
   // Wizard state, named as everywhere in the program.
   std::int32_t scanMode = -1;
   std::int32_t treeScanMode = -1;
@@ -196,6 +234,10 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   std::string completionNote_;
   std::thread freeTreeThread_;
   std::atomic<bool> freeTreeDone_{true};
+  // The quit question's wait for a session write: polls until the result is saved, then quits.
+  void watchSaveScanInfo();
+  RepeatingTimer watchSaveScanInfoTimer_;
+  bool quitRequested_ = false;
 };
 
 // The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.

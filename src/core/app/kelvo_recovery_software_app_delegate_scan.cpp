@@ -61,12 +61,14 @@ void markAll(const std::vector<std::shared_ptr<SigNode>>& roots, std::uint8_t va
 void Kelvo_Recovery_SoftwareAppDelegate::deselectAllSig() {
   markAll(sigRootArray, 0);
   sigSelArray.clear();
+  view_.setEnabled(WizardControl::kSignaturesNext, false);
   view_.reloadTable(WizardTable::kSignatures);
 }
 
 void Kelvo_Recovery_SoftwareAppDelegate::selectAllSig() {
   markAll(sigRootArray, 1);
   gatherSigSelArray();
+  view_.setEnabled(WizardControl::kSignaturesNext, !sigSelArray.empty());
   view_.reloadTable(WizardTable::kSignatures);
 }
 

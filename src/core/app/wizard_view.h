@@ -48,6 +48,11 @@ class WizardView {
   virtual void reloadTable(WizardTable table) = 0;
   virtual void deselect(WizardTable table) = 0;
   virtual void setLoadingSheetVisible(bool visible) = 0;
+  // The identifier of the screen now shown: quitting and the window's size rules depend on it. A view
+  // that draws nothing has no screen.
+  [[nodiscard]] virtual std::string selectedTabIdentifier() const { return {}; }
+  // Leaving "Tree": the window takes its initial frame again, centred.
+  virtual void restoreInitialWindowFrame() {}
 };
 
 // A view that ignores everything: for headless runs that only record the decision.
