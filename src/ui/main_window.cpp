@@ -1,105 +1,344 @@
 #include "main_window.h"
 
-#include "app/drive_discovery.h"
-#include "app/signature_source.h"
+#include <unistd.h>
 
+#include <QAbstractButton>
 #include <QApplication>
-#include <QLabel>
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QMenuBar>
 #include <QMessageBox>
-#include <QPushButton>
+#include <QProcess>
+#include <QScreen>
 #include <QStackedWidget>
-#include <QVBoxLayout>
+#include <QStandardPaths>
+#include <QStatusBar>
+#include <QTimer>
+#include <cerrno>
+
+#include "app/drive_discovery.h"
+#include "app/scan_run.h"
+#include "app/signature_source.h"
+#include "drive_list_pages.h"
+#include "page_kit.h"
+#include "progress_page.h"
+#include "signatures_page.h"
+#include "simple_pages.h"
+#ifdef NUA_HAVE_TREE_PAGE
+#include "tree/tree_page.h"
+#endif
 
 namespace nua::ui {
 
 namespace {
-const char* const kScreens[] = {"Recover Files", "Recover Photos", "Recover Partitions", "Drives List",
-                                "PT list",       "PT scan prog",   "PT scan list",       "Tree scan mode",
-                                "Signatures",    "Raw slider",     "Progress",           "Tree"};
+
+constexpr QSize kInitialSize(900, 620);
+
+// The lists from discovery, with the images the user added so far.
+MediaSources mediaSources(std::shared_ptr<QStringList> images) {
+  MediaSources sources;
+  sources.initialDriveList = [images] {
+    DiscoveryOptions options;
+    for (const QString& image : *images) options.images.push_back(image.toStdString());
+    return discoverDrives(options);
+  };
+  sources.partitionsOfDrive = [](DMedia& drive) { return partitionsOfDrive(drive); };
+  return sources;
+}
+
+#ifndef NUA_HAVE_TREE_PAGE
+// Until the tree screen's library is built in: the way back and home.
+QWidget* placeholderTreeScreen(Kelvo_Recovery_SoftwareAppDelegate& controller) {
+  auto* page = new QWidget;
+  auto* layout = new QVBoxLayout(page);
+  page->setObjectName("Tree");
+  layout->addWidget(new QLabel(QObject::tr("The recovered tree is shown here.")), 1, Qt::AlignCenter);
+  auto* back = new QPushButton(QObject::tr("Back"));
+  auto* home = new QPushButton(QObject::tr("Home"));
+  QObject::connect(back, &QPushButton::clicked, page, [&controller] { controller.treeBackButtonClicked(); });
+  QObject::connect(home, &QPushButton::clicked, page, [&controller] { controller.gotoHome(); });
+  auto* row = new QHBoxLayout;
+  row->addWidget(back);
+  row->addWidget(home);
+  row->addStretch();
+  layout->addLayout(row);
+  return page;
+}
+#endif
+
 }  // namespace
 
-MainWindow::MainWindow() {
+MainWindow::MainWindow(const QStringList& images)
+    : bridge_(std::make_unique<QtUiBridge>(this)), images_(std::make_shared<QStringList>()) {
+  for (const QString& image : images) images_->append(QFileInfo(image).absoluteFilePath());
   setWindowTitle(tr("Nua Recovery Software"));
+  setWindowIcon(themeIcon("drive-harddisk", QStyle::SP_DriveHDIcon));
+  launcher_ = std::make_unique<ThreadScanLauncher>(*bridge_, nullptr);
+  launcher_->setEntry(ScanEntry::kStartMakingTree, startMakingTree);
+  launcher_->setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
+  MediaSources sources = mediaSources(images_);
+  sources.loadSigData = signatureCatalogSource(*bridge_);
+  controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(*this, *bridge_, *launcher_, std::move(sources));
+  controller_->mainThread().adoptCurrentThread();
+
   stack_ = new QStackedWidget(this);
   setCentralWidget(stack_);
-  QWidget* main = makeMainScreen();
-  pages_.insert("Main Screen", main);
-  stack_->addWidget(main);
-  for (const char* id : kScreens) {
-    QWidget* page = makePlaceholder(id);
-    pages_.insert(id, page);
-    stack_->addWidget(page);
+  Kelvo_Recovery_SoftwareAppDelegate& c = *controller_;
+  progress_ = new ProgressPage(c, widgets_);
+  QWidget* tree = nullptr;
+#ifdef NUA_HAVE_TREE_PAGE
+  tree_ = new TreePage(c, *bridge_);
+  tree_->setObjectName("Tree");
+  connect(tree_, &TreePage::backClicked, this, [this] { controller_->treeBackButtonClicked(); });
+  connect(tree_, &TreePage::homeClicked, this, [this] { controller_->gotoHome(); });
+  tree = tree_;
+#else
+  tree = placeholderTreeScreen(c);
+#endif
+  DrivesListActions drivesActions{[this] { chooseDiskImage(); }, [this](const Dict& row) { return mayOpen(row); }};
+  QWidget* screens[] = {makeMainScreen(c),
+                        makeModeScreen(c, "Recover Files"),
+                        makeModeScreen(c, "Recover Photos"),
+                        makeModeScreen(c, "Recover Partitions"),
+                        makeDrivesListScreen(c, widgets_, drivesActions),
+                        makePTListScreen(c, widgets_),
+                        makePTScanProgScreen(c),
+                        makePTScanListScreen(c, widgets_),
+                        makeTreeScanModeScreen(c),
+                        new SignaturesPage(c, widgets_),
+                        makeRawSliderScreen(c, widgets_),
+                        progress_,
+                        tree};
+  for (QWidget* screen : screens) {
+    pages_.insert(screen->objectName(), screen);
+    stack_->addWidget(screen);
   }
-  MediaSources sources = discoveryMediaSources({});
-  sources.loadSigData = signatureCatalogSource(*this);
-  controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(*this, *this, *this, std::move(sources));
-  resize(820, 560);
+  controller_->progressChanged = [this] { progress_->refresh(); };
+
+  // The scan threads reach the screen only through the controller's queue, served here.
+  mainThreadPump_ = new QTimer(this);
+  mainThreadPump_->setInterval(25);
+  connect(mainThreadPump_, &QTimer::timeout, this, [this] { controller_->mainThread().runPending(); });
+  mainThreadPump_->start();
+
+  loadingSheet_ = new QLabel(tr("Loading Drives. Please wait ..."), this);
+  loadingSheet_->setAlignment(Qt::AlignCenter);
+  loadingSheet_->setAutoFillBackground(true);
+  loadingSheet_->setFrameStyle(QFrame::Panel | QFrame::Raised);
+  loadingSheet_->hide();
+
+  buildMenus();
+  resize(kInitialSize);
+  statusBar()->setSizeGripEnabled(false);
 }
 
-MainWindow::~MainWindow() = default;
+MainWindow::~MainWindow() {
+  mainThreadPump_->stop();
+  finishScanBeforeExit();
+}
 
-QWidget* MainWindow::makeMainScreen() {
-  auto* page = new QWidget;
-  page->setObjectName("Main Screen");
-  auto* layout = new QVBoxLayout(page);
-  auto* title = new QLabel(tr("What would you like to recover?"));
-  title->setAlignment(Qt::AlignCenter);
-  QFont font = title->font();
-  font.setPointSizeF(font.pointSizeF() * 1.4);
-  title->setFont(font);
-  layout->addStretch();
-  layout->addWidget(title);
-  struct Goal {
-    QString text;
-    void (Kelvo_Recovery_SoftwareAppDelegate::*action)();
-  };
-  const Goal goals[] = {{tr("Recover Files"), &Kelvo_Recovery_SoftwareAppDelegate::recoverFiles},
-                        {tr("Recover Photos and Media"), &Kelvo_Recovery_SoftwareAppDelegate::recoverPhotos},
-                        {tr("Recover Partitions and Drives"),
-                         &Kelvo_Recovery_SoftwareAppDelegate::recoverPartitionAndDrives}};
-  for (const Goal& goal : goals) {
-    auto* button = new QPushButton(goal.text);
-    button->setMinimumSize(360, 48);
-    connect(button, &QPushButton::clicked, this, [this, action = goal.action] { (controller_.get()->*action)(); });
-    layout->addWidget(button, 0, Qt::AlignHCenter);
+void MainWindow::finishScanBeforeExit() {
+  if (!controller_->scanIsRunning) return;
+  // A scan still runs only when the program ends from outside; stop it and serve its last messages.
+  if (controller_->selectedVolume) controller_->selectedVolume->setStopTreeThread(true);
+  bridge_->answerAutomatically(0);
+  for (int i = 0; i < 600 && controller_->scanIsRunning; ++i) {
+    QCoreApplication::processEvents();
+    controller_->mainThread().runFor(std::chrono::milliseconds(50));
   }
-  layout->addStretch();
-  return page;
+  launcher_->join();
 }
 
-QWidget* MainWindow::makePlaceholder(const QString& identifier) {
-  auto* page = new QWidget;
-  page->setObjectName(identifier);
-  auto* layout = new QVBoxLayout(page);
-  auto* label = new QLabel(identifier);
-  label->setAlignment(Qt::AlignCenter);
-  layout->addWidget(label);
-  auto* home = new QPushButton(tr("Home"));
-  connect(home, &QPushButton::clicked, this, [this] { showTab("Main Screen"); });
-  layout->addWidget(home);
-  return page;
+void MainWindow::buildMenus() {
+  QMenu* file = menuBar()->addMenu(tr("&File"));
+  QAction* addImage = file->addAction(themeIcon("list-add", QStyle::SP_CustomBase), tr("Add Disk Image…"));
+  addImage->setShortcut(QKeySequence(tr("Ctrl+I")));
+  connect(addImage, &QAction::triggered, this, &MainWindow::chooseDiskImage);
+  QAction* open = file->addAction(themeIcon("document-open", QStyle::SP_CustomBase), tr("Open Recovery Session…"));
+  QAction* save = file->addAction(themeIcon("document-save", QStyle::SP_CustomBase), tr("Save Recovery Session"));
+  for (QAction* session : {open, save}) {
+    session->setObjectName(session == open ? "openSession" : "saveSession");
+    session->setEnabled(false);
+    session->setToolTip(tr("Recovery sessions are not available in this version."));
+  }
+  file->addSeparator();
+  QAction* root = file->addAction(themeIcon("security-high", QStyle::SP_CustomBase),
+                                  tr("Restart with Administrator Rights"));
+  root->setObjectName("restartAsRoot");
+  root->setEnabled(::geteuid() != 0);
+  connect(root, &QAction::triggered, this, &MainWindow::restartWithAdministratorRights);
+  file->addSeparator();
+  QAction* quit = file->addAction(themeIcon("application-exit", QStyle::SP_CustomBase), tr("Quit"));
+  quit->setShortcut(QKeySequence::Quit);
+  connect(quit, &QAction::triggered, this, [this] { controller_->terminateApplication(); });
+
+  QMenu* help = menuBar()->addMenu(tr("&Help"));
+  connect(help->addAction(tr("About Nua Recovery Software")), &QAction::triggered, this, [this] {
+    QMessageBox::about(this, tr("About Nua Recovery Software"),
+                       tr("Nua Recovery Software %1\nFinds deleted and lost files on HFS+ and FAT volumes and disks. "
+                          "Sources are opened read-only.")
+                           .arg(QCoreApplication::applicationVersion()));
+  });
 }
+
+// ---- WizardView ----
 
 void MainWindow::showTab(const std::string& identifier) {
-  auto it = pages_.find(QString::fromStdString(identifier));
-  if (it != pages_.end()) stack_->setCurrentWidget(it.value());
+  QWidget* screen = pages_.value(QString::fromStdString(identifier));
+  if (screen == nullptr) return;
+  stack_->setCurrentWidget(screen);
+  const bool tree = identifier == "Tree";
+  setMouseTracking(tree);
+  if (progress_->abortSheet() && tree) progress_->abortSheet()->done(QMessageBox::Cancel);
+#ifdef NUA_HAVE_TREE_PAGE
+  if (tree) tree_->showResult();
+#endif
+  applySizeRules();
 }
+
+std::string MainWindow::selectedTabIdentifier() const { return currentTab().toStdString(); }
 
 QString MainWindow::currentTab() const { return stack_->currentWidget()->objectName(); }
 
-int MainWindow::runAlertPanel(const Alert& alert) {
-  QMessageBox box(this);
-  box.setWindowTitle(QString::fromStdString(alert.title));
-  box.setText(QString::fromStdString(alert.text));
-  std::vector<QAbstractButton*> buttons;
-  for (const std::string& caption : alert.buttons)
-    buttons.push_back(box.addButton(QString::fromStdString(caption), QMessageBox::AcceptRole));
-  box.exec();
-  for (std::size_t i = 0; i < buttons.size(); ++i)
-    if (box.clickedButton() == buttons[i]) return static_cast<int>(i);
-  return 0;
+void MainWindow::setEnabled(WizardControl control, bool enabled) {
+  // The lost-volume search is not offered: its box stays disabled whatever the wizard asks.
+  if (control == WizardControl::kScanForVolumesBox) return;
+  if (QWidget* widget = widgets_.controls.value(control)) widget->setEnabled(enabled);
 }
 
-void MainWindow::terminateApp() { QApplication::quit(); }
+void MainWindow::setHidden(WizardControl control, bool hidden) {
+  if (QWidget* widget = widgets_.controls.value(control)) widget->setHidden(hidden);
+}
+
+void MainWindow::setChecked(WizardControl control, bool checked) {
+  if (auto* button = qobject_cast<QAbstractButton*>(widgets_.controls.value(control))) {
+    const QSignalBlocker quiet(button);
+    button->setChecked(checked);
+  }
+}
+
+void MainWindow::setText(WizardField field, const std::string& text) {
+  if (auto set = widgets_.fields.value(field)) set(QString::fromStdString(text));
+}
+
+void MainWindow::setSliders(float start, float end) {
+  if (widgets_.sliders) widgets_.sliders(start, end);
+}
+
+void MainWindow::reloadTable(WizardTable table) {
+  if (auto reload = widgets_.reload.value(table)) reload();
+}
+
+void MainWindow::deselect(WizardTable table) {
+  if (auto clear = widgets_.deselect.value(table)) clear();
+}
+
+void MainWindow::setLoadingSheetVisible(bool visible) {
+  if (!visible) {
+    loadingSheet_->hide();
+    return;
+  }
+  loadingSheet_->setGeometry(width() / 2 - 170, height() / 2 - 40, 340, 80);
+  loadingSheet_->raise();
+  loadingSheet_->show();
+  loadingSheet_->repaint();  // the list is built on this thread; show the sheet before it starts
+}
+
+void MainWindow::restoreInitialWindowFrame() {
+  resize(kInitialSize);
+  if (const QScreen* screen = this->screen()) move(screen->availableGeometry().center() - rect().center());
+}
+
+// ---- The window ----
+
+void MainWindow::showEvent(QShowEvent* event) {
+  QMainWindow::showEvent(event);
+  if (initialSizeTaken_) return;
+  initialSizeTaken_ = true;
+  controller_->initialWindowSize = {kInitialSize.width(), kInitialSize.height()};
+  applySizeRules();
+}
+
+void MainWindow::applySizeRules() {
+  if (!initialSizeTaken_) return;
+  const auto smallest = controller_->windowWillResize({0, 0});
+  const auto largest = controller_->windowWillResize({QWIDGETSIZE_MAX, QWIDGETSIZE_MAX});
+  setMinimumSize(smallest.width, smallest.height);
+  setMaximumSize(largest.width, largest.height);
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+  if (!controller_->windowShouldClose()) {
+    event->ignore();
+    return;
+  }
+  event->accept();
+  // Closing the main window is quitting.
+  controller_->terminateApp();
+}
+
+// ---- Disk images and rights ----
+
+void MainWindow::chooseDiskImage() {
+  const QString path = QFileDialog::getOpenFileName(this, tr("Add Disk Image"), QDir::homePath(),
+                                                    tr("Disk images (*.img *.dmg *.iso *.bin *.raw *.dd);;All files (*)"));
+  if (!path.isEmpty()) addDiskImage(path);
+}
+
+void MainWindow::addDiskImage(const QString& path) {
+  const QString absolute = QFileInfo(path).absoluteFilePath();
+  if (!images_->contains(absolute)) images_->append(absolute);
+  // The list on screen is built again at once; elsewhere the image joins the next list built.
+  if (currentTab() == "Drives List") controller_->refreshDrivesList();
+}
+
+bool MainWindow::mayOpen(const Dict& row) {
+  const std::string path = row.string("Path");
+  if (path.empty() || ::access(path.c_str(), R_OK) == 0 || errno != EACCES) return true;
+  bridge_->runAlertPanel(
+      {"! Permission needed",
+       "This account may not read " + path +
+           ". Disks and partitions can only be read with administrator rights: choose \"Restart with Administrator "
+           "Rights\" in the File menu. Disk images need no such rights.",
+       {"OK"}});
+  return false;
+}
+
+void MainWindow::restartWithAdministratorRights() {
+  const QString pkexec = QStandardPaths::findExecutable("pkexec");
+  if (pkexec.isEmpty()) {
+    bridge_->runAlertPanel({"! Can not restart", "pkexec (from polkit) is not installed on this system.", {"OK"}});
+    return;
+  }
+  // Restarting is quitting: the same refusals and the same question about the session.
+  if (!controller_->windowShouldClose()) return;
+  // pkexec clears the environment; the session's display settings travel as options.
+  QStringList arguments{QCoreApplication::applicationFilePath()};
+  for (const char* key : {"DISPLAY", "XAUTHORITY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})
+    if (const QByteArray value = qgetenv(key); !value.isEmpty())
+      arguments << "--session-env" << QString("%1=%2").arg(key, QString::fromLocal8Bit(value));
+  arguments << *images_;
+  // This process waits, hidden, for the one with rights: a refused or dismissed password brings it back.
+  auto* process = new QProcess(this);
+  connect(process, &QProcess::finished, this, [this, process](int code, QProcess::ExitStatus) {
+    process->deleteLater();
+    if (code != 126 && code != 127) {
+      QApplication::quit();
+      return;
+    }
+    show();
+    bridge_->runAlertPanel({"Information", "The program goes on without administrator rights.", {"OK"}});
+  });
+  connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError error) {
+    if (error != QProcess::FailedToStart) return;
+    process->deleteLater();
+    show();
+    bridge_->runAlertPanel({"! Can not restart", "pkexec could not be started.", {"OK"}});
+  });
+  process->start(pkexec, arguments);
+  hide();
+}
 
 }  // namespace nua::ui

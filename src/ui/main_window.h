@@ -1,51 +1,85 @@
-// The desktop program's one window: a stack of screens addressed by tab identifier, driven by the
-// controller. This first form offers the start screen; later screens are placeholders.
+// The desktop program's one window: every screen of the wizard in one stack, addressed by its tab
+// identifier and driven by the controller. The window draws and forwards; the controller decides.
 #pragma once
 
 #include <QMainWindow>
 #include <QMap>
 #include <QString>
+#include <QStringList>
 #include <memory>
+#include <vector>
 
 #include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/thread_scan_launcher.h"
 #include "app/wizard_view.h"
+#include "qt_ui_bridge.h"
+#include "wizard_widgets.h"
 
 class QStackedWidget;
+class QTimer;
+class QAction;
+class QLabel;
 
 namespace nua::ui {
 
-class MainWindow : public QMainWindow, public WizardView, public UiBridge, public ScanLauncher {
+class ProgressPage;
+class TreePage;
+
+class MainWindow : public QMainWindow, public WizardView {
+  Q_OBJECT
+
  public:
-  MainWindow();
+  // `images`: disk images that join the lists from the start.
+  explicit MainWindow(const QStringList& images = {});
   ~MainWindow() override;
 
   // WizardView
   void showTab(const std::string& identifier) override;
-  void setEnabled(WizardControl, bool) override {}
-  void setHidden(WizardControl, bool) override {}
-  void setChecked(WizardControl, bool) override {}
-  void setText(WizardField, const std::string&) override {}
-  void setSliders(float, float) override {}
-  void reloadTable(WizardTable) override {}
-  void deselect(WizardTable) override {}
-  void setLoadingSheetVisible(bool) override {}
-  // UiBridge
-  int runAlertPanel(const Alert& alert) override;
-  void terminateApp() override;
-  void previewClose() override {}
-  // ScanLauncher
-  void detach(ScanEntry, std::shared_ptr<Volume>, ScanArguments) override {}
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void setEnabled(WizardControl control, bool enabled) override;
+  void setHidden(WizardControl control, bool hidden) override;
+  void setChecked(WizardControl control, bool checked) override;
+  void setText(WizardField field, const std::string& text) override;
+  void setSliders(float start, float end) override;
+  void reloadTable(WizardTable table) override;
+  void deselect(WizardTable table) override;
+  void setLoadingSheetVisible(bool visible) override;
+  [[nodiscard]] std::string selectedTabIdentifier() const override;
+  void restoreInitialWindowFrame() override;
 
   [[nodiscard]] QString currentTab() const;
+  [[nodiscard]] Kelvo_Recovery_SoftwareAppDelegate& controller() { return *controller_; }
+  [[nodiscard]] QtUiBridge& uiBridge() { return *bridge_; }
+  [[nodiscard]] QWidget* page(const QString& identifier) const { return pages_.value(identifier); }
+  [[nodiscard]] QWidget* control(WizardControl control) const { return widgets_.controls.value(control); }
+  [[nodiscard]] const QStringList& diskImages() const { return *images_; }
+  // Puts an image file into the lists, as "Add Disk Image…" does; the shown list is built again.
+  void addDiskImage(const QString& path);
+
+ protected:
+  void closeEvent(QCloseEvent* event) override;
+  void showEvent(QShowEvent* event) override;
 
  private:
-  QWidget* makeMainScreen();
-  QWidget* makePlaceholder(const QString& identifier);
+  void buildMenus();
+  void chooseDiskImage();
+  void restartWithAdministratorRights();
+  [[nodiscard]] bool mayOpen(const Dict& row);
+  void applySizeRules();
+  void finishScanBeforeExit();
 
+  std::unique_ptr<QtUiBridge> bridge_;
+  std::unique_ptr<ThreadScanLauncher> launcher_;
+  std::shared_ptr<QStringList> images_;
+  WizardWidgets widgets_;
+  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller_;
   QStackedWidget* stack_ = nullptr;
   QMap<QString, QWidget*> pages_;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller_;
+  ProgressPage* progress_ = nullptr;
+  TreePage* tree_ = nullptr;
+  QLabel* loadingSheet_ = nullptr;
+  QTimer* mainThreadPump_ = nullptr;
+  bool initialSizeTaken_ = false;
+  bool permissionNoteShown_ = false;
 };
 
 }  // namespace nua::ui

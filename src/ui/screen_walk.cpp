@@ -1,0 +1,125 @@
+#include "screen_walk.h"
+
+#include <QApplication>
+#include <QDir>
+#include <QListWidget>
+#include <QTimer>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "main_window.h"
+
+namespace nua::ui {
+
+namespace {
+
+struct Walk {
+  MainWindow& window;
+  QDir folder;
+  QString image;
+  std::vector<std::function<void()>> steps;
+  std::size_t next = 0;
+  int written = 0;
+  int failed = 0;
+  int waits = 0;
+
+  void grab(const QString& name) {
+    const QString file = folder.filePath(QString("%1-%2.png").arg(written + failed + 1, 2, 10, QChar('0')).arg(name).replace(' ', '_'));
+    if (window.grab().save(file, "PNG")) {
+      ++written;
+    } else {
+      ++failed;
+    }
+  }
+  // Runs the next step after the screen has settled.
+  void schedule(int delayMs = 250) {
+    QTimer::singleShot(delayMs, &window, [this] {
+      if (next >= steps.size()) {
+        QApplication::exit(failed == 0 && written > 0 ? 0 : 1);
+        return;
+      }
+      steps[next++]();
+    });
+  }
+  // Grabs the screen the wizard shows now, named after it, then goes on.
+  void grabShown() {
+    grab(window.currentTab());
+    schedule();
+  }
+};
+
+}  // namespace
+
+void walkScreens(MainWindow& window, const QString& folderPath, const QString& image) {
+  auto walk = std::make_shared<Walk>(Walk{window, QDir(folderPath), image, {}, 0, 0, 0, 0});
+  walk->folder.mkpath(".");
+  window.uiBridge().answerAutomatically(1);  // "OK" in the tips; the completion note has one button
+  window.addDiskImage(image);
+  Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+  Walk* w = walk.get();
+  auto selectImageRow = [w, &c] {
+    const std::vector<Dict> rows = c.drivesListRows();
+    for (std::size_t i = 0; i < rows.size(); ++i)
+      if (QString::fromStdString(rows[i].string("Path")) == QFileInfo(w->image).absoluteFilePath()) {
+        if (auto* list = w->window.page("Drives List")->findChild<QListWidget*>("drivesList"))
+          list->setCurrentRow(static_cast<int>(i));
+        return;
+      }
+  };
+  walk->steps = {
+      [w] { w->grabShown(); },
+      [w, &c] { c.recoverFiles(); w->grabShown(); },
+      [w, &c] { c.backToMainScreenFromFileRecoveryTab(); c.recoverPhotos(); w->grabShown(); },
+      [w, &c] { c.backToMainScreenFromPhotoRecoveryTab(); c.recoverPartitionAndDrives(); w->grabShown(); },
+      [w, &c, selectImageRow] { c.recoverPartitionAndDrivesFast(); selectImageRow(); w->grabShown(); },
+      [w, &c] {
+        c.nextButtonInDrivesListTabClicked();
+        if (auto* list = w->window.page("PT list")->findChild<QListWidget*>("ptList")) list->setCurrentRow(0);
+        w->grabShown();
+      },
+      [w] { w->window.showTab("PT scan prog"); w->grabShown(); },
+      [w, &c] {
+        // The lost-volume search is not offered; its list is shown with the partitions as found volumes.
+        std::vector<Dict> found = c.partitionListDictArray;
+        for (Dict& volume : found) volume.set("Volume Scan Type", 1);
+        c.showPTScanList(found);
+        w->grabShown();
+      },
+      [w, &c] {
+        c.ptScanListBackClicked();
+        c.selectPTListRow(0);
+        c.ptListNextClicked();
+        w->grabShown();
+      },
+      [w, &c] {
+        c.treeScanModeStdScanClicked();
+        if (!c.sigRootArray.empty()) c.setSigMark(*c.sigRootArray.front(), true);
+        w->grabShown();
+      },
+      [w, &c] {
+        c.setRawSearchBox(true);
+        c.sigSelNextClicked();
+        w->grabShown();
+      },
+      [w, &c] {
+        c.rawSliderBackToSigSelClicked();
+        c.skipButtonSigTabClicked();  // the tree scan alone
+        w->grabShown();
+      },
+      [w] {
+        // The scan ends on "Tree"; wait for it, at most a minute.
+        if (w->window.currentTab() != "Tree" && ++w->waits < 240) {
+          --w->next;
+          w->schedule();
+          return;
+        }
+        w->grabShown();
+      },
+  };
+  // The walk lives as long as the window.
+  QObject::connect(&window, &QObject::destroyed, [walk] {});
+  walk->schedule(400);
+}
+
+}  // namespace nua::ui
