@@ -236,7 +236,10 @@ int scanCommand(const std::vector<std::string>& allArgs) {
     drive.initWithDictionary(listing.driveDictArray[static_cast<std::size_t>(driveRow)], {});
     partitionRow = rowWithStart(sources.partitionsOfDrive(drive), chosen.uint64("Volume Start"));
     if (partitionRow < 0) {
-      std::fprintf(stderr, "nua-recover scan: volume %d is not an HFS+ partition of %s\n", volumeRow, target.c_str());
+      // Partition lists hold HFS+ partitions only; a FAT volume's tree comes from the files mode.
+      std::fprintf(stderr,
+                   "nua-recover scan: volume %d is not an HFS+ partition of %s (scan a FAT volume with --mode files)\n",
+                   volumeRow, target.c_str());
       return 1;
     }
   }

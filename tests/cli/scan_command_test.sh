@@ -35,4 +35,27 @@ cmp -s "$work/p1.jsonl" "$work/v1.jsonl" || { echo "volume 1 is not partition 1"
 status=0
 "$recover" scan "$work/gpt.img" --partition 7 --quiet > /dev/null 2> "$work/err.txt" || status=$?
 [ "$status" -eq 1 ] && grep -q 'there is no row 7' "$work/err.txt" || { echo "missing row"; cat "$work/err.txt"; exit 1; }
+# FAT: the files mode walks a bare FAT16 volume with long names, live and deleted, and saves it whole.
+"$mkimage" make fat16-basic "$work/fat.img" --manifest "$work/fat.json" > /dev/null
+"$recover" scan "$work/fat.img" --mode files --json --quiet > "$work/fat.jsonl" 2> /dev/null
+grep -q '"path":"Root/Documents/Quarterly report 2014.txt","name":"Quarterly report 2014.txt",.*"deleted":false' \
+  "$work/fat.jsonl" || { echo "FAT live long name"; cat "$work/fat.jsonl"; exit 1; }
+grep -q '"path":"Root/Documents/Deleted letter to the bank.txt",.*"deleted":true' "$work/fat.jsonl" \
+  || { echo "FAT deleted long name"; exit 1; }
+"$recover" scan "$work/fat.img" --mode files --quiet --save "$work/fat-out" --select all > /dev/null 2>&1
+sum=$(sha256sum "$work/fat-out/Root/Fragments/Fragmented live file.bin" | cut -d' ' -f1)
+grep -q "\"sha256\": *\"$sum\"" "$work/fat.json" || { echo "FAT fragmented file bytes"; exit 1; }
+# The demo disk's FAT32 volume: its deleted photos come back with the bytes that were written.
+"$mkimage" make demo "$work/demo.img" --manifest "$work/demo.json" > /dev/null
+"$recover" scan "$work/demo.img" --mode files --volume 1 --quiet --save "$work/demo-out" --select deleted > /dev/null 2>&1
+saved=0
+while IFS= read -r -d '' file; do
+  sum=$(sha256sum "$file" | cut -d' ' -f1)
+  grep -q "\"sha256\": *\"$sum\"" "$work/demo.json" || { echo "demo photo $file"; exit 1; }
+  saved=$((saved + 1))
+done < <(find "$work/demo-out" -type f -print0)
+[ "$saved" -ge 2 ] || { echo "demo deleted photos saved: $saved"; exit 1; }
+status=0
+"$recover" scan "$work/demo.img" --mode partitions --volume 1 --quiet > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] && grep -q 'scan a FAT volume with --mode files' "$work/err.txt" || { echo "FAT partition row"; exit 1; }
 echo "scan command: all checks passed"
