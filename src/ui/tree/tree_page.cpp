@@ -2,6 +2,7 @@
 
 #include <QDialog>
 #include <QHBoxLayout>
+#include <QHideEvent>
 #include <QHeaderView>
 #include <QLabel>
 #include <QMetaObject>
@@ -99,6 +100,8 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   savingSheet_ = new SavingSheet(this);
 }
 
+// The window's controller may be gone already (children go after the window's members): the page
+// touches only what it owns here.
 TreePage::~TreePage() {
   bridge_->shutDown();
   if (saveRun_) saveRun_->abortDataSaving();
@@ -112,20 +115,39 @@ void TreePage::joinWorker() {
   if (worker_.joinable()) worker_.join();
 }
 
+void TreePage::hideEvent(QHideEvent* event) {
+  // Leaving the screen comes before the controller frees the tree on its own thread: from here on
+  // the outline asks nothing of the records.
+  if (!event->spontaneous() && !busy()) model_->setViewState(nullptr);
+  QWidget::hideEvent(event);
+}
+
+void TreePage::dropStaleState() {
+  const std::shared_ptr<nua::Volume> volume = controller_.selectedVolume;
+  if (!state_ || (volume && volume->dirRoot == state_->dirRoot())) return;
+  // The tree was freed or replaced. Its arena lives on with the state and freed records are
+  // zeroed, so letting go is safe once the freeing thread is done.
+  model_->setViewState(nullptr);
+  controller_.joinFreeTree();
+  saveRun_.reset();
+  state_.reset();
+  volume_.reset();
+}
+
 void TreePage::showResult() {
+  joinWorker();
+  dropStaleState();
   const std::shared_ptr<nua::Volume> volume = controller_.selectedVolume;
   if (!volume || volume->dirRoot == nullptr || !volume->arena) {
     releaseResult();
     return;
   }
-  joinWorker();
-  if (state_ && state_->dirRoot() == volume->dirRoot) {
+  if (state_) {
     state_->showView(false, false);
   } else {
-    model_->setViewState(nullptr);
-    saveRun_.reset();
     state_ = std::make_unique<nua::TreeViewState>(volume->arena, volume->dirRoot);
   }
+  volume_ = volume;
   setScanInfoOrSavingNotProcessing(true);
   backButton_->setEnabled(true);
   saveScanButton_->setEnabled(true);
@@ -135,9 +157,11 @@ void TreePage::showResult() {
 void TreePage::releaseResult() {
   if (saveRun_) saveRun_->abortDataSaving();
   joinWorker();
+  dropStaleState();
   model_->setViewState(nullptr);
   saveRun_.reset();
   state_.reset();
+  volume_.reset();
   controller_.dirRootTemp = nullptr;
   totalData_->setText(" ");
   markedData_->setText(" ");

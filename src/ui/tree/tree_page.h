@@ -19,6 +19,7 @@ class QLabel;
 class QPushButton;
 class QTreeView;
 class QDialog;
+class QHideEvent;
 
 namespace nua::ui {
 
@@ -36,8 +37,8 @@ class TreePage : public QWidget {
   // The controller has shown "Tree": takes the selected volume's result and shows its data view of
   // all entries.
   void showResult();
-  // Lets go of the result (views back to the data tree, helpers freed). Must be called before the
-  // controller frees the tree.
+  // Lets go of the result (views back to the data tree, helpers freed). Best called before the
+  // controller frees the tree; leaving the screen already detaches the outline from the records.
   void releaseResult();
 
   // The folder chooser; tests put a function here that answers without a dialog (nullopt: cancelled).
@@ -76,7 +77,11 @@ class TreePage : public QWidget {
   // A saving run has ended (also when the native file system question was answered with Cancel).
   void savingFinished();
 
+ protected:
+  void hideEvent(QHideEvent* event) override;
+
  private:
+  void dropStaleState();
   void runSheetForPreparingTree(nua::TreeToggle pressed);
   void treeSwitchDone();
   void showTreeModified();
@@ -88,6 +93,7 @@ class TreePage : public QWidget {
 
   nua::Kelvo_Recovery_SoftwareAppDelegate& controller_;
   std::unique_ptr<MainThreadUiBridge> bridge_;
+  std::shared_ptr<nua::Volume> volume_;  // the source of the result shown, kept while a run reads it
   std::unique_ptr<nua::TreeViewState> state_;
   std::unique_ptr<nua::SaveRun> saveRun_;
   nua::SaveReport lastSaveReport_;

@@ -25,9 +25,8 @@ std::optional<QString> TreePage::runFolderChooser() {
 }
 
 void TreePage::saveData() {
-  const std::shared_ptr<nua::Volume> volume = controller_.selectedVolume;
-  if (!state_ || busy() || !volume) return;
-  saveRun_ = std::make_unique<nua::SaveRun>(*volume, *state_, *bridge_);
+  if (!state_ || busy() || !volume_) return;
+  saveRun_ = std::make_unique<nua::SaveRun>(*volume_, *state_, *bridge_);
   saveRun_->setProgressSink(&savingSheet_->sink());
   if (!saveRun_->saveData(false)) return;
   const std::optional<QString> path = runFolderChooser();
@@ -71,9 +70,8 @@ void TreePage::savingDone(const nua::SaveReport& report) {
     savedData_->setText(QString::fromStdString(nua::savedDataText(saveRun_->savedData)));
   }
   backButton_->setEnabled(true);
-  const std::shared_ptr<nua::Volume> volume = controller_.selectedVolume;
   setScanInfoOrSavingNotProcessing(true);
-  saveButton_->setEnabled(volume && volume->dirRoot != nullptr && volume->dirRoot->selected == 1);
+  saveButton_->setEnabled(volume_ && volume_->dirRoot != nullptr && volume_->dirRoot->selected == 1);
   if (!report.started) saveScanButton_->setEnabled(true);
   emit savingFinished();
 }
