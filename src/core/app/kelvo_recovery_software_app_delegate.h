@@ -14,6 +14,7 @@
 #include "app/scan_launcher.h"
 #include "app/scan_progress.h"
 #include "app/scan_run.h"
+#include "app/session_screen.h"
 #include "app/wizard_view.h"
 #include "base/dict.h"
 #include "base/ui_bridge.h"
@@ -157,6 +158,33 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   // Cleared while a session is written or read, or files are saved: quitting and marks wait for it.
   std::atomic<bool> scanInfoOrSavingNotProcessing{true};
 
+  // ---- Recovery sessions: saving the result and opening it again (..._delegate_session.cpp). ----
+  // `save:`'s suggested file name: "Nua recovery session " and the date and time.
+  [[nodiscard]] static std::string suggestedScanInfoFileName();
+  // `save:` after the save panel's OK: writes the shown result to path on a worker.
+  void save(const std::string& path);
+  // `open:` from the File menu, before the open panel: false (after an alert) off "Main Screen".
+  [[nodiscard]] bool open();
+  // `open:` after the open panel's OK: the header checks, then the file is read on a worker.
+  void open(const std::string& path);
+  // `openScanInfoFile:`: a session file launched from outside; ignored unless its extension is "nvs".
+  void openScanInfoFile(const std::string& path);
+  // Waits for a session write or read to end, serving the main thread meanwhile.
+  void joinScanInfoThread();
+  // Whether the shown result is kept in a session file (saved, or opened from one).
+  [[nodiscard]] bool scanInfoSaved() const;
+  [[nodiscard]] const SessionScreen& sessionScreen() const { return sessionScreen_; }
+  // Called on the main thread after each change of sessionScreen().
+  std::function<void()> sessionScreenChanged;
+  std::uint32_t scanInfoEntryCount = 0;
+  std::vector<std::byte> first5Sectors;
+  bool driveNotConnected = false;
+  bool volumeNotConnected = false;
+  bool foundDrivePathIsDifferent = false;
+  std::int32_t foundDriveDictArrayIndex = -1;
+  std::int32_t foundVolumeDictArrayIndex = -1;
+  // ---- End of recovery sessions. ----
+
   // Wizard state, named as everywhere in the program.
   std::int32_t scanMode = -1;
   std::int32_t treeScanMode = -1;
@@ -238,6 +266,17 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   void watchSaveScanInfo();
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;
+  // ---- Recovery sessions (private). ----
+  class SessionSheetProgress;
+  void changeSessionScreen(const std::function<void(SessionScreen&)>& change);
+  [[nodiscard]] bool checkScanInfoHeader(const std::string& path);
+  void saveScanInfo(const std::string& path);
+  void openScanInfo(const std::string& path);
+  void refindScanInfoSource(Volume& volume, bool withFirstSectors);
+  SessionScreen sessionScreen_;
+  std::weak_ptr<Volume> scanInfoSavedVolume_;
+  ScanInfoThread scanInfoThread_{mainThread_};  // after mainThread_: it is joined first
+  // ---- End of recovery sessions. ----
 };
 
 // The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.

@@ -157,9 +157,8 @@ KeyedObject encodeVolume(const Volume& v) {
   object.set("startPos", KeyedValue::real(v.startPos));
   object.set("endPos", KeyedValue::real(v.endPos));
   object.set("maxFileID", KeyedValue::int32(static_cast<std::int32_t>(v.maxFileID)));
-  // The FAT root directory of a FAT12/16 volume; a Volume without that geometry stores 0.
-  object.set("u32RootDirectoryStart", KeyedValue::int32(0));
-  object.set("u32RootDirectorySectors", KeyedValue::int32(0));
+  object.set("u32RootDirectoryStart", KeyedValue::int32(static_cast<std::int32_t>(v.u32RootDirectoryStart)));
+  object.set("u32RootDirectorySectors", KeyedValue::int32(static_cast<std::int32_t>(v.u32RootDirectorySectors)));
   return object;
 }
 
@@ -201,6 +200,11 @@ Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value) {
   keys.number("dataSize", v->dataSize);
   keys.real("startPos", v->startPos);
   keys.real("endPos", v->endPos);
+  keys.number("u32RootDirectoryStart", v->u32RootDirectoryStart);
+  keys.number("u32RootDirectorySectors", v->u32RootDirectorySectors);
+  // On FAT volumes the cluster and the allocation block are one; the rest of the FAT geometry is not
+  // stored, so a reopened FAT result reads through its extents alone.
+  v->u8SectorPerCluster = static_cast<std::uint8_t>(v->blockSize & 0xFF);
   if (!keys.reason().empty()) return Result::failure(keys.reason());
   // Every read multiplies by the sector size; a stored 0 (or a negative one) would divide by nothing
   // later, so it is taken as the 512 a drive without the key gets.
@@ -236,6 +240,9 @@ std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& v) {
   copy->maxFileID = v.maxFileID;
   copy->startPos = v.startPos;
   copy->endPos = v.endPos;
+  copy->u8SectorPerCluster = v.u8SectorPerCluster;
+  copy->u32RootDirectoryStart = v.u32RootDirectoryStart;
+  copy->u32RootDirectorySectors = v.u32RootDirectorySectors;
   copy->setContext(v.context());
   return copy;
 }
