@@ -12,5 +12,6 @@ int typesCommand(const std::vector<std::string>& args);
 int drivesCommand(const std::vector<std::string>& args);
 int partitionsCommand(const std::vector<std::string>& args);
 int scanCommand(const std::vector<std::string>& args);
+int openCommand(const std::vector<std::string>& args);
 
 }  // namespace nua::cli

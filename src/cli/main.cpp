@@ -17,6 +17,7 @@ const char* kUsage =
     "  drives   list the drives and volumes, with disk images given by --image PATH (--json)\n"
     "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
     "  scan     rebuild the tree of an HFS+ volume and print it (nua-recover scan --help)\n"
+    "  open     open a recovery session file (.nvs) without scanning (nua-recover open --help)\n"
     "\n"
     "options:\n"
     "  --help     this text\n"
@@ -48,6 +49,7 @@ int main(int argc, char** argv) {
   if (command == "drives") return nua::cli::drivesCommand(args);
   if (command == "partitions") return nua::cli::partitionsCommand(args);
   if (command == "scan") return nua::cli::scanCommand(args);
+  if (command == "open") return nua::cli::openCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

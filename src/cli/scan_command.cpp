@@ -4,7 +4,6 @@
 
 #include <csignal>
 #include <cstdio>
-#include <iostream>
 #include <vector>
 
 #include "app/drive_discovery.h"
@@ -18,6 +17,7 @@
 #include "commands.h"
 #include "media/device_file.h"
 #include "save_option.h"
+#include "tree_output.h"
 #include "tree/new_dir_arena.h"
 #include "volume/volume.h"
 
@@ -28,7 +28,9 @@ const char* kScanUsage =
     "usage: nua-recover scan TARGET [--mode files|partitions|formatted] [--tree-scan standard|advanced]\n"
     "                        [--signatures skip] [--partition N | --volume N] [--list] [--json] [--quiet]\n"
     "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
+    "                        [--session-out FILE.nvs]\n"
     "TARGET is a disk image or device.\n"
+    "--session-out writes the result as a recovery session, to be opened with nua-recover open.\n"
     "--mode files scans volume row N of TARGET (--volume N, default 0) for deleted files.\n"
     "--mode formatted runs the advanced scan of a formatted or reformatted HFS+ volume (--volume N).\n"
     "--mode partitions (the default) scans row N of TARGET's partition list (--partition N, default 0),\n"
@@ -81,64 +83,6 @@ int usageError(const std::string& message) {
   return 2;
 }
 
-class StderrUiBridge : public UiBridge {
- public:
-  int runAlertPanel(const Alert& alert) override {
-    std::fprintf(stderr, "%s%s: %s\n", atLineStart ? "" : "\n", alert.title.c_str(), alert.text.c_str());
-    atLineStart = true;
-    return 0;
-  }
-  void terminateApp() override { std::fprintf(stderr, "nua-recover: the source is no longer available\n"); }
-  void previewClose() override {}
-  bool atLineStart = true;
-};
-
-std::string nameText(const NewDir* dir) { return toUtf8(NewDirArena::fileNameOfDir(dir).value_or(u"")); }
-
-// Parents before children, with their depth and path, by an explicit stack that holds one frame per
-// level, so a folder of a million entries costs no more than one.
-template <class Visit>
-void walkTree(const NewDir* root, Visit visit) {
-  struct Frame {
-    const NewDir* dir;
-    std::size_t next;
-    std::size_t pathLength;
-  };
-  std::string path = nameText(root);
-  visit(root, 0, path);
-  std::vector<Frame> stack{{root, 0, path.size()}};
-  while (!stack.empty()) {
-    Frame& top = stack.back();
-    if (top.next >= top.dir->childList.size()) {
-      stack.pop_back();
-      continue;
-    }
-    const NewDir* child = top.dir->childList[top.next++];
-    if (child == nullptr) continue;
-    path.resize(top.pathLength);
-    path += "/" + nameText(child);
-    visit(child, static_cast<int>(stack.size()), path);
-    if (!child->childList.empty()) stack.push_back({child, 0, path.size()});
-  }
-}
-
-void printJsonLine(const NewDir* dir, const std::string& path) {
-  std::string extents = "[";
-  for (std::size_t i = 0; i < dir->dataExt.size(); ++i)
-    extents += (i ? ",[" : "[") + std::to_string(dir->dataExt[i].startBlock) + "," +
-               std::to_string(dir->dataExt[i].blockCount) + "]";
-  extents += "]";
-  std::string line = "{\"path\":" + jsonQuote(path) + ",\"name\":" + jsonQuote(nameText(dir)) +
-                     ",\"id\":" + std::to_string(dir->fileID) + ",\"parentID\":" + std::to_string(dir->parentID) +
-                     ",\"folder\":" + (dir->fileType == 1 ? "true" : "false") + ",\"size\":" +
-                     std::to_string(dir->fileSize) + ",\"deleted\":" + (dir->deleted ? "true" : "false") +
-                     ",\"complete\":" + (dir->complete ? "true" : "false") + ",\"createDate\":" +
-                     std::to_string(dir->createDate) + ",\"modDate\":" + std::to_string(dir->modDate) +
-                     ",\"blockBaseSector\":" + std::to_string(dir->blockBaseSector) +
-                     ",\"sectorsPerBlock\":" + std::to_string(dir->sectorsPerBlock) + ",\"extents\":" + extents + "}\n";
-  std::fwrite(line.data(), 1, line.size(), stdout);
-}
-
 class ProgressPrinter {
  public:
   ProgressPrinter(bool quiet, StderrUiBridge& ui) : quiet_(quiet), terminal_(isatty(2) != 0), ui_(ui) {}
@@ -188,7 +132,7 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   const std::vector<std::string> args = takeSaveOptions(allArgs, save);
   if (!save.error.empty()) return usageError(save.error);
   const ParsedOptions options =
-      parseOptions(args, {"--mode", "--tree-scan", "--signatures", "--partition", "--volume"},
+      parseOptions(args, {"--mode", "--tree-scan", "--signatures", "--partition", "--volume", "--session-out"},
                    {"--list", "--json", "--quiet", "--help"});
   if (options.flag("--help")) {
     std::fputs(kScanUsage, stdout);
@@ -316,26 +260,16 @@ int scanCommand(const std::vector<std::string>& allArgs) {
 
   const NewDir* root = volume ? volume->dirRoot : nullptr;
   if (root == nullptr) return 1;
-  if (options.flag("--json")) {
-    walkTree(root, [](const NewDir* dir, int, const std::string& path) { printJsonLine(dir, path); });
-    Dict totals{{"Folders", volume->folderCount},
-                {"Files", volume->fileCount},
-                {"Entries Found", volume->entryCount},
-                {"Data", volume->dataSize},
-                {"Note", controller.completionNote()}};
-    std::cout << "{\"summary\":" << toJson(totals) << "}\n";
-  } else {
-    if (options.flag("--list"))
-      walkTree(root, [](const NewDir* dir, int depth, const std::string&) {
-        std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << nameText(dir) << "  "
-                  << sizeText(dir->fileSize) << (dir->deleted ? "  D" : "") << "\n";
-      });
-    std::cout << "Folders: " << volume->folderCount << ", Files: " << volume->fileCount
-              << ", Entries Found: " << volume->entryCount << ", Data: " << sizeText(volume->dataSize) << "\n";
-    std::cout << controller.progressScreen().treeTotal << "\n";
-    if (!controller.completionNote().empty()) std::cout << controller.completionNote() << "\n";
+  // The session is written before anything is printed or saved, as the desktop program offers it
+  // as soon as the tree is shown.
+  if (const auto sessionOut = options.value("--session-out")) {
+    controller.save(*sessionOut);
+    controller.joinScanInfoThread();
+    if (!controller.scanInfoSaved()) return 1;
   }
-  std::cout.flush();
+  printTree(root, *volume,
+            {options.flag("--json"), options.flag("--list"), controller.progressScreen().treeTotal,
+             controller.completionNote()});
   // Saving after the scan, through the tree screen's logic.
   if (save.requested) return saveAfterScan(*volume, save, ui, options.flag("--quiet"));
   return 0;
