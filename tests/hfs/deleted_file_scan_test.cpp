@@ -50,8 +50,7 @@ std::string fileSha256(const fs::path& path) {
   return imagekit::sha256Hex(std::as_bytes(std::span(bytes.data(), bytes.size())));
 }
 
-// The tree holds every deleted entry under its own folder (or Lost Files, when its folder left no
-// record) and no live file; saving everything gives each deleted file's bytes where no live file has
+// The tree holds every deleted entry under its own folder, living or deleted, and no live file; saving everything gives each deleted file's bytes where no live file has
 // taken its blocks since.
 void expectDeletedEntriesRecovered(const imagekit::ManifestVolume& manifest, Volume& v) {
   ASSERT_NE(v.dirRoot, nullptr);
@@ -65,8 +64,7 @@ void expectDeletedEntriesRecovered(const imagekit::ManifestVolume& manifest, Vol
   std::size_t deletedFiles = 0;
   for (const auto& e : manifest.entries) {
     if (!e.deleted) continue;
-    auto found = tree.find(e.path);
-    if (found == tree.end()) found = tree.find("Lost Files/" + e.name);
+    const auto found = tree.find(e.path);
     ASSERT_NE(found, tree.end()) << e.path;
     EXPECT_EQ(found->second->deleted, 1) << e.path;
     EXPECT_EQ(found->second->fileID, e.id) << e.path;
@@ -90,8 +88,7 @@ void expectDeletedEntriesRecovered(const imagekit::ManifestVolume& manifest, Vol
     for (const auto& other : manifest.entries)
       if (!other.deleted && !other.folder && overlaps(e, other)) reused = true;
     if (reused) continue;
-    fs::path saved = out / "Root" / e.path;
-    if (!fs::exists(saved)) saved = out / "Root" / "Lost Files" / e.name;
+    const fs::path saved = out / "Root" / e.path;
     ASSERT_TRUE(fs::exists(saved)) << e.path;
     EXPECT_EQ(fileSha256(saved), e.sha256) << e.path;
   }

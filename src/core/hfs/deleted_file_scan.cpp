@@ -24,7 +24,7 @@ using Clock = std::chrono::steady_clock;
 
 class LiveFileWalk {
  public:
-  explicit LiveFileWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()) {}
+  LiveFileWalk(HfsVolume& hfs, LiveFolders* folders) : hfs_(hfs), v_(hfs.volume()), folders_(folders) {}
   void run();
 
  private:
@@ -34,6 +34,7 @@ class LiveFileWalk {
 
   HfsVolume& hfs_;
   Volume& v_;
+  LiveFolders* folders_;
   std::vector<std::byte> node_;
   std::uint16_t numRecords_ = 0;
   bool doubting_ = false;
@@ -125,8 +126,15 @@ void LiveFileWalk::readRecord(std::size_t index) {
   if (key->name == u".DS_Store") return;
   ++recordsCounted_;
   const std::size_t bodyOffset = offset + 2 + static_cast<std::size_t>(keyLength);
+  if (!fits(nodeBytes, bodyOffset, 2)) return;
+  const auto recordType = static_cast<std::int16_t>(be16(node, bodyOffset));
+  if (recordType == kFolderRecordType && folders_ != nullptr && (!doubting_ || within(bodyOffset + kCatalogFolderSize))) {
+    if (auto folder = parseHFSPlusCatalogFolder(node.subspan(bodyOffset)); folder && folder->folderID != 0)
+      folders_->emplace(folder->folderID, LiveFolder{key->parentID, key->name, folder->createDate, folder->contentModDate});
+    return;
+  }
   if (!fits(nodeBytes, bodyOffset, kCatalogFileSize)) return;
-  if (static_cast<std::int16_t>(be16(node, bodyOffset)) != kFileRecordType) return;  // only files are compared
+  if (recordType != kFileRecordType) return;  // only files are compared
   if (doubting_ && !within(bodyOffset + kCatalogFileSize)) return;
   auto file = parseHFSPlusCatalogFile(node.subspan(bodyOffset));
   if (!file) return;
@@ -200,26 +208,69 @@ void invalidateTimer() {
   if (ScanController* controller = Volume::appController()) controller->invalidateTimer();
 }
 
+// An entry whose folder still lives, but left no copy in the journal, belongs under that folder: the
+// folder and those above it are made from the live catalog, so the orphan pass finds them in btree.
+void placeOrphansUnderLiveFolders(Volume& v, const LiveFolders& folders) {
+  if (folders.empty() || !v.btreeOrph || !v.btree || v.dirRoot == nullptr) return;
+  std::vector<std::uint32_t> wanted;
+  v.btreeOrph->forEachItemInOrder([&](ItemTypeOrph& item) {
+    if (item.dir != nullptr) wanted.push_back(item.dir->parentID);
+  });
+  NewDirArena& arena = *v.arena;
+  for (std::uint32_t id : wanted) {
+    // The chain up to a folder already in the tree; every id of it must be a live folder.
+    std::vector<std::uint32_t> chain;
+    std::uint32_t at = id;
+    while (chain.size() < folders.size() && v.btree->retrieveKeyField(at) == nullptr &&
+           v.btreeOrph->retrieveKeyField(at) == nullptr && folders.count(at) != 0) {
+      chain.push_back(at);
+      at = folders.at(at).parentID == kParentOfRootID ? kRootID : folders.at(at).parentID;
+    }
+    ItemType* top = v.btree->retrieveKeyField(at);
+    if (chain.empty() || top == nullptr || top->dir == nullptr) continue;
+    NewDir* parent = top->dir;
+    for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
+      const LiveFolder& f = folders.at(*it);
+      NewDir* dir = arena.newDir();
+      dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
+      dir->fileType = 1;
+      dir->fileID = *it;
+      dir->parentID = parent->fileID;
+      dir->createDate = f.createDate;
+      dir->modDate = f.modDate;
+      dir->deleted = 1;  // a folder on the way to a deleted entry
+      arena.setFileName(f.name, dir);
+      dir->childBTree = v.btree.get();
+      dir->parent = parent;
+      ++v.folderCount;
+      ++v.entryCount;
+      raiseAncestorCountsForFolder(dir);
+      addChildUpdateBTree(dir, parent, TreeSide::kVolume);
+      parent = dir;
+    }
+  }
+}
+
 }  // namespace
 
-int readFilesAndFoldersDeletedFileScan(HfsVolume& hfs) {
-  LiveFileWalk walk(hfs);
+int readFilesAndFoldersDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
+  LiveFileWalk walk(hfs, folders);
   walk.run();
   return 1;
 }
 
-int makeTreeDeletedFileScan(HfsVolume& hfs) {
+int makeTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
   if (ScanController* controller = Volume::appController()) controller->setUpTimer();
-  (void)readFilesAndFoldersDeletedFileScan(hfs);
+  (void)readFilesAndFoldersDeletedFileScan(hfs, folders);
   invalidateTimer();
   return 1;
 }
 
-void startMakingTreeDeletedFileScan(HfsVolume& hfs) {
+void startMakingTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
   Volume& v = hfs.volume();
   v.aborting = false;
   if (v.catNodeSize != 0) findLeafNodesForCatalogWalk(hfs);
-  if (v.firstLeafNode != 0 && v.catNodeSize != 0) (void)makeTreeDeletedFileScan(hfs);
+  if (v.firstLeafNode != 0 && v.catNodeSize != 0) (void)makeTreeDeletedFileScan(hfs, folders);
 }
 
 void freeBtreeNormalScanNDIRs(Volume& v) {
@@ -236,10 +287,12 @@ void freeBtreeNormalScanNDIRs(Volume& v) {
 
 void searchJournalForDeletedEntries(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  startMakingTreeDeletedFileScan(hfs);
+  LiveFolders liveFolders;
+  startMakingTreeDeletedFileScan(hfs, &liveFolders);
   v.orphEntriesTotal = 0;
   hfs.getJournalSizeAndStart();
   searchCatFragsForDeletedFiles(hfs);
+  placeOrphansUnderLiveFolders(v, liveFolders);
   logLine("Removing redundant entries..");
   freeBtreeNormalScanNDIRs(v);
   v.btreeNormalScan.reset();
