@@ -18,7 +18,8 @@ std::string makeSmallVolume(int bits) {
   fs::remove(image);
   const std::string size = bits == 32 ? "34000" : (bits == 16 ? "4200" : "360");
   std::string error;
-  if (!imagekit::runToolChecked({"mkfs.fat", "-C", "-F", std::to_string(bits), "-s", "1", image, size}, error)) return "";
+  if (!imagekit::runToolChecked({"mkfs.fat", "-C", "-F", std::to_string(bits), "-s", "1", image, size}, error))
+    return "";
   const fs::path source = testing::imageFolder() / "fuzz-source.bin";
   std::ofstream(source, std::ios::binary) << std::string(1800, 'x');
   const std::vector<std::vector<std::string>> steps = {
@@ -55,10 +56,10 @@ TEST_P(FuzzVolume, EveryCorruptedCopyIsWalkedToAnEnd) {
   const Volume& cv = *clean.volume;
   const std::uint64_t dataStart = cv.u64SaveVolumeStart * 512;
   const std::vector<Region> regions = {
-      {0, 512},                                                       // boot sector
-      {std::uint64_t{cv.u16ReservedSectorCount} * 512, 1024},        // the first table's head
-      {std::uint64_t{cv.u32RootDirectoryStart} * 512, 2048},         // root directory
-      {dataStart, 16 * 1024}};                                        // folders and file data
+      {0, 512},                                                // boot sector
+      {std::uint64_t{cv.u16ReservedSectorCount} * 512, 1024},  // the first table's head
+      {std::uint64_t{cv.u32RootDirectoryStart} * 512, 2048},   // root directory
+      {dataStart, 16 * 1024}};                                 // folders and file data
   std::fstream file(image, std::ios::in | std::ios::out | std::ios::binary);
   ASSERT_TRUE(file.good());
   static constexpr std::uint8_t kSpecial[] = {0x00, 0xFF, 0xE5, 0x0F, 0x10, 0x20, '.', 0x05, 0x08, 0xF8};
@@ -74,7 +75,8 @@ TEST_P(FuzzVolume, EveryCorruptedCopyIsWalkedToAnEnd) {
       file.seekg(static_cast<std::streamoff>(offset));
       file.get(old);
       saved.emplace_back(offset, old);
-      const auto value = static_cast<char>(random() % 2 == 0 ? kSpecial[random() % std::size(kSpecial)] : random() % 256);
+      const auto value =
+          static_cast<char>(random() % 2 == 0 ? kSpecial[random() % std::size(kSpecial)] : random() % 256);
       file.seekp(static_cast<std::streamoff>(offset));
       file.put(value);
     }

@@ -48,7 +48,8 @@ struct Written {
 
 class MtoolsVolume {
  public:
-  MtoolsVolume(int bits, const std::string& sizeKiB) : image_((testing::imageFolder() / ("mtools-fat" + std::to_string(bits) + ".img")).string()) {
+  MtoolsVolume(int bits, const std::string& sizeKiB)
+      : image_((testing::imageFolder() / ("mtools-fat" + std::to_string(bits) + ".img")).string()) {
     fs::remove(image_);
     run({"mkfs.fat", "-C", "-F", std::to_string(bits), "-s", "1", "-n", "MTOOLS", image_, sizeKiB});
   }

@@ -49,18 +49,25 @@ TEST(FatDirectoryEntry, DecodesEveryFieldAndRefusesEveryTruncation) {
 
 TEST(FatDirectoryEntry, AttributesDecideTheKindOfEntry) {
   const std::vector<std::pair<std::uint8_t, FatEntryKind>> cases = {
-      {0x20, FatEntryKind::kFile},   {0x21, FatEntryKind::kFile},   {0x00, FatEntryKind::kFile},
-      {0x01, FatEntryKind::kFile},   {0x03, FatEntryKind::kFile},   {0x10, FatEntryKind::kFolder},
-      {0x30, FatEntryKind::kFolder}, {0x12, FatEntryKind::kFolder}, {0x24, FatEntryKind::kSystem},
-      {0x08, FatEntryKind::kNoEntry}, {0x28, FatEntryKind::kNoEntry}, {0x60, FatEntryKind::kNoEntry},
+      {0x20, FatEntryKind::kFile},        {0x21, FatEntryKind::kFile},    {0x00, FatEntryKind::kFile},
+      {0x01, FatEntryKind::kFile},        {0x03, FatEntryKind::kFile},    {0x10, FatEntryKind::kFolder},
+      {0x30, FatEntryKind::kFolder},      {0x12, FatEntryKind::kFolder},  {0x24, FatEntryKind::kSystem},
+      {0x08, FatEntryKind::kNoEntry},     {0x28, FatEntryKind::kNoEntry}, {0x60, FatEntryKind::kNoEntry},
       {0x0F, FatEntryKind::kLongNameSlot}};
   for (const auto& [attributes, kind] : cases) EXPECT_EQ(fatEntryKindOf(attributes), kind) << int{attributes};
 }
 
 TEST(FatDirectoryEntry, ShortNamesDropPaddingAndKeepTheDeletedMark) {
   EXPECT_EQ(shortNameText(entryOf(shortSlot("FOLDER     ", 0x10))), "FOLDER");
-  EXPECT_EQ(shortNameText(entryOf(shortSlot("\xE5" "EST    TXT", 0x20))), " EST.TXT");
-  EXPECT_EQ(shortNameText(entryOf(shortSlot("\x05" "AB     DAT", 0x20))), "\xC3\xA5" "AB.DAT");
+  EXPECT_EQ(shortNameText(entryOf(shortSlot("\xE5"
+                                            "EST    TXT",
+                                            0x20))),
+            " EST.TXT");
+  EXPECT_EQ(shortNameText(entryOf(shortSlot("\x05"
+                                            "AB     DAT",
+                                            0x20))),
+            "\xC3\xA5"
+            "AB.DAT");
   auto lower = shortSlot("NOTES   TXT", 0x20);
   put8(lower, 12, 0x18);
   EXPECT_EQ(shortNameText(entryOf(lower)), "notes.txt");
@@ -82,8 +89,10 @@ std::vector<FatLongNameSlot> slotsFor(const std::u16string& name, std::uint8_t c
     static constexpr std::size_t kOffsets[13] = {1, 3, 5, 7, 9, 14, 16, 18, 20, 22, 24, 28, 30};
     for (std::size_t i = 0; i < 13; ++i) {
       const std::size_t at = (n - 1) * 13 + i;
-      if (at < name.size()) putLe16(raw, kOffsets[i], name[at]);
-      else if (at == name.size()) putLe16(raw, kOffsets[i], 0);
+      if (at < name.size())
+        putLe16(raw, kOffsets[i], name[at]);
+      else if (at == name.size())
+        putLe16(raw, kOffsets[i], 0);
     }
     auto parsed = parseFatLongNameSlot(raw);
     EXPECT_TRUE(parsed.ok());
@@ -112,7 +121,10 @@ TEST(LongNameCollector, LiveNameNeedsItsChecksumAndOrder) {
 TEST(LongNameCollector, DeletedNameIsFoundThroughTheLostFirstLetter) {
   const FatDirectoryEntry original = entryOf(shortSlot("DELETE~1TXT", 0x20));
   const std::uint8_t sum = shortNameChecksum(original.baseName, original.extension);
-  const FatDirectoryEntry deleted = entryOf(shortSlot("\xE5" "ELETE~1TXT", 0x20));
+  const FatDirectoryEntry deleted =
+      entryOf(shortSlot("\xE5"
+                        "ELETE~1TXT",
+                        0x20));
   LongNameCollector collector;
   for (const auto& slot : slotsFor(u"Deleted letter to the bank.txt", sum, true)) collector.add(slot);
   EXPECT_EQ(collector.takeNameFor(deleted), u"Deleted letter to the bank.txt");
@@ -136,8 +148,10 @@ TEST(DosDate, LocalFieldsBecomeSecondsSince1904) {
   EXPECT_EQ(dosDateTimeToHFSSeconds((31 << 9) | (13 << 5) | 6, 0), 0u) << "month 13";
   EXPECT_EQ(dosDateTimeToHFSSeconds((31 << 9) | (1 << 5) | 0, 0), 0u) << "day 0";
   EXPECT_EQ(dosDateTimeToHFSSeconds((31 << 9) | (1 << 5) | 6, 31 << 11), 3377116800u) << "hour 31 counts as midnight";
-  if (saved != nullptr) ::setenv("TZ", previous.c_str(), 1);
-  else ::unsetenv("TZ");
+  if (saved != nullptr)
+    ::setenv("TZ", previous.c_str(), 1);
+  else
+    ::unsetenv("TZ");
   ::tzset();
 }
 

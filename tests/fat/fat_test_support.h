@@ -18,8 +18,9 @@
 namespace nua::testing {
 
 inline Dict fatVolumeDict(const std::string& path, std::uint64_t start, std::uint64_t sectors) {
-  return Dict{{"Volume Scan Type", 0}, {"Path", path},       {"Volume Start", start},
-              {"Volume Size In Sectors", sectors}, {"Content", "-"}, {"Volume Name", "test"}};
+  return Dict{{"Volume Scan Type", 0}, {"Path", path},
+              {"Volume Start", start}, {"Volume Size In Sectors", sectors},
+              {"Content", "-"},        {"Volume Name", "test"}};
 }
 
 struct FatWalk {

@@ -160,9 +160,12 @@ TEST(FatHealth, RejectedBootSectorsRaiseTheCorruptedAlert) {
     std::vector<std::uint8_t> bytes;
     bool healthy;
   };
-  const std::vector<Case> cases = {{"three-fats", 16, {3}, false},        {"spc3", 13, {3}, false},
-                                   {"spc6", 13, {6}, true},               {"bps0", 11, {0, 0}, true},
-                                   {"bps700", 11, {0xBC, 0x02}, false},   {"jump", 0, {0x00}, false},
+  const std::vector<Case> cases = {{"three-fats", 16, {3}, false},
+                                   {"spc3", 13, {3}, false},
+                                   {"spc6", 13, {6}, true},
+                                   {"bps0", 11, {0, 0}, true},
+                                   {"bps700", 11, {0xBC, 0x02}, false},
+                                   {"jump", 0, {0x00}, false},
                                    {"signature", 510, {0x55, 0xAB}, false}};
   testing::RecordingController controller;
   Volume::setAppController(&controller);

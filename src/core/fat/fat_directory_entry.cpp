@@ -35,10 +35,14 @@ std::size_t utf8SequenceLength(const std::string& text, std::size_t i) {
   const auto lead = static_cast<unsigned char>(text[i]);
   std::size_t length = 0;
   if (lead < 0x80) return 1;
-  if (lead >= 0xC2 && lead <= 0xDF) length = 2;
-  else if (lead >= 0xE0 && lead <= 0xEF) length = 3;
-  else if (lead >= 0xF0 && lead <= 0xF4) length = 4;
-  else return 0;
+  if (lead >= 0xC2 && lead <= 0xDF)
+    length = 2;
+  else if (lead >= 0xE0 && lead <= 0xEF)
+    length = 3;
+  else if (lead >= 0xF0 && lead <= 0xF4)
+    length = 4;
+  else
+    return 0;
   if (!fits(text.size(), i, length)) return 0;
   for (std::size_t k = 1; k < length; ++k)
     if ((static_cast<unsigned char>(text[i + k]) & 0xC0U) != 0x80U) return 0;
@@ -85,8 +89,10 @@ std::string trimmedPiece(const std::array<std::uint8_t, N>& bytes, bool lowerCas
 
 std::string shortNameText(const FatDirectoryEntry& entry) {
   std::array<std::uint8_t, 8> base = entry.baseName;
-  if (base[0] == kFatDeletedMark) base[0] = ' ';
-  else if (base[0] == 0x05) base[0] = kFatDeletedMark;
+  if (base[0] == kFatDeletedMark)
+    base[0] = ' ';
+  else if (base[0] == 0x05)
+    base[0] = kFatDeletedMark;
   // The leading space of a deleted name stays: only the padding at the end is dropped.
   std::string name = trimmedPiece(base, (entry.caseFlags & 0x08U) != 0);
   if (base[0] == ' ' && name.empty()) name = " ";
@@ -95,7 +101,8 @@ std::string shortNameText(const FatDirectoryEntry& entry) {
   return name;
 }
 
-std::uint8_t shortNameChecksum(const std::array<std::uint8_t, 8>& baseName, const std::array<std::uint8_t, 3>& extension) {
+std::uint8_t shortNameChecksum(const std::array<std::uint8_t, 8>& baseName,
+                               const std::array<std::uint8_t, 3>& extension) {
   std::uint8_t sum = 0;
   const auto add = [&sum](std::uint8_t c) {
     // Rotate right by one, then add.

@@ -39,7 +39,9 @@ struct FatDirectoryEntry {
   std::uint16_t firstClusterLow = 0;
   std::uint32_t fileSize = 0;
 
-  [[nodiscard]] std::uint32_t firstCluster() const { return std::uint32_t{firstClusterHigh} * 0x10000U + firstClusterLow; }
+  [[nodiscard]] std::uint32_t firstCluster() const {
+    return std::uint32_t{firstClusterHigh} * 0x10000U + firstClusterLow;
+  }
   [[nodiscard]] bool isDeleted() const { return baseName[0] == kFatDeletedMark; }
 };
 [[nodiscard]] Parsed<FatDirectoryEntry> parseFatDirectoryEntry(ByteSpan bytes);

@@ -133,7 +133,8 @@ NewDir* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder
     v.dataSize += entry.fileSize;
   }
   if (entry.isDeleted()) dir->deleted = 1;
-  arena.setFileName(longName ? std::u16string_view(*longName) : std::u16string_view(toUtf16(shortNameText(entry))), dir);
+  arena.setFileName(longName ? std::u16string_view(*longName) : std::u16string_view(toUtf16(shortNameText(entry))),
+                    dir);
   std::u16string path = NewDirArena::pathNameOfDir(parent).value_or(u"");
   path += u'/';
   path += NewDirArena::fileNameOfDir(parent).value_or(u"");
@@ -161,7 +162,8 @@ void FatDirectoryWalk::addFileExtents(const FatDirectoryEntry& entry, NewDir* fi
   const std::uint32_t start = file->dataExt.back().startBlock + 1;
   std::uint64_t count = (entry.fileSize - covered + clusterBytes - 1) / clusterBytes;
   const std::uint64_t clustersLeft = std::uint64_t{maxCluster} + 1 >= std::uint64_t{start} + 2
-                                         ? std::uint64_t{maxCluster} + 1 - (std::uint64_t{start} + 2) : 0;
+                                         ? std::uint64_t{maxCluster} + 1 - (std::uint64_t{start} + 2)
+                                         : 0;
   count = std::min(count, clustersLeft);
   if (count != 0) addDataExtStartBlock(start, static_cast<std::uint32_t>(count), file);
 }

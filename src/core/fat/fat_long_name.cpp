@@ -72,7 +72,8 @@ std::optional<std::u16string> LongNameCollector::takeNameFor(const FatDirectoryE
   // Deleted: the run of deleted slots just before the entry that share the last slot's checksum.
   const std::uint8_t checksum = slots.back().checksum;
   auto first = slots.end();
-  while (first != slots.begin() && std::prev(first)->ordinal == kFatDeletedMark && std::prev(first)->checksum == checksum)
+  while (first != slots.begin() && std::prev(first)->ordinal == kFatDeletedMark &&
+         std::prev(first)->checksum == checksum)
     --first;
   if (first == slots.end()) return std::nullopt;
   // Exactly one first letter gives any checksum; it has to be one a short name can start with.

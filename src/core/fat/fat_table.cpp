@@ -61,7 +61,8 @@ ClusterChain FatTable::storeClusterDetailsOfFolder(std::uint32_t firstCluster) {
     chain.end = ClusterChain::End::kFree;
     return chain;
   }
-  const std::uint32_t endOfChain = bits_ == FatBits::kFat12 ? 0xFF8U : (bits_ == FatBits::kFat16 ? 0xFFF8U : 0x0FFFFFF8U);
+  const std::uint32_t endOfChain =
+      bits_ == FatBits::kFat12 ? 0xFF8U : (bits_ == FatBits::kFat16 ? 0xFFF8U : 0x0FFFFFF8U);
   const auto cut = [&chain](ClusterChain::End end, const char* what, std::uint32_t cluster) {
     chain.end = end;
     chain.reason = std::string(what) + " at cluster " + std::to_string(cluster);

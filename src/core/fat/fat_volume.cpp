@@ -71,11 +71,13 @@ std::uint32_t FatVolume::maxCluster() const {
   const std::uint64_t total = boot_.totalSectors16 != 0 ? boot_.totalSectors16 : boot_.totalSectors32;
   if (total <= v.u64SaveVolumeStart) return 0;
   const std::uint64_t clusters = (total - v.u64SaveVolumeStart) / v.u8SectorPerCluster;
-  const std::uint64_t tableBytes = std::uint64_t{v.u32FATSize} * static_cast<std::uint64_t>(std::max(v.u32BytesInSector, 1));
+  const std::uint64_t tableBytes =
+      std::uint64_t{v.u32FATSize} * static_cast<std::uint64_t>(std::max(v.u32BytesInSector, 1));
   std::uint64_t tableEntries = tableBytes / 4;
   if (v.volumeContent == "FAT12") tableEntries = tableBytes * 2 / 3;
   if (v.volumeContent == "FAT16") tableEntries = tableBytes / 2;
-  const std::uint64_t highest = std::min({clusters + 1, tableEntries == 0 ? 0 : tableEntries - 1, std::uint64_t{0x0FFFFFF5}});
+  const std::uint64_t highest =
+      std::min({clusters + 1, tableEntries == 0 ? 0 : tableEntries - 1, std::uint64_t{0x0FFFFFF5}});
   return static_cast<std::uint32_t>(highest);
 }
 
@@ -87,9 +89,10 @@ std::uint8_t FatVolume::startFATFileSystemRecovery() {
   if (controller != nullptr) controller->setUpTimer();
   if (healthy == 0) {
     if (controller != nullptr) {
-      controller->runAlertPanel({"!Volume corrupted",
-                                 "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
-                                 {"OK"}});
+      controller->runAlertPanel(
+          {"!Volume corrupted",
+           "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
+           {"OK"}});
       controller->invalidateTimer();
     }
     return 0;
