@@ -4,6 +4,8 @@
 
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 #include <vector>
 
 #include "app/drive_discovery.h"
@@ -149,7 +151,11 @@ int scanCommand(const std::vector<std::string>& allArgs) {
     return usageError("--tree-scan belongs to --mode partitions");
   if (mode != "partitions" && options.value("--partition")) return usageError("--partition belongs to --mode partitions");
   if (options.value("--signatures").value_or("skip") != "skip") return usageError("--signatures takes skip");
-  const std::string target = options.positional.front();
+  // Kept absolute: a session written by this scan finds its image again from any folder.
+  std::error_code ignored;
+  const std::filesystem::path given(options.positional.front());
+  const std::filesystem::path absolute = std::filesystem::absolute(given, ignored);
+  const std::string target = absolute.empty() ? given.string() : absolute.lexically_normal().string();
 
   int partitionRow = 0;
   int volumeRow = -1;
