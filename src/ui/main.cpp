@@ -37,7 +37,8 @@ int main(int argc, char** argv) {
   parser.setApplicationDescription("Recovers deleted and lost files from disks, volumes and disk images.");
   parser.addHelpOption();
   parser.addVersionOption();
-  parser.addPositionalArgument("images", "Disk images to put into the lists of drives and volumes.", "[IMAGE...]");
+  parser.addPositionalArgument("files", "Disk images to put into the lists of drives and volumes, or a recovery "
+                               "session file (.nvs) to open.", "[FILE...]");
   // For documentation and checks: draw the window once into a PNG and quit.
   QCommandLineOption screenshot("screenshot", "Write the window to FILE as PNG and quit.", "FILE");
   QCommandLineOption walk("walk-screens", "Walk every screen with the image given and write each to DIR.", "DIR");
@@ -49,9 +50,14 @@ int main(int argc, char** argv) {
   parser.addOption(sessionEnv);
   parser.process(app);
 
-  const QStringList files = parser.positionalArguments();
-  nua::ui::MainWindow window(files);
+  // Session files open once the window is up; every other file is a disk image for the lists.
+  QStringList images;
+  QStringList sessions;
+  for (const QString& file : parser.positionalArguments()) (file.endsWith(".nvs") ? sessions : images) << file;
+  nua::ui::MainWindow window(images);
   window.show();
+  if (!sessions.isEmpty() && !parser.isSet(walk))
+    QTimer::singleShot(0, &window, [&window, session = sessions.front()] { window.openScanInfoFile(session); });
   if (parser.isSet(screenshot)) {
     const QString file = parser.value(screenshot);
     QTimer::singleShot(300, &window, [&window, file] {
@@ -59,11 +65,11 @@ int main(int argc, char** argv) {
       QApplication::exit(saved ? 0 : 1);
     });
   } else if (parser.isSet(walk)) {
-    if (files.isEmpty()) {
+    if (images.isEmpty()) {
       std::fprintf(stderr, "nua-recovery: --walk-screens needs a disk image\n");
       return 2;
     }
-    nua::ui::walkScreens(window, parser.value(walk), files.front());
+    nua::ui::walkScreens(window, parser.value(walk), images.front());
   }
   return QApplication::exec();
 }

@@ -24,6 +24,7 @@
 #include "drive_list_pages.h"
 #include "page_kit.h"
 #include "progress_page.h"
+#include "session_sheet.h"
 #include "signatures_page.h"
 #include "simple_pages.h"
 #ifdef NUA_HAVE_TREE_PAGE
@@ -93,6 +94,7 @@ MainWindow::MainWindow(const QStringList& images)
   tree_->setObjectName("Tree");
   connect(tree_, &TreePage::backClicked, this, [this] { controller_->treeBackButtonClicked(); });
   connect(tree_, &TreePage::homeClicked, this, [this] { controller_->gotoHome(); });
+  connect(tree_, &TreePage::saveSessionClicked, this, &MainWindow::saveRecoverySession);
   tree = tree_;
 #else
   tree = placeholderTreeScreen(c);
@@ -116,6 +118,11 @@ MainWindow::MainWindow(const QStringList& images)
     stack_->addWidget(screen);
   }
   controller_->progressChanged = [this] { progress_->refresh(); };
+  sessionSheet_ = new SessionSheet(c, this);
+  controller_->sessionScreenChanged = [this] { sessionSheet_->refresh(); };
+  // The quit question's "Yes" asks for the file and writes the session; the quit waits for it.
+  controller_->saveScanInfoForQuit = [this] { saveRecoverySession(); };
+  controller_->scanInfoSavedForQuit = [this] { return controller_->scanInfoSaved(); };
 
   // The scan threads reach the screen only through the controller's queue, served here.
   mainThreadPump_ = new QTimer(this);
@@ -157,12 +164,13 @@ void MainWindow::buildMenus() {
   addImage->setShortcut(QKeySequence(tr("Ctrl+I")));
   connect(addImage, &QAction::triggered, this, &MainWindow::chooseDiskImage);
   QAction* open = file->addAction(themeIcon("document-open", QStyle::SP_CustomBase), tr("Open Recovery Session…"));
-  QAction* save = file->addAction(themeIcon("document-save", QStyle::SP_CustomBase), tr("Save Recovery Session"));
-  for (QAction* session : {open, save}) {
-    session->setObjectName(session == open ? "openSession" : "saveSession");
-    session->setEnabled(false);
-    session->setToolTip(tr("Recovery sessions are not available in this version."));
-  }
+  open->setShortcut(QKeySequence::Open);
+  connect(open, &QAction::triggered, this, &MainWindow::openRecoverySession);
+  saveSessionAction_ =
+      file->addAction(themeIcon("document-save", QStyle::SP_CustomBase), tr("Save Recovery Session"));
+  saveSessionAction_->setShortcut(QKeySequence::Save);
+  saveSessionAction_->setEnabled(false);
+  connect(saveSessionAction_, &QAction::triggered, this, &MainWindow::saveRecoverySession);
   file->addSeparator();
   QAction* root = file->addAction(themeIcon("security-high", QStyle::SP_CustomBase),
                                   tr("Restart with Administrator Rights"));
@@ -172,7 +180,8 @@ void MainWindow::buildMenus() {
   file->addSeparator();
   QAction* quit = file->addAction(themeIcon("application-exit", QStyle::SP_CustomBase), tr("Quit"));
   quit->setShortcut(QKeySequence::Quit);
-  connect(quit, &QAction::triggered, this, [this] { controller_->terminateApplication(); });
+  connect(quit, &QAction::triggered, this,
+          [this] { withTreeSavingState([this] { controller_->terminateApplication(); return true; }); });
 
   QMenu* help = menuBar()->addMenu(tr("&Help"));
   connect(help->addAction(tr("About Nua Recovery Software")), &QAction::triggered, this, [this] {
@@ -191,6 +200,8 @@ void MainWindow::showTab(const std::string& identifier) {
   stack_->setCurrentWidget(screen);
   const bool tree = identifier == "Tree";
   setMouseTracking(tree);
+  // A result can be kept as a session while it is shown, and one that came from a session needs no copy.
+  saveSessionAction_->setEnabled(tree && controller_->selectedVolume && !controller_->selectedVolume->openedScanInfo);
   if (progress_->abortSheet() && tree) progress_->abortSheet()->done(QMessageBox::Cancel);
 #ifdef NUA_HAVE_TREE_PAGE
   if (tree) tree_->showResult();
@@ -269,8 +280,22 @@ void MainWindow::applySizeRules() {
   setMaximumSize(largest.width, largest.height);
 }
 
+bool MainWindow::withTreeSavingState(const std::function<bool()>& decision) {
+  // The tree screen runs its saving of files itself; while it does, the controller counts it as busy.
+#ifdef NUA_HAVE_TREE_PAGE
+  const bool treeSaving = tree_ != nullptr && !tree_->scanInfoOrSavingNotProcessing();
+#else
+  const bool treeSaving = false;
+#endif
+  const bool before = controller_->scanInfoOrSavingNotProcessing;
+  if (treeSaving) controller_->scanInfoOrSavingNotProcessing = false;
+  const bool result = decision();
+  if (treeSaving) controller_->scanInfoOrSavingNotProcessing = before;
+  return result;
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
-  if (!controller_->windowShouldClose()) {
+  if (!withTreeSavingState([this] { return controller_->windowShouldClose(); })) {
     event->ignore();
     return;
   }
@@ -294,6 +319,27 @@ void MainWindow::addDiskImage(const QString& path) {
   if (currentTab() == "Drives List") controller_->refreshDrivesList();
 }
 
+void MainWindow::openRecoverySession() {
+  if (!controller_->open()) return;
+  const QString path = QFileDialog::getOpenFileName(this, tr("Open Recovery Session"), QDir::homePath(),
+                                                    tr("Recovery sessions (*.nvs)"));
+  if (!path.isEmpty()) controller_->open(path.toStdString());
+}
+
+void MainWindow::openScanInfoFile(const QString& path) {
+  controller_->openScanInfoFile(QFileInfo(path).absoluteFilePath().toStdString());
+}
+
+void MainWindow::saveRecoverySession() {
+  if (!controller_->selectedVolume || controller_->selectedVolume->dirRoot == nullptr) return;
+  const QString suggested = QString::fromStdString(Kelvo_Recovery_SoftwareAppDelegate::suggestedScanInfoFileName());
+  QString path = QFileDialog::getSaveFileName(this, tr("Save Recovery Session"),
+                                              QDir::home().filePath(suggested + ".nvs"), tr("Recovery sessions (*.nvs)"));
+  if (path.isEmpty()) return;
+  if (!path.endsWith(".nvs")) path += ".nvs";
+  controller_->save(path.toStdString());
+}
+
 bool MainWindow::mayOpen(const Dict& row) {
   const std::string path = row.string("Path");
   if (path.empty() || ::access(path.c_str(), R_OK) == 0 || errno != EACCES) return true;
@@ -313,7 +359,7 @@ void MainWindow::restartWithAdministratorRights() {
     return;
   }
   // Restarting is quitting: the same refusals and the same question about the session.
-  if (!controller_->windowShouldClose()) return;
+  if (!withTreeSavingState([this] { return controller_->windowShouldClose(); })) return;
   // pkexec clears the environment; the session's display settings travel as options.
   QStringList arguments{QCoreApplication::applicationFilePath()};
   for (const char* key : {"DISPLAY", "XAUTHORITY", "WAYLAND_DISPLAY", "XDG_RUNTIME_DIR", "QT_QPA_PLATFORM"})

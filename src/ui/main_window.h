@@ -23,6 +23,7 @@ class QLabel;
 namespace nua::ui {
 
 class ProgressPage;
+class SessionSheet;
 class TreePage;
 
 class MainWindow : public QMainWindow, public WizardView {
@@ -54,6 +55,8 @@ class MainWindow : public QMainWindow, public WizardView {
   [[nodiscard]] const QStringList& diskImages() const { return *images_; }
   // Puts an image file into the lists, as "Add Disk Image…" does; the shown list is built again.
   void addDiskImage(const QString& path);
+  // A recovery session file ("nvs") launched from outside, as from the command line.
+  void openScanInfoFile(const QString& path);
 
  protected:
   void closeEvent(QCloseEvent* event) override;
@@ -62,6 +65,10 @@ class MainWindow : public QMainWindow, public WizardView {
  private:
   void buildMenus();
   void chooseDiskImage();
+  void openRecoverySession();
+  void saveRecoverySession();
+  // Quitting and closing take the tree screen's own saving run into account.
+  bool withTreeSavingState(const std::function<bool()>& decision);
   void restartWithAdministratorRights();
   [[nodiscard]] bool mayOpen(const Dict& row);
   void applySizeRules();
@@ -77,6 +84,8 @@ class MainWindow : public QMainWindow, public WizardView {
   ProgressPage* progress_ = nullptr;
   TreePage* tree_ = nullptr;
   QLabel* loadingSheet_ = nullptr;
+  SessionSheet* sessionSheet_ = nullptr;
+  QAction* saveSessionAction_ = nullptr;
   QTimer* mainThreadPump_ = nullptr;
   bool initialSizeTaken_ = false;
   bool permissionNoteShown_ = false;

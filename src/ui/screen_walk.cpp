@@ -103,8 +103,11 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
         w->grabShown();
       },
       [w, &c] {
-        c.rawSliderBackToSigSelClicked();
-        c.skipButtonSigTabClicked();  // the tree scan alone
+        // Without a catalog the box starts the tree scan at once; a second one is never started beside it.
+        if (!c.scanIsRunning) {
+          c.rawSliderBackToSigSelClicked();
+          c.skipButtonSigTabClicked();  // the tree scan alone
+        }
         w->grabShown();
       },
       [w] {

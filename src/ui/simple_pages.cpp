@@ -91,7 +91,9 @@ QWidget* makeModeScreen(Controller& controller, const QString& identifier) {
   QVBoxLayout* layout = makePage(page, identifier, title);
   layout->addStretch();
   for (const Mode& mode : modes) {
-    QPushButton* button = choiceButton(mode.caption, mode.explanation, "system-search", QStyle::SP_FileDialogDetailedView);
+    const bool fast = &mode == &modes[0];
+    QPushButton* button = choiceButton(mode.caption, mode.explanation, fast ? "system-search" : "edit-find",
+                                       fast ? QStyle::SP_FileDialogDetailedView : QStyle::SP_FileDialogContentsView);
     QObject::connect(button, &QPushButton::clicked, page, [&controller, action = mode.action] { (controller.*action)(); });
     layout->addWidget(button, 0, Qt::AlignHCenter);
   }
