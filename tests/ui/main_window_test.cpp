@@ -1,0 +1,209 @@
+// The desktop program's window driven by its buttons: the ways back between the screens, and a whole
+// recovery from a kit image added as a disk image, through "Progress" and "Tree" to saved files that
+// match the manifest.
+#include "main_window.h"
+
+#include <unistd.h>
+
+#include <QApplication>
+#include <QListWidget>
+#include <QPushButton>
+#include <QSignalSpy>
+#include <QTest>
+#include <filesystem>
+#include <fstream>
+
+#include "imagekit/manifest.h"
+#include "imagekit/scenario.h"
+#ifdef NUA_HAVE_TREE_PAGE
+#include "tree/record_tree_model.h"
+#include "tree/tree_page.h"
+#endif
+
+namespace nua::ui {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string readAll(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Clicks the button of the screen shown whose caption begins with `caption`.
+bool click(MainWindow& window, const QString& caption) {
+  QWidget* page = window.page(window.currentTab());
+  if (page == nullptr) return false;
+  for (QPushButton* button : page->findChildren<QPushButton*>())
+    if (button->text().startsWith(caption) && button->isVisible() && button->isEnabled()) {
+      button->click();
+      return true;
+    }
+  return false;
+}
+
+// Selects the row of a list screen whose dictionary `matches`; false when there is none.
+bool selectRow(MainWindow& window, const char* listName, const std::vector<Dict>& rows,
+               const std::function<bool(const Dict&)>& matches) {
+  auto* list = window.findChild<QListWidget*>(listName);
+  if (list == nullptr) return false;
+  for (std::size_t i = 0; i < rows.size(); ++i)
+    if (matches(rows[i])) {
+      list->setCurrentRow(static_cast<int>(i));
+      return true;
+    }
+  return false;
+}
+
+}  // namespace
+
+class MainWindowTest : public QObject {
+  Q_OBJECT
+
+ private slots:
+  void initTestCase() {
+    folder_ = fs::temp_directory_path() / ("nua-ui-window-" + std::to_string(::getpid()));
+    fs::create_directories(folder_);
+    // The signature files are copied into the user's data folder on first use: keep them in ours.
+    qputenv("XDG_DATA_HOME", QByteArray::fromStdString((folder_ / "data").string()));
+    for (const char* scenario : {"demo", "hfs-journal-deleted"}) {
+      std::string error;
+      const imagekit::Scenario* found = imagekit::findScenario(scenario);
+      QVERIFY(found != nullptr);
+      QVERIFY2(found->make((folder_ / (std::string(scenario) + ".img")).string(), {}, manifests_[scenario], error),
+               error.c_str());
+    }
+  }
+  void cleanupTestCase() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+  }
+
+  void everyWayBackAtTheWindow() {
+    MainWindow window;
+    window.uiBridge().answerAutomatically(1);  // "OK" in the tips
+    window.show();
+    const QString image = QString::fromStdString((folder_ / "demo.img").string());
+    window.addDiskImage(image);
+    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    QCOMPARE(window.currentTab(), QString("Main Screen"));
+    const QString goals[] = {"Recover Files", "Recover Photos", "Recover Partitions"};
+    for (const QString& goal : goals) {
+      QVERIFY(click(window, goal));
+      QCOMPARE(window.currentTab(), goal);
+      QVERIFY(click(window, "Back"));
+      QCOMPARE(window.currentTab(), QString("Main Screen"));
+    }
+    // A mode's drive list goes back to its mode screen, with Next off until a row is chosen.
+    QVERIFY(click(window, "Recover Photos"));
+    QVERIFY(click(window, "Fast Scan"));
+    QCOMPARE(window.currentTab(), QString("Drives List"));
+    QVERIFY(!window.control(WizardControl::kDrivesListNext)->isEnabled());
+    QVERIFY(click(window, "Back"));
+    QCOMPARE(window.currentTab(), QString("Recover Photos"));
+    QCOMPARE(c.scanMode, -1);
+    QVERIFY(click(window, "Back"));
+
+    // The partition path, and back from each screen on it.
+    QVERIFY(click(window, "Recover Partitions"));
+    QVERIFY(click(window, "Partition Recovery"));
+    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(),
+                      [&](const Dict& row) { return row.string("Path") == image.toStdString(); }));
+    QVERIFY(window.control(WizardControl::kDrivesListNext)->isEnabled());
+    QVERIFY(click(window, "Next"));
+    QCOMPARE(window.currentTab(), QString("PT list"));
+    QVERIFY(!window.control(WizardControl::kScanForVolumesBox)->isEnabled());
+    QVERIFY(selectRow(window, "ptList", c.partitionListDictArray, [](const Dict&) { return true; }));
+    QVERIFY(click(window, "Next"));
+    QCOMPARE(window.currentTab(), QString("Tree scan mode"));
+    QVERIFY(click(window, "Standard Scan"));
+    QCOMPARE(window.currentTab(), QString("Signatures"));
+    QVERIFY(!window.control(WizardControl::kSignaturesNext)->isEnabled());
+    QVERIFY(!c.sigRootArray.empty());
+    c.setSigMark(*c.sigRootArray.front(), true);
+    QVERIFY(window.control(WizardControl::kSignaturesNext)->isEnabled());
+    static_cast<QAbstractButton*>(window.control(WizardControl::kRawSearchBox))->click();
+    QVERIFY(click(window, "Next"));
+    QCOMPARE(window.currentTab(), QString("Raw slider"));
+    QVERIFY(click(window, "Back"));
+    QCOMPARE(window.currentTab(), QString("Signatures"));
+    QVERIFY(!window.control(WizardControl::kSignaturesNext)->isEnabled());
+    QVERIFY(click(window, "Back"));
+    QCOMPARE(window.currentTab(), QString("Tree scan mode"));
+    QTRY_VERIFY(c.selectedVolume == nullptr);
+    QVERIFY(click(window, "Back"));
+    QCOMPARE(window.currentTab(), QString("PT list"));
+    QVERIFY(click(window, "Back"));
+    QCOMPARE(window.currentTab(), QString("Drives List"));
+    QVERIFY(click(window, "Home"));
+    QCOMPARE(window.currentTab(), QString("Main Screen"));
+    // Off "Tree" with no scan running, the window may close.
+    QVERIFY(c.windowShouldClose());
+  }
+
+  // "Recover Files", fast, the journaled HFS+ image with deleted files added as a disk image: the scan
+  // runs to "Tree", and the deleted files saved from there match the manifest.
+  void recoverDeletedFilesFromAnImage() {
+    MainWindow window;
+    std::vector<std::string> alerts;
+    window.uiBridge().answerAutomatically(0);
+    window.uiBridge().alertShown = [&](const Alert& alert) { alerts.push_back(alert.title); };
+    window.show();
+    const std::string image = (folder_ / "hfs-journal-deleted.img").string();
+    window.addDiskImage(QString::fromStdString(image));
+    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    QVERIFY(click(window, "Recover Files"));
+    QVERIFY(click(window, "Fast Scan"));
+    QCOMPARE(window.currentTab(), QString("Drives List"));
+    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(),
+                      [&](const Dict& row) { return row.string("Path") == image && row.has("WhetherVolume"); }));
+    QVERIFY(click(window, "Next"));
+    QCOMPARE(window.currentTab(), QString("Progress"));  // no screen between for a journaled volume
+    QTRY_COMPARE_WITH_TIMEOUT(window.currentTab(), QString("Tree"), 60000);
+    QVERIFY(!c.scanIsRunning);
+    QVERIFY(std::find(alerts.begin(), alerts.end(), "Deleted file scan completed") != alerts.end());
+
+    const imagekit::Manifest& manifest = manifests_["hfs-journal-deleted"];
+    std::vector<imagekit::ManifestEntry> deleted;
+    for (const auto& e : manifest.volumes.at(0).entries)
+      if (e.deleted && !e.folder && e.size > 0) deleted.push_back(e);
+    QVERIFY(!deleted.empty());
+#ifdef NUA_HAVE_TREE_PAGE
+    auto* tree = window.findChild<TreePage*>();
+    QVERIFY(tree != nullptr);
+    QSignalSpy prepared(tree, &TreePage::treePrepared);
+    tree->toggleTreeDeleted();  // the deleted files alone
+    QVERIFY(prepared.count() == 1 || prepared.wait(30000));
+    QVERIFY(tree->model()->setData(tree->model()->index(0, RecordTreeModel::kMark), Qt::Checked, Qt::CheckStateRole));
+    const fs::path out = folder_ / "saved";
+    fs::create_directories(out);
+    tree->chooseFolder = [&] { return std::optional<QString>(QString::fromStdString(out.string())); };
+    QSignalSpy finished(tree, &TreePage::savingFinished);
+    tree->saveButton()->click();
+    QVERIFY(finished.count() == 1 || finished.wait(60000));
+    // Each deleted file is found once among the saved files, by name, with the manifest's content.
+    std::map<std::string, fs::path> savedByName;
+    for (const auto& entry : fs::recursive_directory_iterator(out))
+      if (entry.is_regular_file()) savedByName[entry.path().filename().string()] = entry.path();
+    for (const auto& e : deleted) {
+      QVERIFY2(savedByName.count(e.name) == 1, e.path.c_str());
+      const std::string bytes = readAll(savedByName[e.name]);
+      QCOMPARE(imagekit::sha256Hex(std::as_bytes(std::span(bytes.data(), bytes.size()))), e.sha256);
+    }
+    // Leaving the result: the tip, then the drive list built again.
+    window.uiBridge().answerAutomatically(1);
+    tree->buttonTreeBackToPartitions()->click();
+    QTRY_COMPARE(window.currentTab(), QString("Drives List"));
+    QVERIFY(c.selectedVolume == nullptr);
+#endif
+  }
+
+ private:
+  fs::path folder_;
+  std::map<std::string, imagekit::Manifest> manifests_;
+};
+
+}  // namespace nua::ui
+
+QTEST_MAIN(nua::ui::MainWindowTest)
+#include "main_window_test.moc"
