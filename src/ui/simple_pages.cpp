@@ -18,7 +18,8 @@ QPushButton* choiceButton(const QString& caption, const QString& explanation, co
                           QStyle::StandardPixmap fallback) {
   auto* button = new QPushButton(themeIcon(iconName, fallback), caption + "\n" + explanation);
   button->setIconSize(QSize(40, 40));
-  button->setMinimumSize(460, 72);
+  button->setFixedWidth(540);  // one width for every choice, whatever its text
+  button->setMinimumHeight(72);
   button->setStyleSheet("text-align: left; padding-left: 14px;");
   return button;
 }
