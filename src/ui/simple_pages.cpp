@@ -16,8 +16,15 @@ namespace {
 // A large choice button with a line of explanation under its caption.
 QPushButton* choiceButton(const QString& caption, const QString& explanation, const QString& iconName,
                           QStyle::StandardPixmap fallback) {
-  auto* button = new QPushButton(themeIcon(iconName, fallback), caption + "\n" + explanation);
-  button->setIconSize(QSize(40, 40));
+  const QSize size(40, 40);
+  QIcon icon = themeIcon(iconName, fallback);
+  // Some themes carry only a small pixmap of an icon, which Qt never scales up: scale it here so
+  // every choice shows its icon at one size.
+  const QPixmap pixmap = icon.pixmap(size);
+  if (!pixmap.isNull() && pixmap.width() < size.width())
+    icon = QIcon(pixmap.scaled(size, Qt::KeepAspectRatio, Qt::SmoothTransformation));
+  auto* button = new QPushButton(icon, caption + "\n" + explanation);
+  button->setIconSize(size);
   button->setFixedWidth(540);  // one width for every choice, whatever its text
   button->setMinimumHeight(72);
   button->setStyleSheet("text-align: left; padding-left: 14px;");

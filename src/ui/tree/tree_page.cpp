@@ -21,7 +21,7 @@ namespace nua::ui {
 namespace {
 
 // Column widths to start with. Sizing to contents would measure every row of a million-entry folder.
-constexpr int kColumnWidths[RecordTreeModel::kColumnCount] = {48, 320, 80, 90, 80, 150, 150};
+constexpr int kColumnWidths[RecordTreeModel::kColumnCount] = {48, 280, 80, 90, 80, 150, 150};  // fits the initial window
 
 QDialog* makePreparingSheet(QWidget* parent) {
   auto* sheet = new QDialog(parent);
