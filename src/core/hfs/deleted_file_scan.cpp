@@ -6,6 +6,7 @@
 #include "base/log.h"
 #include "hfs/bt_node_descriptor.h"
 #include "hfs/catalog_fragments.h"
+#include "hfs/detail/catalog_leaf_walk.h"
 #include "hfs/detail/fragment_record.h"
 #include "hfs/hfs_catalog_file.h"
 #include "hfs/hfs_catalog_folder.h"
@@ -24,7 +25,7 @@ using Clock = std::chrono::steady_clock;
 
 class LiveFileWalk {
  public:
-  LiveFileWalk(HfsVolume& hfs, LiveFolders* folders) : hfs_(hfs), v_(hfs.volume()), folders_(folders) {}
+  LiveFileWalk(HfsVolume& hfs, LiveFolders* folders) : hfs_(hfs), v_(hfs.volume()), folders_(folders), walk_(hfs) {}
   void run();
 
  private:
@@ -35,10 +36,7 @@ class LiveFileWalk {
   HfsVolume& hfs_;
   Volume& v_;
   LiveFolders* folders_;
-  std::vector<std::byte> node_;
-  std::uint16_t numRecords_ = 0;
-  bool doubting_ = false;
-  std::uint64_t recordsSeen_ = 0;
+  detail::CatalogLeafWalk walk_;
   std::uint64_t recordsCounted_ = 0;
   Clock::time_point start_ = Clock::now();
 };
@@ -48,97 +46,43 @@ Dict zeroCounts() {
 }
 
 void LiveFileWalk::run() {
-  const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
-  node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
   v_.sendProgress(Dict{{"Progress Status", "default"},
                        {"Progress Type", 1},
                        {"BarMaxValue", static_cast<std::uint64_t>(v_.leafRecords)},
                        {"TimeRemaining", ""}},
                   true);
-  std::uint32_t nodeNumber = v_.firstLeafNode;
-  std::size_t pointerIndex = 0;
-  std::size_t totalIndex = 0;
-  while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
-    const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
-    std::optional<BTNodeDescriptor_> descriptor;
-    if (sector != 0) {
-      std::fill(node_.begin(), node_.end(), std::byte{0});
-      (void)v_.readSector(sector, v_.catNodeSize, node_);
-      if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
-    }
-    bool completed = false;
-    if (descriptor) {
-      ItemTypeUInt32* seen = v_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
-      if (seen != nullptr && seen->retrieveCount >= 2) break;  // the chain loops
-      if (seen == nullptr) {
-        v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
-        numRecords_ = descriptor->numRecords;
-        recordsSeen_ += numRecords_;
-        for (std::size_t i = 0; i < numRecords_ && !v_.stopTreeThread; ++i) readRecord(i);
-        completed = true;
-      }
-    }
-    // The next node: the sibling link while the chain is trusted, then the gathered lists.
-    nodeNumber = 0;
-    if (doubting_) {
-      if (totalIndex < v_.leafNodePointerTotalArray.size()) nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
-    } else if (descriptor && descriptor->fLink != 0) {
-      nodeNumber = descriptor->fLink;
-    } else if (completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
-      nodeNumber = 0;
-    } else if (pointerIndex < v_.leafNodePointerArray.size()) {
-      nodeNumber = v_.leafNodePointerArray[pointerIndex++];
-    } else if (totalIndex < v_.leafNodePointerTotalArray.size()) {
-      nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
-      doubting_ = true;
-    }
-  }
-  node_.clear();
-  node_.shrink_to_fit();
+  walk_.run([this] {
+    for (std::size_t i = 0; i < walk_.numRecords() && !v_.stopTreeThread; ++i) readRecord(i);
+  });
   Dict done = zeroCounts();
   done.set("BarDoubleValue", static_cast<std::uint64_t>(v_.leafRecords));
   v_.sendProgress(done, true);
 }
 
 void LiveFileWalk::readRecord(std::size_t index) {
-  const ByteSpan node(node_);
+  const ByteSpan node = walk_.node();
   const std::size_t nodeBytes = node.size();
-  const std::size_t sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
-  if (2 * (index + 1) > nodeBytes) return;
-  const std::size_t slot = nodeBytes - 2 * (index + 1);
-  if (slot < kBTNodeDescriptorSize) return;
-  const std::size_t offset = be16(node, slot);
-  const std::int64_t limit = static_cast<std::int64_t>(nodeBytes) - 1 - 2 - 2 * static_cast<std::int64_t>(numRecords_);
-  const auto within = [&](std::size_t end) { return static_cast<std::int64_t>(end) <= limit; };
-  if (offset < kBTNodeDescriptorSize || !fits(nodeBytes, offset, 8)) return;
-  const std::uint16_t keyLength = be16(node, offset);
-  if (doubting_) {
-    if (slot + sectorBytes < nodeBytes) return;
-    if (!within(offset + 2)) return;
-    if (keyLength >= 517 || keyLength < kCatalogKeyMinLength || !within(offset + 2 + keyLength)) return;
-    if (be32(node, offset + 2) == 0) return;
-  }
-  const std::uint16_t nameLength = be16(node, offset + 6);
-  if (nameLength == 0 || nameLength >= 256) return;
-  auto key = parseHFSPlusCatalogKey(node.subspan(offset, std::min(kCatalogKeyMaxSize, nodeBytes - offset)));
-  if (!key) return;
-  if (doubting_ && !within(offset + keyLength + 4)) return;
-  if (key->name == u".DS_Store") return;
+  const bool doubting = walk_.doubting();
+  const auto head = detail::readCatalogRecordHead(node, index, walk_.numRecords(),
+                                                  static_cast<std::size_t>(v_.u32BytesInSector), doubting);
+  if (!head) return;
+  const HFSPlusCatalogKey_* key = &head->key;
+  const auto within = [&](std::size_t end) { return head->within(end); };
   ++recordsCounted_;
-  const std::size_t bodyOffset = offset + 2 + static_cast<std::size_t>(keyLength);
+  const std::size_t bodyOffset = head->bodyOffset;
   if (!fits(nodeBytes, bodyOffset, 2)) return;
   const auto recordType = static_cast<std::int16_t>(be16(node, bodyOffset));
-  if (recordType == kFolderRecordType && folders_ != nullptr && (!doubting_ || within(bodyOffset + kCatalogFolderSize))) {
+  if (recordType == kFolderRecordType && folders_ != nullptr && (!doubting || within(bodyOffset + kCatalogFolderSize))) {
     if (auto folder = parseHFSPlusCatalogFolder(node.subspan(bodyOffset)); folder && folder->folderID != 0)
       folders_->emplace(folder->folderID, LiveFolder{key->parentID, key->name, folder->createDate, folder->contentModDate});
     return;
   }
   if (!fits(nodeBytes, bodyOffset, kCatalogFileSize)) return;
   if (recordType != kFileRecordType) return;  // only files are compared
-  if (doubting_ && !within(bodyOffset + kCatalogFileSize)) return;
+  if (doubting && !within(bodyOffset + kCatalogFileSize)) return;
   auto file = parseHFSPlusCatalogFile(node.subspan(bodyOffset));
   if (!file) return;
-  if (doubting_ && (file->accessDate == 0 || file->contentModDate == 0 || file->createDate == 0 ||
+  if (doubting && (file->accessDate == 0 || file->contentModDate == 0 || file->createDate == 0 ||
                     file->fileID == 0 || file->recordType != kFileRecordType))
     return;
   addLiveFile(*key, *file);
@@ -193,10 +137,11 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatal
 }
 
 void LiveFileWalk::reportProgress() {
-  if (recordsSeen_ == 0 || v_.timerFireMethodCanRun) return;
+  if (walk_.recordsSeen() == 0 || v_.timerFireMethodCanRun) return;
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
   const double total = 2.0 * static_cast<double>(v_.leafRecords);
-  const double remaining = (total - static_cast<double>(recordsSeen_)) * elapsed / static_cast<double>(recordsSeen_);
+  const auto seen = static_cast<double>(walk_.recordsSeen());
+  const double remaining = (total - seen) * elapsed / seen;
   Dict update = zeroCounts();
   update.set("TimeRemaining", getTimeFormStringForInterval(remaining));
   update.set("BarDoubleValue", recordsCounted_);

@@ -4,6 +4,7 @@
 #include <chrono>
 
 #include "hfs/bt_node_descriptor.h"
+#include "hfs/detail/catalog_leaf_walk.h"
 #include "hfs/hfs_catalog_file.h"
 #include "hfs/hfs_catalog_folder.h"
 #include "hfs/hfs_catalog_key.h"
@@ -17,7 +18,7 @@ using Clock = std::chrono::steady_clock;
 
 class CatalogWalk {
  public:
-  explicit CatalogWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()) {}
+  explicit CatalogWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()), walk_(hfs) {}
   void run();
 
  private:
@@ -33,10 +34,7 @@ class CatalogWalk {
 
   HfsVolume& hfs_;
   Volume& v_;
-  std::vector<std::byte> node_;
-  std::uint16_t numRecords_ = 0;
-  bool doubting_ = false;
-  std::uint64_t recordsSeen_ = 0;
+  detail::CatalogLeafWalk walk_;
   Clock::time_point start_ = Clock::now();
 };
 
@@ -49,96 +47,37 @@ Dict CatalogWalk::counts() const {
 }
 
 void CatalogWalk::run() {
-  const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
-  node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
   v_.sendProgress(Dict{{"Progress Status", "default"},
                        {"Progress Type", 1},
                        {"BarMaxValue", static_cast<std::uint64_t>(v_.leafRecords)},
                        {"TimeRemaining", ""}},
                   true);
-  std::uint32_t nodeNumber = v_.firstLeafNode;
-  std::size_t pointerIndex = 0;
-  std::size_t totalIndex = 0;
-  while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
-    const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
-    std::optional<BTNodeDescriptor_> descriptor;
-    if (sector != 0) {
-      std::fill(node_.begin(), node_.end(), std::byte{0});
-      (void)v_.readSector(sector, v_.catNodeSize, node_);
-      if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
-    }
-    bool completed = false;
-    if (descriptor) {
-      ItemTypeUInt32* seen = v_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
-      if (seen != nullptr && seen->retrieveCount >= 2) break;  // the chain loops
-      if (seen == nullptr) {
-        v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
-        numRecords_ = descriptor->numRecords;
-        recordsSeen_ += numRecords_;
-        for (std::size_t i = 0; i < numRecords_ && !v_.stopTreeThread; ++i)
-          if (readRecord(i)) reportProgress();
-        completed = true;
-      }
-    }
-    // The next node: the sibling link while the chain is trusted, then the gathered lists.
-    nodeNumber = 0;
-    if (doubting_) {
-      if (totalIndex < v_.leafNodePointerTotalArray.size()) nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
-    } else if (descriptor && descriptor->fLink != 0) {
-      nodeNumber = descriptor->fLink;
-    } else if (completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
-      nodeNumber = 0;  // every record has been seen: a null link is the true end
-    } else if (pointerIndex < v_.leafNodePointerArray.size()) {
-      nodeNumber = v_.leafNodePointerArray[pointerIndex++];
-    } else if (totalIndex < v_.leafNodePointerTotalArray.size()) {
-      nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
-      doubting_ = true;
-    }
-  }
-  node_.clear();
-  node_.shrink_to_fit();
+  walk_.run([this] {
+    for (std::size_t i = 0; i < walk_.numRecords() && !v_.stopTreeThread; ++i)
+      if (readRecord(i)) reportProgress();
+  });
   Dict done = counts();
   done.set("BarDoubleValue", static_cast<std::uint64_t>(v_.leafRecords));
   v_.sendProgress(done, true);
 }
 
 bool CatalogWalk::readRecord(std::size_t index) {
-  const ByteSpan node(node_);
-  const std::size_t nodeBytes = node.size();
-  const std::size_t sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
-  if (2 * (index + 1) > nodeBytes) return false;
-  const std::size_t slot = nodeBytes - 2 * (index + 1);
-  if (slot < kBTNodeDescriptorSize) return false;
-  const std::size_t offset = be16(node, slot);
-  // The last offset before the offset table; records must end before it.
-  const std::int64_t limit = static_cast<std::int64_t>(nodeBytes) - 1 - 2 - 2 * static_cast<std::int64_t>(numRecords_);
-  const auto within = [&](std::size_t end) { return static_cast<std::int64_t>(end) <= limit; };
-  if (offset < kBTNodeDescriptorSize || !fits(nodeBytes, offset, 8)) return false;
-  const std::uint16_t keyLength = be16(node, offset);
-  if (doubting_) {
-    if (slot + sectorBytes < nodeBytes) return false;
-    if (!within(offset + 2)) return false;
-    if (keyLength >= 517 || keyLength < kCatalogKeyMinLength || !within(offset + 2 + keyLength)) return false;
-    if (be32(node, offset + 2) == 0) return false;
-  }
-  const std::uint16_t nameLength = be16(node, offset + 6);
-  if (nameLength == 0 || nameLength >= 256) return false;
-  auto key = parseHFSPlusCatalogKey(node.subspan(offset, std::min(kCatalogKeyMaxSize, nodeBytes - offset)));
-  if (!key) return false;
-  if (doubting_ && !within(offset + keyLength + 4)) return false;
-  if (key->name == u".DS_Store") return false;  // such files never enter the tree
-  const std::size_t bodyOffset = offset + 2 + static_cast<std::size_t>(keyLength);
-  if (!fits(nodeBytes, bodyOffset, 2)) return false;
-  const auto recordType = static_cast<std::int16_t>(be16(node, bodyOffset));
+  const ByteSpan node = walk_.node();
+  const bool doubting = walk_.doubting();
+  const auto head = detail::readCatalogRecordHead(node, index, walk_.numRecords(),
+                                                  static_cast<std::size_t>(v_.u32BytesInSector), doubting);
+  if (!head) return false;
+  if (!fits(node.size(), head->bodyOffset, 2)) return false;
+  const auto recordType = static_cast<std::int16_t>(be16(node, head->bodyOffset));
   if (recordType != kFolderRecordType && recordType != kFileRecordType) return false;  // threads play no part
-  if (key->parentID == kParentOfRootID) return false;  // the volume's root: the tree's root stands for it
-  const ByteSpan body = node.subspan(bodyOffset);
+  if (head->key.parentID == kParentOfRootID) return false;  // the volume's root: the tree's root stands for it
+  const ByteSpan body = node.subspan(head->bodyOffset);
   if (recordType == kFolderRecordType) {
-    if (doubting_ && !within(offset + keyLength + 90)) return false;
-    addFolder(*key, body);
+    if (doubting && !head->within(head->offset + head->keyLength + 90)) return false;
+    addFolder(head->key, body);
   } else {
-    if (doubting_ && !within(offset + keyLength + 250)) return false;
-    addFile(*key, body);
+    if (doubting && !head->within(head->offset + head->keyLength + 250)) return false;
+    addFile(head->key, body);
   }
   return true;
 }
@@ -161,7 +100,7 @@ void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
   auto parsed = parseHFSPlusCatalogFolder(body);
   if (!parsed) return;
   const HFSPlusCatalogFolder_& f = *parsed;
-  if (doubting_ && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
+  if (walk_.doubting() && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
                     f.recordType != kFolderRecordType))
     return;
   ItemType* parentItem = v_.btree->retrieveKeyField(key.parentID);
@@ -197,7 +136,7 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
   auto parsed = parseHFSPlusCatalogFile(body);
   if (!parsed) return;
   const HFSPlusCatalogFile_& f = *parsed;
-  if (doubting_ && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.fileID == 0 ||
+  if (walk_.doubting() && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.fileID == 0 ||
                     f.recordType != kFileRecordType))
     return;
   const std::uint64_t volumeBytes = v_.sizeInSect * static_cast<std::uint64_t>(v_.u32BytesInSector);
@@ -261,10 +200,11 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
 }
 
 void CatalogWalk::reportProgress() {
-  if (recordsSeen_ == 0 || v_.timerFireMethodCanRun) return;
+  if (walk_.recordsSeen() == 0 || v_.timerFireMethodCanRun) return;
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
   const double total = 2.0 * static_cast<double>(v_.leafRecords);
-  const double remaining = (total - static_cast<double>(recordsSeen_)) * elapsed / static_cast<double>(recordsSeen_);
+  const auto seen = static_cast<double>(walk_.recordsSeen());
+  const double remaining = (total - seen) * elapsed / seen;
   Dict update = counts();
   update.set("TimeRemaining", getTimeFormStringForInterval(remaining));
   update.set("BarDoubleValue", v_.entryCount);

@@ -1,0 +1,84 @@
+#include "hfs/detail/catalog_leaf_walk.h"
+
+#include <algorithm>
+
+#include "hfs/bt_node_descriptor.h"
+
+namespace nua::detail {
+
+void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
+  const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
+  node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
+  std::uint32_t nodeNumber = v_.firstLeafNode;
+  std::size_t pointerIndex = 0;
+  std::size_t totalIndex = 0;
+  while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
+    const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
+    std::optional<BTNodeDescriptor_> descriptor;
+    if (sector != 0) {
+      std::fill(node_.begin(), node_.end(), std::byte{0});
+      (void)v_.readSector(sector, v_.catNodeSize, node_);
+      if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
+    }
+    bool completed = false;
+    if (descriptor) {
+      ItemTypeUInt32* seen = v_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
+      if (seen != nullptr && seen->retrieveCount >= 2) break;  // the chain loops
+      if (seen == nullptr) {
+        v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
+        numRecords_ = descriptor->numRecords;
+        recordsSeen_ += numRecords_;
+        readRecords();
+        completed = true;
+      }
+    }
+    // The next node: the sibling link while the chain is trusted, then the gathered lists.
+    nodeNumber = 0;
+    if (doubting_) {
+      if (totalIndex < v_.leafNodePointerTotalArray.size()) nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
+    } else if (descriptor && descriptor->fLink != 0) {
+      nodeNumber = descriptor->fLink;
+    } else if (completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
+      nodeNumber = 0;  // every record has been seen: a null link is the true end
+    } else if (pointerIndex < v_.leafNodePointerArray.size()) {
+      nodeNumber = v_.leafNodePointerArray[pointerIndex++];
+    } else if (totalIndex < v_.leafNodePointerTotalArray.size()) {
+      nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
+      doubting_ = true;
+    }
+  }
+  node_.clear();
+  node_.shrink_to_fit();
+}
+
+std::optional<CatalogRecordHead> readCatalogRecordHead(ByteSpan node, std::size_t index, std::uint16_t numRecords,
+                                                       std::size_t sectorBytes, bool doubting) {
+  const std::size_t nodeBytes = node.size();
+  if (2 * (index + 1) > nodeBytes) return std::nullopt;
+  const std::size_t slot = nodeBytes - 2 * (index + 1);
+  if (slot < kBTNodeDescriptorSize) return std::nullopt;
+  CatalogRecordHead head;
+  head.offset = be16(node, slot);
+  head.limit = static_cast<std::int64_t>(nodeBytes) - 1 - 2 - 2 * static_cast<std::int64_t>(numRecords);
+  if (head.offset < kBTNodeDescriptorSize || !fits(nodeBytes, head.offset, 8)) return std::nullopt;
+  head.keyLength = be16(node, head.offset);
+  if (doubting) {
+    if (slot + sectorBytes < nodeBytes) return std::nullopt;
+    if (!head.within(head.offset + 2)) return std::nullopt;
+    if (head.keyLength >= 517 || head.keyLength < kCatalogKeyMinLength ||
+        !head.within(head.offset + 2 + head.keyLength))
+      return std::nullopt;
+    if (be32(node, head.offset + 2) == 0) return std::nullopt;
+  }
+  const std::uint16_t nameLength = be16(node, head.offset + 6);
+  if (nameLength == 0 || nameLength >= 256) return std::nullopt;
+  auto key = parseHFSPlusCatalogKey(node.subspan(head.offset, std::min(kCatalogKeyMaxSize, nodeBytes - head.offset)));
+  if (!key) return std::nullopt;
+  if (doubting && !head.within(head.offset + head.keyLength + 4)) return std::nullopt;
+  if (key->name == u".DS_Store") return std::nullopt;
+  head.key = std::move(*key);
+  head.bodyOffset = head.offset + 2 + head.keyLength;
+  return head;
+}
+
+}  // namespace nua::detail
