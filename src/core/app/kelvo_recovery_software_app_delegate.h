@@ -264,6 +264,9 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   std::atomic<bool> freeTreeDone_{true};
   // The quit question's wait for a session write: polls until the result is saved, then quits.
   void watchSaveScanInfo();
+  // The quit and close rules in one place: stay, go now, or go once the session being saved is written.
+  enum class QuitDecision { kStay, kGo, kAfterSessionSaved };
+  QuitDecision decideQuit();
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;
   // ---- Recovery sessions (private). ----

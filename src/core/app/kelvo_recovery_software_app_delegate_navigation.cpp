@@ -224,50 +224,47 @@ void Kelvo_Recovery_SoftwareAppDelegate::watchSaveScanInfo() {
   });
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::terminateApplication() {
+Kelvo_Recovery_SoftwareAppDelegate::QuitDecision Kelvo_Recovery_SoftwareAppDelegate::decideQuit() {
   if (onTree(view_)) {
     if (!scanInfoOrSavingNotProcessing) {
       showAlert("Process Running",
                 "Recovery session saving/opening or data saving is in process. The program can quit if that process "
                 "is completed or aborted.");
-      return;
+      return QuitDecision::kStay;
     }
     switch (promptForScanInfoSaving()) {
-      case 2: watchSaveScanInfo(); break;
-      case 1: terminateApp(); break;
-      default: break;
+      case 1: return QuitDecision::kGo;
+      case 2: return QuitDecision::kAfterSessionSaved;
+      default: return QuitDecision::kStay;
     }
-    return;
   }
   if (scanIsRunning) {
     showAlert("Scan running",
               "A scan is in progress. Please stop that scan first, in order to quit Nua Recovery Software.");
-    return;
+    return QuitDecision::kStay;
   }
-  terminateApp();
+  return QuitDecision::kGo;
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::terminateApplication() {
+  switch (decideQuit()) {
+    case QuitDecision::kGo: terminateApp(); break;
+    case QuitDecision::kAfterSessionSaved: watchSaveScanInfo(); break;
+    case QuitDecision::kStay: break;
+  }
 }
 
 bool Kelvo_Recovery_SoftwareAppDelegate::windowShouldClose() {
-  if (onTree(view_)) {
-    if (!scanInfoOrSavingNotProcessing) {
-      showAlert("Process Running",
-                "Recovery session saving/opening or data saving is in process. The program can quit if that process "
-                "is completed or aborted.");
-      return false;
-    }
-    switch (promptForScanInfoSaving()) {
-      case 1: return true;
-      case 2: watchSaveScanInfo(); return false;
-      default: return false;
-    }
+  const bool onTreeScreen = onTree(view_);
+  switch (decideQuit()) {
+    case QuitDecision::kGo:
+      // Off "Tree", a visible preview closes with the window.
+      if (!onTreeScreen) ui_.previewClose();
+      return true;
+    case QuitDecision::kAfterSessionSaved: watchSaveScanInfo(); return false;
+    case QuitDecision::kStay: return false;
   }
-  if (scanIsRunning) {
-    showAlert("Scan running",
-              "A scan is in progress. Please stop that scan first, in order to quit Nua Recovery Software.");
-    return false;
-  }
-  ui_.previewClose();
-  return true;
+  return false;
 }
 
 // ---- The window's size ----
