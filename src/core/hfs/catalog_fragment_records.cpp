@@ -4,6 +4,7 @@
 
 #include "hfs/bt_node_descriptor.h"
 #include "hfs/catalog_fragments.h"
+#include "hfs/detail/catalog_leaf_walk.h"
 #include "hfs/detail/fragment_record.h"
 #include "tree/new_dir_arena.h"
 #include "tree/new_dir_ops.h"
@@ -29,14 +30,7 @@ std::optional<BTNodeDescriptor_> readNode(Volume& v, std::uint64_t sector, std::
 // The fields every fragment record gives its entry.
 NewDir* newFragmentEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
                          std::uint32_t createDate, std::uint32_t modDate) {
-  NewDir* dir = v.arena->newDir();
-  dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
-  dir->fileType = fileType;
-  dir->parentID = key.parentID;
-  dir->createDate = createDate;
-  dir->modDate = modDate;
-  dir->fileID = fileID;
-  if (fileID > v.maxFileID) v.maxFileID = fileID;
+  NewDir* dir = detail::newCatalogEntry(v, fileType, key, fileID, createDate, modDate);
   v.arena->setFileName(key.name, dir);
   return dir;
 }

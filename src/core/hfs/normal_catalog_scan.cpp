@@ -26,8 +26,6 @@ class CatalogWalk {
   bool readRecord(std::size_t index);
   void addFolder(const HFSPlusCatalogKey_& key, ByteSpan body);
   void addFile(const HFSPlusCatalogKey_& key, ByteSpan body);
-  NewDir* newEntry(std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
-                   std::uint32_t createDate, std::uint32_t modDate);
   [[nodiscard]] bool forkIsConsistent(const HFSPlusForkData_& fork) const;
   void reportProgress();
   [[nodiscard]] Dict counts() const;
@@ -82,20 +80,6 @@ bool CatalogWalk::readRecord(std::size_t index) {
   return true;
 }
 
-// A record for a catalog folder or file, with the fields both take from the key and the record.
-NewDir* CatalogWalk::newEntry(std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
-                              std::uint32_t createDate, std::uint32_t modDate) {
-  NewDir* dir = v_.arena->newDir();
-  dir->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
-  dir->fileType = fileType;
-  dir->parentID = key.parentID;
-  dir->createDate = createDate;
-  dir->modDate = modDate;
-  dir->fileID = fileID;
-  if (fileID > v_.maxFileID) v_.maxFileID = fileID;
-  return dir;
-}
-
 void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
   auto parsed = parseHFSPlusCatalogFolder(body);
   if (!parsed) return;
@@ -105,7 +89,7 @@ void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
     return;
   ItemType* parentItem = v_.btree->retrieveKeyField(key.parentID);
   NewDirArena& arena = *v_.arena;
-  NewDir* dir = newEntry(1, key, f.folderID, f.createDate, f.contentModDate);
+  NewDir* dir = detail::newCatalogEntry(v_, 1, key, f.folderID, f.createDate, f.contentModDate);
   arena.setFileName(key.name, dir);
   ++v_.folderCount;
   ++v_.entryCount;
@@ -146,7 +130,7 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
   if (!forkIsConsistent(f.dataFork) || !forkIsConsistent(f.resourceFork)) return;
 
   NewDirArena& arena = *v_.arena;
-  NewDir* dir = newEntry(2, key, f.fileID, f.createDate, f.contentModDate);
+  NewDir* dir = detail::newCatalogEntry(v_, 2, key, f.fileID, f.createDate, f.contentModDate);
   dir->fileSize = dataSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "hfs/bt_node_descriptor.h"
+#include "tree/new_dir_arena.h"
 
 namespace nua::detail {
 
@@ -79,6 +80,19 @@ std::optional<CatalogRecordHead> readCatalogRecordHead(ByteSpan node, std::size_
   head.key = std::move(*key);
   head.bodyOffset = head.offset + 2 + head.keyLength;
   return head;
+}
+
+NewDir* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
+                        std::uint32_t createDate, std::uint32_t modDate) {
+  NewDir* dir = v.arena->newDir();
+  dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
+  dir->fileType = fileType;
+  dir->parentID = key.parentID;
+  dir->createDate = createDate;
+  dir->modDate = modDate;
+  dir->fileID = fileID;
+  if (fileID > v.maxFileID) v.maxFileID = fileID;
+  return dir;
 }
 
 }  // namespace nua::detail
