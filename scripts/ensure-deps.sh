@@ -17,6 +17,8 @@ if [ "${1:-}" = "--tests" ]; then
     sleuthkit libfshfs-utils fdisk gdisk
     # makers of real files in the formats the signature rows are checked against
     imagemagick sox zip libjpeg-turbo-progs ffmpeg
+    # an incrementally updated PDF for the PDF check: ghostscript writes it, qpdf checks it
+    ghostscript qpdf
   )
 fi
 

@@ -50,6 +50,8 @@ bool checkGifFile(SectorSource& source, std::uint64_t sector, FormatContext& con
       break;
     }
   }
+  // The last byte looked at counts when it is the trailer, however the walk came to it.
+  if (!endedAtTrailer && file.byteAt(p) == kTrailer) endedAtTrailer = true;
   reportSize(row, p + (endedAtTrailer ? 1 : 0), true, file.bytesPerSector());
   return true;
 }
