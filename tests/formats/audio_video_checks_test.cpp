@@ -157,6 +157,32 @@ TEST(MtsCheck, M2tsMadeByFfmpegEndsAtTheFirstUnmarkedPacketAfterAMark) {
   EXPECT_EQ(outcome.row.foundSize, expected);
 }
 
+// MPEG-2.5 layer III at 8 kHz and 8 kbps: frames of 72 bytes, but the walk steps 144, every second
+// frame; with an odd count its last step lands one frame past the end.
+TEST(Mp3Check, Mpeg25At8kHzIsWalkedEverySecondFrame) {
+  if (!test::haveTool(kFfmpeg)) GTEST_SKIP() << "ffmpeg is not installed";
+  const auto file = test::makeWithTool(
+      "mp3_8khz", NUA_FF "-f lavfi -i sine=frequency=440:duration=2.5:sample_rate=8000 -c:a libmp3lame -b:a 8k "
+                  "-id3v2_version 0 -write_xing 0 a.mp3", "a.mp3");
+  ASSERT_TRUE(file.has_value());
+  const auto first = decodeMpegAudioFrameHeader(be32(*file, 0));
+  ASSERT_EQ(first.version, 4u);
+  ASSERT_EQ(file->size() % 72, 0u);
+  const std::uint64_t frames = file->size() / 72;
+  const auto outcome = runOn(*file, checkMp3File, test::rowOfType(16));
+  ASSERT_TRUE(outcome.found);
+  EXPECT_EQ(outcome.row.foundSize, 144 * ((frames + 1) / 2));
+}
+
+// A WAV holding MP3 has a data chunk far longer than one sector, so the wrapper walk turns it down.
+TEST(WavCheck, Mp3InWavMadeByFfmpegIsTurnedDown) {
+  if (!test::haveTool(kFfmpeg)) GTEST_SKIP() << "ffmpeg is not installed";
+  const auto file = test::makeWithTool("mp3_in_wav", NUA_FF NUA_TONE "-c:a libmp3lame -f wav a.wav", "a.wav");
+  ASSERT_TRUE(file.has_value());
+  ASSERT_EQ(le16(*file, 20), 85u);
+  EXPECT_FALSE(runOn(*file, checkWavFile, test::rowOfType(13)).found);
+}
+
 // Frames of MPEG-1 layer III at 128 kbps and 44.1 kHz, no padding: 417 bytes each.
 Bytes mp3Frames(std::size_t frames, std::size_t at = 0, std::uint32_t header = 0xFFFB9000) {
   Bytes b;
