@@ -1,6 +1,9 @@
 // MP3: an optional ID3v2 tag or RIFF wrapper, a first frame sync within 100 sectors, two frames that
 // agree, then frames counted while version, layer and protection stay the same. The sectors where
 // frames start are remembered, so that a long stream isn't found again from each of its frames.
+#include <algorithm>
+#include <optional>
+
 #include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
 #include "formats/mpeg_audio.h"
@@ -16,6 +19,24 @@ constexpr std::uint64_t kSyncSearchSectors = 100;
 constexpr std::size_t kFewestFrames = 10;
 
 bool isRiffOrSync(FileBytes& file, std::uint64_t p) { return file.textAt(p, "RIFF") || file.be32At(p) >= kLowestSync; }
+
+// The first position in [from, to) holding "RIFF" or a frame sync, looked for a block at a time.
+std::optional<std::uint64_t> findRiffOrSync(FileBytes& file, const FormatContext& context, std::uint64_t from,
+                                            std::uint64_t to) {
+  constexpr std::uint64_t kBlock = 4096;
+  for (std::uint64_t block = from; block < to && !context.stopRequested(); block += kBlock) {
+    const std::uint64_t count = std::min(kBlock, to - block);
+    const ByteSpan bytes = file.at(block, static_cast<std::size_t>(count) + 3);
+    for (std::size_t i = 0; i < count; ++i) {
+      const std::uint8_t b0 = u8(bytes, i);
+      if (b0 != 0xFF && b0 != 'R') continue;
+      const bool sync = b0 == 0xFF && u8(bytes, i + 1) >= 0xE0;
+      const bool riff = b0 == 'R' && u8(bytes, i + 1) == 'I' && u8(bytes, i + 2) == 'F' && u8(bytes, i + 3) == 'F';
+      if (sync || riff) return block + i;
+    }
+  }
+  return std::nullopt;
+}
 
 // Marks the sector of `p` as done when a frame or wrapper starts right at it.
 void markDoneAtSectorStart(FormatContext& context, std::uint64_t base, std::uint64_t p, std::uint32_t bps) {
@@ -52,16 +73,9 @@ bool checkMp3File(SectorSource& source, std::uint64_t sector, FormatContext& con
   }
 
   if (!isRiffOrSync(file, p)) {
-    bool found = false;
-    const std::uint64_t searchEnd = p + kSyncSearchSectors * bps;
-    for (std::uint64_t q = p + 1; q < searchEnd && !context.stopRequested(); ++q) {
-      if (isRiffOrSync(file, q)) {
-        p = q;
-        found = true;
-        break;
-      }
-    }
-    if (!found) return false;
+    const auto next = findRiffOrSync(file, context, p + 1, p + kSyncSearchSectors * bps);
+    if (!next) return false;
+    p = *next;
   }
 
   if (file.textAt(p, "RIFF")) {
