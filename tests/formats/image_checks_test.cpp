@@ -180,6 +180,15 @@ TEST(GifCheck, AFileWithoutTrailerEndsAtTheLastByteTheWalkUnderstood) {
   EXPECT_EQ(outcome.row.foundSize, 31u);  // the walk stops at the unknown tag 0x99
 }
 
+TEST(GifCheck, ZerosToTheDeviceEndEndTheWalkThere) {
+  Bytes b;
+  b.text(0, "GIF89a").le16(6, 4).le16(8, 4).u8(10, 0x00).u8(13, 0x00).resize(512);
+  auto placed = test::placeFile(b.data(), 3, 5);
+  const auto outcome = test::runOn(placed, checkGifFile);
+  ASSERT_TRUE(outcome.found);
+  EXPECT_EQ(outcome.row.foundSize, 512u * (placed.context.deviceEndSector - placed.sector));
+}
+
 TEST(BmpAndIcnsChecks, ReservedWordsAndTheIcnsCap) {
   EXPECT_FALSE(runOn(Bytes().text(0, "BM").le32(2, 100).le32(6, 1).data(), checkBmpFile).found);
   EXPECT_TRUE(runOn(Bytes().text(0, "icns").be32(4, 10000000).data(), checkIcnsFile).found);
