@@ -1,6 +1,7 @@
 // Checks of the formats whose size stands in their header: BMP, ICNS and Minolta MRW.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

@@ -1,7 +1,8 @@
 // Office compound documents (DOC, XLS, PPT): the root directory entry must stand where the header says,
 // and the names of the first directory entries tell the application.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 
 namespace nua::formats {
 

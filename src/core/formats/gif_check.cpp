@@ -1,7 +1,8 @@
 // GIF: the blocks are walked from the end of the logical screen to the trailer. The check always
 // stands; a file without a trailer ends at the last byte the walk understood.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

@@ -1,10 +1,11 @@
 // InDesign: of the two 4096-byte master pages the newer gives the page count; a document then carries
 // trailer records after its pages, a book ("BOOKBOOK") none.
+#include "formats/format_checks.h"
+
 #include <algorithm>
 #include <array>
 
 #include "formats/detail/file_bytes.h"
-#include "formats/format_checks.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

@@ -1,7 +1,8 @@
 // MP4, M4A, M4V, 3GP, 3G2 and QuickTime MOV: top-level atoms are summed while their names are four
 // lower-case letters and they fit the device.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 
 namespace nua::formats {
 

@@ -1,7 +1,8 @@
 // JPEG: the markers are walked to the baseline frame and the start of scan, then the end marker is
 // sought within a limit guessed from the picture's size; without it the guess itself is the size.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

@@ -1,11 +1,12 @@
 // MP3: an optional ID3v2 tag or RIFF wrapper, a first frame sync within 100 sectors, two frames that
 // agree, then frames counted while version, layer and protection stay the same. The sectors where
 // frames start are remembered, so that a long stream isn't found again from each of its frames.
+#include "formats/format_checks.h"
+
 #include <algorithm>
 #include <optional>
 
 #include "formats/detail/file_bytes.h"
-#include "formats/format_checks.h"
 #include "formats/mpeg_audio.h"
 
 namespace nua::formats {

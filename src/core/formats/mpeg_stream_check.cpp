@@ -1,7 +1,8 @@
 // MPEG-1/2 program streams (packs of one fixed size) and elementary video streams (start codes until
 // a long gap, a sequence end followed by zeros, or the next sequence header at a sector start).
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 
 namespace nua::formats {
 

@@ -1,9 +1,9 @@
 // MTS/M2TS: 192-byte packets, the stream running from the first marked packet to the first unmarked
 // one after it. The first 63-sector group is never read, so a mark there isn't seen.
+#include "formats/format_checks.h"
+
 #include <algorithm>
 #include <vector>
-
-#include "formats/format_checks.h"
 
 namespace nua::formats {
 

@@ -1,10 +1,11 @@
 // Outlook 2011 data records: the record number places the find under the identity's "Data Records"
 // folders, bucketed by thousands and millions as Outlook itself stores them.
+#include "formats/format_checks.h"
+
 #include <array>
 #include <cstdio>
 
 #include "formats/detail/file_bytes.h"
-#include "formats/format_checks.h"
 
 namespace nua::formats {
 

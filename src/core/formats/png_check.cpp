@@ -1,6 +1,7 @@
 // PNG: the IHDR header is validated, then chunks are summed up to IEND or the first implausible chunk.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

@@ -1,7 +1,8 @@
 // RAR 4: the block heads are summed up to the end-of-archive head. A file whose first head type is
 // out of range (RAR 5 among them) stands with a size of 7, the signature's length.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

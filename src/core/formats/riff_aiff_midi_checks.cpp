@@ -1,6 +1,7 @@
 // Formats sized by a header field or a short chunk walk: AVI and WAV (RIFF), AIFF, and MIDI.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

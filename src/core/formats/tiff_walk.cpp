@@ -1,11 +1,12 @@
 // The TIFF walk shared by TIFF, Canon CR2, Nikon NEF, Sony SR2/SRF and Olympus ORF: the chain of
 // directories is followed and the file ends at the furthest data any directory points to.
+#include "formats/format_checks.h"
+
 #include <algorithm>
 #include <array>
 #include <unordered_set>
 
 #include "formats/detail/file_bytes.h"
-#include "formats/format_checks.h"
 #include "formats/tiff_directory.h"
 
 namespace nua::formats {

@@ -1,8 +1,9 @@
 // ZIP and PDF: the file ends at the first end mark found within a limit taken from the row's maximum
 // size; without one the find keeps that maximum and the scan doesn't jump, so what lies inside is
 // still carved.
-#include "formats/detail/file_bytes.h"
 #include "formats/format_checks.h"
+
+#include "formats/detail/file_bytes.h"
 #include "formats/format_size.h"
 
 namespace nua::formats {

@@ -34,7 +34,12 @@ void FileBytes::load(std::uint64_t relativeSector) {
 }
 
 ByteSpan FileBytes::at(std::uint64_t position, std::size_t length) {
-  length = std::min(length, window_.size() - bytesPerSector_);
+  // A field longer than the window (plus the sector it may start into) widens the window for good.
+  if (length > window_.size() - bytesPerSector_) {
+    windowSectors_ = static_cast<std::uint32_t>((length + bytesPerSector_ - 1) / bytesPerSector_ + 1);
+    window_.assign(static_cast<std::size_t>(windowSectors_) * bytesPerSector_, std::byte{0});
+    loaded_ = false;
+  }
   const std::uint64_t windowBytes = window_.size();
   const std::uint64_t startByte = windowStart_ * bytesPerSector_;
   const bool inside = loaded_ && position >= startByte && position - startByte <= windowBytes - length;

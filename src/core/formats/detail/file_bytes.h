@@ -22,7 +22,7 @@ class FileBytes {
   // True when the position's sector lies at or past the source's end (every byte there is zero).
   [[nodiscard]] bool pastSourceEnd(std::uint64_t position) const;
 
-  // `length` bytes at `position` (length at most the window), valid until the next call.
+  // `length` bytes at `position`, valid until the next call.
   [[nodiscard]] ByteSpan at(std::uint64_t position, std::size_t length);
   [[nodiscard]] std::uint8_t byteAt(std::uint64_t position) { return u8(at(position, 1), 0); }
   [[nodiscard]] std::uint16_t be16At(std::uint64_t position) { return be16(at(position, 2), 0); }
