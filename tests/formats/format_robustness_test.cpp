@@ -89,3 +89,54 @@ TEST(FormatRobustness, TheStopFlagEndsTheLongWalks) {
 
 }  // namespace
 }  // namespace nua::formats
+
+namespace nua::formats {
+namespace {
+
+struct GarbageCase {
+  const char* name;
+  std::uint32_t typeOfFile;
+  test::Bytes header;
+};
+
+void PrintTo(const GarbageCase& c, std::ostream* os) { *os << c.name; }
+
+class HeaderFollowedByGarbage : public ::testing::TestWithParam<GarbageCase> {};
+
+// A header match followed by random bytes is no file for the checks that can say no.
+TEST_P(HeaderFollowedByGarbage, IsTurnedDown) {
+  const auto& c = GetParam();
+  std::mt19937_64 random(7);
+  for (int trial = 0; trial < 20; ++trial) {
+    test::Bytes file(16 * 512);
+    for (auto& b : file.data()) b = static_cast<std::byte>(random());
+    for (std::size_t i = 0; i < c.header.size(); ++i) file.data()[i] = c.header.data()[i];
+    if (c.typeOfFile == 47) {  // the second master page carries the mark too, the walk the garbage
+      for (std::size_t i = 0; i < c.header.size(); ++i) file.data()[4096 + i] = c.header.data()[i];
+    }
+    auto placed = test::placeFile(file.data());
+    FormatRow row = test::rowOfType(c.typeOfFile);
+    bool skippedOnce = false;
+    const std::uint16_t firstTwo = be16(file.data(), 0);
+    EXPECT_FALSE(runCheckForSig(placed.source, placed.context, row, firstTwo, skippedOnce, placed.sector))
+        << c.name << " trial " << trial;
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Families, HeaderFollowedByGarbage,
+    ::testing::Values(
+        GarbageCase{"png", 6, test::Bytes().text(0, "\x89PNG\r\n\x1a\n")},
+        GarbageCase{"tiff", 5, test::Bytes().text(0, "II*").u8(3, 0).le32(4, 8).le16(8, 0xFFFF)},
+        GarbageCase{"rar", 23, test::Bytes().text(0, "Rar!\x1A\x07").u8(6, 0).u8(9, 0x73).le16(12, 13).u8(22, 0)},
+        GarbageCase{"mp3", 16, test::Bytes().be32(0, 0xFFFB9000).u8(417, 0)},
+        GarbageCase{"compound_document", 30, test::Bytes().be64(0, 0xD0CF11E0A1B11AE1ULL).le32(48, 3).le32(2048, 0x12345678)},
+        GarbageCase{"indesign", 47, test::Bytes().be64(0, 0x0606EDF5D81D46E5ULL).be64(8, 0xBD31EFE7FE74B71DULL)
+                                        .text(16, "DOCUMENT").u8(24, 1).le32(264, 1).le32(280, 1)},
+        GarbageCase{"outlook_record", 36, test::Bytes().text(0, "MSCF").be32(4, 77)},
+        GarbageCase{"aiff", 28, test::Bytes().text(0, "FORX")},
+        GarbageCase{"wav", 13, test::Bytes().text(0, "RIFF").le32(4, 100).text(8, "WAVX")}),
+    [](const auto& paramInfo) { return std::string(paramInfo.param.name); });
+
+}  // namespace
+}  // namespace nua::formats
