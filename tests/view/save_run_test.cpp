@@ -100,7 +100,7 @@ TEST_F(SaveRunTest, TheBlockLoopWritesExactlyTheFileForEveryExtentShape) {
   const SaveReport report = save(view);
   EXPECT_EQ(report.saveCount, 5U);
   EXPECT_EQ(report.savedFiles, 5U);
-  EXPECT_TRUE(report.failedFiles.empty());
+  EXPECT_TRUE(report.failures.empty());
   EXPECT_EQ(report.finalAlert.title, "Saving Completed");
   EXPECT_EQ(report.finalAlert.text, "Saved at: " + destination.string());
   for (const NewDir* f : files) {
@@ -173,7 +173,7 @@ TEST_F(SaveRunTest, TheSourceDeviceIsRefusedAndBesideTheImageIsFine) {
   struct stat info {};
   ASSERT_EQ(::stat(destination.c_str(), &info), 0);
   SaveRun refused(source, view, ui);
-  refused.setSourceIdentity({true, true, info.st_dev, 0});  // pretend the source is the disk holding it
+  refused.setSourceIdentity({true, true, info.st_dev, 0, ""});  // pretend the source is the disk holding it
   EXPECT_FALSE(refused.checkDestination(destination.string()));
   EXPECT_EQ(ui.alerts.back().title, "! Can not save");
   SaveRun beside(source, view, ui);
@@ -192,7 +192,9 @@ TEST_F(SaveRunTest, UnreadableFilesAreCountedAndTheRunGoesOn) {
   const SaveReport report = save(view);
   EXPECT_EQ(report.saveCount, 3U);
   EXPECT_EQ(report.savedFiles, 0U);
-  EXPECT_EQ(report.failedFiles, (std::vector<std::string>{"Root/a.txt", "Root/b.txt", "Root/c.txt"}));
+  ASSERT_EQ(report.failures.size(), 3U);
+  EXPECT_EQ(report.failures[2].path, "Root/c.txt");
+  EXPECT_EQ(report.failures[2].reason, "incomplete, 0 of 10 bytes saved: the source could not be read at sector 14");
   EXPECT_EQ(report.finalAlert.title, "Saving Completed");
   EXPECT_NE(report.finalAlert.text.find("3 files"), std::string::npos);
 }
