@@ -199,6 +199,105 @@ TEST_F(SaveRunTest, UnreadableFilesAreCountedAndTheRunGoesOn) {
   EXPECT_NE(report.finalAlert.text.find("3 files"), std::string::npos);
 }
 
+// What a copy gives when the extents and the size disagree, or the source ends early: never a byte
+// past the size, never bytes that are not there, and a failure whenever the file is not whole.
+struct CopyCase {
+  const char* name;
+  std::uint64_t size;
+  std::vector<std::pair<std::uint32_t, std::uint32_t>> extents;
+  std::uint64_t savedBytes;  // the length of the saved file: a prefix of the extents' bytes
+  const char* failure;       // the start of the failure's reason, or "" when the file counts as saved
+};
+
+class SaveCopyTest : public SaveRunTest, public testing::WithParamInterface<CopyCase> {};
+
+TEST_P(SaveCopyTest, WritesAtMostTheSizeAndCountsWhatIsShortAsFailed) {
+  const CopyCase& c = GetParam();
+  NewDir* f = file(tree.root, u"f.bin", c.size, c.extents);
+  TreeViewState view(tree.arena, tree.root);
+  view.setMark(tree.root, true);
+  const SaveReport report = save(view);
+  const fs::path saved = destination / "Root" / "f.bin";
+  ASSERT_TRUE(fs::exists(saved));
+  std::string extentBytes;
+  for (auto [start, count] : c.extents) {
+    const std::uint64_t from = std::min<std::uint64_t>(start * kBlockBytes, imageBytes.size());
+    extentBytes += imageBytes.substr(from, count * kBlockBytes);
+  }
+  EXPECT_EQ(sha256(readFile(saved)), sha256(extentBytes.substr(0, c.savedBytes)));
+  EXPECT_EQ(fs::file_size(saved), c.savedBytes);
+  EXPECT_EQ(report.saveCount, 1U);
+  if (std::string(c.failure).empty()) {
+    EXPECT_EQ(report.savedFiles, 1U);
+    EXPECT_TRUE(report.failures.empty()) << report.failures[0].reason;
+  } else {
+    EXPECT_EQ(report.savedFiles, 0U);
+    ASSERT_EQ(report.failures.size(), 1U);
+    EXPECT_EQ(report.failures[0].path, "Root/f.bin");
+    EXPECT_EQ(report.failures[0].reason.rfind(c.failure, 0), 0U) << report.failures[0].reason;
+  }
+  (void)f;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Shapes, SaveCopyTest,
+    testing::Values(
+        // Two extents reaching past the size (a reused first cluster chained into a larger file).
+        CopyCase{"ExtentsBeyondTheSize", 2 * kBlockBytes + 100, {{10, 4}, {20, 6}}, 2 * kBlockBytes + 100, ""},
+        CopyCase{"SizeEndsInTheFirstOfManyExtents", 300, {{30, 8}, {50, 8}, {60, 1}}, 300, ""},
+        // Extents that cover less than the size: what there is, and a failure.
+        CopyCase{"ExtentsShortOfTheSize", 9 * kBlockBytes, {{10, 3}, {40, 2}}, 5 * kBlockBytes,
+                 "incomplete, 5120 of 9216 bytes saved: its known extents end there"},
+        CopyCase{"NoExtentAtAll", 500, {}, 0, "incomplete, 0 of 500 bytes saved: no location of its data is known"},
+        // The image holds 200 blocks: a file running past its end keeps the bytes that are there.
+        CopyCase{"SourceEndsInsideTheFile", 12 * kBlockBytes, {{190, 4}, {196, 8}}, 8 * kBlockBytes,
+                 "incomplete, 8192 of 12288 bytes saved: the source ends at sector 400"},
+        // A chunk that reaches past the source's end but not past the file's end of data is fine.
+        CopyCase{"ChunkPastTheSourceEndBeyondTheFile", 2 * kBlockBytes + 10, {{195, 8}, {5, 1}}, 2 * kBlockBytes + 10,
+                 ""}),
+    [](const testing::TestParamInfo<CopyCase>& shape) { return std::string(shape.param.name); });
+
+TEST_F(SaveRunTest, ADeletedFileWhoseBlocksALiveFileHoldsNowIsSavedToItsSizeButCountedFailed) {
+  NewDir* docs = tree.folder(tree.root, u"docs");
+  NewDir* live = file(docs, u"New video.bin", 6 * kBlockBytes, {{40, 3}, {50, 3}});
+  NewDir* reused = file(docs, u"Old report.txt", 2 * kBlockBytes + 512, {{40, 1}, {41, 1}, {42, 1}, {50, 3}});
+  NewDir* intact = file(docs, u"Old photo.jpg", 3 * kBlockBytes, {{60, 3}});
+  NewDir* edge = file(docs, u"Next to it.txt", kBlockBytes, {{43, 1}});
+  for (NewDir* d : {reused, intact, edge}) d->deleted = 1;
+  docs->deleted = 1;
+  tree.finish();
+  TreeViewState view(tree.arena, tree.root);
+  view.setMark(tree.root, true);
+  view.prepareTree(TreeToggle::kDeleted);  // the live file is not in this view, its blocks still count
+  const SaveReport report = save(view);
+  EXPECT_EQ(report.saveCount, 3U);
+  EXPECT_EQ(report.savedFiles, 2U);
+  ASSERT_EQ(report.failures.size(), 1U);
+  EXPECT_EQ(report.failures[0].path, "Root/docs/Old report.txt");
+  EXPECT_EQ(report.failures[0].reason,
+            "not its own data, 2560 of 2560 bytes saved: parts of it now belong to the live file \"New video.bin\"");
+  EXPECT_EQ(readFile(destination / "Root" / "docs" / "Old report.txt"), expected[reused]);
+  EXPECT_EQ(readFile(destination / "Root" / "docs" / "Old photo.jpg"), expected[intact]);
+  EXPECT_EQ(readFile(destination / "Root" / "docs" / "Next to it.txt"), expected[edge]);
+  EXPECT_FALSE(fs::exists(destination / "Root" / "docs" / "New video.bin"));
+  (void)live;
+}
+
+TEST_F(SaveRunTest, SavedFilesAreReadAndWriteForTheOwnerAndFoldersOpenToAll) {
+  file(tree.folder(tree.root, u"docs"), u"photo.jpg", 10, {{5, 1}});
+  tree.finish();
+  TreeViewState view(tree.arena, tree.root);
+  view.setMark(tree.root, true);
+  const mode_t previous = ::umask(0);
+  save(view);
+  ::umask(previous);
+  struct stat info {};
+  ASSERT_EQ(::stat((destination / "Root" / "docs" / "photo.jpg").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0644U);
+  ASSERT_EQ(::stat((destination / "Root" / "docs").c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 07777, 0755U);
+}
+
 class AbortingSink : public SaveProgressSink {
  public:
   void updateTreeProgress(std::uint64_t) override { run->abortDataSaving(); }
