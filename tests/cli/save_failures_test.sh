@@ -31,6 +31,8 @@ status=0
   || status=$?
 [ "$status" -eq 1 ] || { echo "reused first cluster: exit $status"; cat "$work/reused.txt"; exit 1; }
 grep -q '^Files saved: 2, failed: 1$' "$work/reused.txt" || { echo "reused counts"; cat "$work/reused.txt"; exit 1; }
+grep -q 'regular files(which may show in the file manager) and the deleted files' "$work/reused.txt" \
+  || { echo "completion note"; exit 1; }
 line=$(grep '^Failed: Root/' "$work/reused.txt")
 case "$line" in
   *': not its own data, 2560 of 2560 bytes saved: parts of it now belong to the live file "New video.bin"') ;;
