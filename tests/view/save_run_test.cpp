@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <tuple>
 
 #include "base/text.h"
 #include "view_test_tree.h"
@@ -296,6 +297,56 @@ TEST_F(SaveRunTest, SavedFilesAreReadAndWriteForTheOwnerAndFoldersOpenToAll) {
   EXPECT_EQ(info.st_mode & 07777, 0644U);
   ASSERT_EQ(::stat((destination / "Root" / "docs").c_str(), &info), 0);
   EXPECT_EQ(info.st_mode & 07777, 0755U);
+}
+
+// Answers every question with the button given.
+class AnsweringUiBridge : public RecordingUiBridge {
+ public:
+  explicit AnsweringUiBridge(int answer) : answer_(answer) {}
+  int runAlertPanel(const Alert& alert) override {
+    RecordingUiBridge::runAlertPanel(alert);
+    return alert.buttons.size() > 1 ? answer_ : 0;
+  }
+
+ private:
+  int answer_;
+};
+
+TEST_F(SaveRunTest, OnlyAFileSystemThatCannotKeepTheFilesBringsTheQuestionAndItNamesLinuxOnes) {
+  file(tree.root, u"a.txt", 10, {{5, 1}});
+  TreeViewState view(tree.arena, tree.root);
+  view.setMark(tree.root, true);
+  for (const auto& [mountType, magic, asked] : {std::tuple{"vfat", "0x4d44", true}, std::tuple{"exfat", "0x2011bab0", true},
+                                                std::tuple{"ext4", "0xef53", false}, std::tuple{"xfs", "0x58465342", false}}) {
+    AnsweringUiBridge cancel(1);
+    SaveRun run(source, view, cancel);
+    run.setDestinationProbe([&, type = magic, mount = mountType](const std::string& path) {
+      DestinationFacts facts = probeDestination(path);
+      facts.type = type;
+      facts.mountType = mount;
+      return facts;
+    });
+    ASSERT_TRUE(run.checkDestination(destination.string()));
+    EXPECT_EQ(run.asksAboutFileSystem(), asked) << mountType;
+    EXPECT_EQ(run.canSaveSlashes, 0);
+    const SaveReport report = run.saveFilesAndFolders(destination.string());
+    EXPECT_EQ(report.started, !asked) << mountType;
+    if (asked) {
+      const Alert& question = cancel.alerts.front();
+      EXPECT_EQ(question.title, "Information");
+      EXPECT_EQ(question.buttons, (std::vector<std::string>{"OK", "Cancel"}));
+      EXPECT_EQ(question.text.rfind("It is highly recommended to save data on a Linux native filesystem. The volume "
+                                    "chosen for saving data has a " +
+                                        std::string(mountType == std::string("vfat") ? "FAT" : "exFAT") + " filesystem",
+                                    0),
+                0U)
+          << question.text;
+      EXPECT_NE(question.text.find("\"ext4\", \"XFS\" or \"Btrfs\""), std::string::npos);
+      EXPECT_EQ(question.text.find("Mac OS"), std::string::npos);
+    } else {
+      EXPECT_EQ(cancel.alerts.front().title, "Saving Completed");
+    }
+  }
 }
 
 class AbortingSink : public SaveProgressSink {

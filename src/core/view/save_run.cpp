@@ -101,7 +101,7 @@ bool SaveRun::checkDestination(const std::string& path) {
     }
   }
   const DestinationVerdict verdict =
-      checkDestinationFacts(probeDestination(path), view_.markedData(), sourceIdentity_, storageLookup_);
+      checkDestinationFacts(probe_(path), view_.markedData(), sourceIdentity_, storageLookup_);
   if (verdict.refusal) {
     (void)ui_.runAlertPanel(*verdict.refusal);
     return false;

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,6 +63,8 @@ class SaveRun {
   // Replaces the sysfs and mount table lookup of what a device stands on (tests use made-up layouts).
   void setStorageLookup(StorageLookup lookup) { storageLookup_ = std::move(lookup); }
   void setSourceIdentity(const SourceIdentity& identity) { sourceIdentity_ = identity; }
+  // Replaces the probe of the chosen folder (tests stand in for file systems they cannot mount).
+  void setDestinationProbe(std::function<DestinationFacts(const std::string&)> probe) { probe_ = std::move(probe); }
 
   // The save button: closes a visible preview, then asks whether to go on; true for "Yes".
   [[nodiscard]] bool saveData(bool previewVisible);
@@ -114,6 +117,7 @@ class SaveRun {
   SaveProgressSink* sink_ = nullptr;
   SourceIdentity sourceIdentity_;
   StorageLookup storageLookup_ = storageBelowFromSystem;
+  std::function<DestinationFacts(const std::string&)> probe_ = probeDestination;
   std::string limitedFileSystem_;
   std::unique_ptr<detail::LiveDataMap> liveData_;  // made when the first deleted FAT file is saved
   std::vector<SaveFailure> failures_;
