@@ -15,6 +15,7 @@
 #include <mutex>
 #include <thread>
 
+#include "base/log.h"
 #include "base/text.h"
 #include "tree/new_dir_ops.h"
 #include "view/detail/live_data_map.h"
@@ -286,6 +287,7 @@ void SaveRun::saveFile(const Folder& folder, NewDir* file, const std::string& na
 }
 
 void SaveRun::noteFailed(const std::string& path, std::string reason) {
+  logLine("Not saved right: " + path + ": " + reason);
   ++failedCount_;
   failures_.push_back({path, std::move(reason)});
 }
@@ -301,7 +303,9 @@ void SaveRun::countFailedBelow(const NewDir* folder, const std::string& path, co
       [](NewDir*) {});
   saveCount += files;
   failedCount_ += files;
-  if (files != 0) failures_.push_back({path + "/", formatText("%@ files not saved: %@", {std::to_string(files), why})});
+  if (files == 0) return;
+  failures_.push_back({path + "/", formatText("%@ files not saved: %@", {std::to_string(files), why})});
+  logLine("Not saved right: " + failures_.back().path + ": " + failures_.back().reason);
 }
 
 void SaveRun::giveToUser(int fd) const {
