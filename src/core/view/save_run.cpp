@@ -274,7 +274,7 @@ void SaveRun::saveFile(const Folder& folder, NewDir* file, const std::string& na
       (void)::futimens(fd, times);
     }
     giveToUser(fd);
-    if (::fsync(fd) != 0 && outcome == CopyOutcome::kDone) {
+    if (::fsync(fd) != 0 && outcome != CopyOutcome::kIncomplete) {
       outcome = CopyOutcome::kIncomplete;
       progress.reason = formatText("writing failed: %@", {std::strerror(errno)});
     }
