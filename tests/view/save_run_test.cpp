@@ -258,6 +258,19 @@ INSTANTIATE_TEST_SUITE_P(
                  ""}),
     [](const testing::TestParamInfo<CopyCase>& shape) { return std::string(shape.param.name); });
 
+TEST_F(SaveRunTest, AnImageEndingInsideASectorKeepsTheFilesWhoseBytesAreAllThere) {
+  fs::resize_file(image, imageBytes.size() - 300);  // the last sector holds 212 bytes
+  NewDir* whole = file(tree.root, u"whole.bin", kBlockBytes + 512 + 200, {{198, 1}, {199, 1}});
+  NewDir* cut = file(tree.root, u"cut.bin", kBlockBytes + 512 + 300, {{198, 1}, {199, 1}});
+  TreeViewState view(tree.arena, tree.root);
+  view.setMark(tree.root, true);
+  const SaveReport report = save(view);
+  EXPECT_EQ(readFile(destination / "Root" / "whole.bin"), expected[whole]);
+  EXPECT_EQ(readFile(destination / "Root" / "cut.bin"), expected[cut].substr(0, kBlockBytes + 512 + 212));
+  ASSERT_EQ(report.failures.size(), 1U);
+  EXPECT_EQ(report.failures[0].reason, "incomplete, 1748 of 1836 bytes saved: the source ends at sector 399");
+}
+
 TEST_F(SaveRunTest, ADeletedFileWhoseBlocksALiveFileHoldsNowIsSavedToItsSizeButCountedFailed) {
   NewDir* docs = tree.folder(tree.root, u"docs");
   NewDir* live = file(docs, u"New video.bin", 6 * kBlockBytes, {{40, 3}, {50, 3}});

@@ -46,6 +46,7 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const NewDir* file, std::uint64_t blo
   const std::uint64_t sector = source_.HPlusVolStart + file->blockBaseSector + block * file->sectorsPerBlock;
   const ReadOutcome read = source_.readSaveSector(sector, static_cast<std::int32_t>(sectors), buffer);
   std::uint64_t usable = bytes;
+  std::string sourceEnd;
   if (read == ReadOutcome::kFailed) {
     progress.reason = formatText("the source could not be read at sector %@", {std::to_string(sector)});
     return CopyOutcome::kIncomplete;
@@ -57,8 +58,7 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const NewDir* file, std::uint64_t blo
     const std::uint64_t sourceBytes = device ? device->sizeInBytes() : 0;
     const std::uint64_t startByte = sector * bytesInSector;
     usable = sourceBytes > startByte ? std::min(bytes, sourceBytes - startByte) : 0;
-    progress.reason = formatText("the source ends at sector %@",
-                                 {std::to_string(std::max(startByte, sourceBytes) / bytesInSector)});
+    sourceEnd = formatText("the source ends at sector %@", {std::to_string(std::max(startByte, sourceBytes) / bytesInSector)});
   }
   const std::uint64_t length = std::min(usable, wanted);
   if (!writeAll(fd, std::span<const std::byte>(buffer).first(static_cast<std::size_t>(length)))) {
@@ -68,7 +68,12 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const NewDir* file, std::uint64_t blo
   progress.written += length;
   savedData += length;
   if (sink_ != nullptr && savedData != 0 && showSavingProgress.exchange(false)) sink_->updateTreeProgress(savedData);
-  return read == ReadOutcome::kShortAtEnd ? CopyOutcome::kIncomplete : CopyOutcome::kDone;
+  // An image whose size is not a whole number of sectors may still hold every byte the file needs.
+  if (length < std::min(bytes, wanted)) {
+    progress.reason = sourceEnd;
+    return CopyOutcome::kIncomplete;
+  }
+  return CopyOutcome::kDone;
 }
 
 SaveRun::CopyOutcome SaveRun::copyFileData(NewDir* file, int fd, CopyProgress& progress) {
