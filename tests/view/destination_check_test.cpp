@@ -59,6 +59,8 @@ const SourceIdentity kDiskSource{true, true, 800, 0, "/dev/sdb"};
 const SourceIdentity kPartitionSource{true, true, 801, 0, "/dev/sdb1"};
 const SourceIdentity kLoopSource{true, true, 700, 0, "/dev/loop0"};
 
+void PrintTo(const PlaceCase& place, std::ostream* out) { *out << place.what; }
+
 class DestinationPlaceTest : public testing::TestWithParam<PlaceCase> {};
 
 TEST_P(DestinationPlaceTest, IsRefusedExactlyWhenWritingThereWritesToTheSource) {
@@ -116,6 +118,8 @@ struct FileSystemCase {
   const char* mountType;
   const char* limitedName;  // "" when the file system keeps files as they are
 };
+
+void PrintTo(const FileSystemCase& system, std::ostream* out) { *out << system.type << " " << system.mountType; }
 
 class LimitedFileSystemTest : public testing::TestWithParam<FileSystemCase> {};
 

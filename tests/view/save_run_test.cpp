@@ -210,6 +210,8 @@ struct CopyCase {
   const char* failure;       // the start of the failure's reason, or "" when the file counts as saved
 };
 
+void PrintTo(const CopyCase& shape, std::ostream* out) { *out << shape.name; }
+
 class SaveCopyTest : public SaveRunTest, public testing::WithParamInterface<CopyCase> {};
 
 TEST_P(SaveCopyTest, WritesAtMostTheSizeAndCountsWhatIsShortAsFailed) {
