@@ -15,6 +15,8 @@ if [ "${1:-}" = "--tests" ]; then
   packages+=(
     # independent readers of the test images
     sleuthkit libfshfs-utils fdisk gdisk
+    # the desktop entry's MIME package is checked by building a database from it
+    shared-mime-info
     # makers of real files in the formats the signature rows are checked against
     imagemagick sox zip libjpeg-turbo-progs ffmpeg
     # an incrementally updated PDF for the PDF check: ghostscript writes it, qpdf checks it

@@ -96,7 +96,9 @@ int saveAfterScan(Volume& volume, const SaveOptions& save, UiBridge& ui, bool qu
   const SaveReport& report = result.report;
   std::printf("%s\n%s\n", report.finalAlert.title.c_str(), report.finalAlert.text.c_str());
   std::printf("Files saved: %u, failed: %u\n", report.savedFiles, report.failedCount);
-  for (const std::string& failed : report.failedFiles) std::printf("Failed: %s\n", failed.c_str());
+  for (const SaveFailure& failed : report.failures) {
+    std::printf("Failed: %s: %s\n", failed.path.c_str(), failed.reason.c_str());
+  }
   std::fflush(stdout);
   return report.aborted || report.failedCount != 0 ? 1 : 0;
 }

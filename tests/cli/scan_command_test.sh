@@ -42,7 +42,14 @@ grep -q '"path":"Root/Documents/Quarterly report 2014.txt","name":"Quarterly rep
   "$work/fat.jsonl" || { echo "FAT live long name"; cat "$work/fat.jsonl"; exit 1; }
 grep -q '"path":"Root/Documents/Deleted letter to the bank.txt",.*"deleted":true' "$work/fat.jsonl" \
   || { echo "FAT deleted long name"; exit 1; }
-"$recover" scan "$work/fat.img" --mode files --quiet --save "$work/fat-out" --select all > /dev/null 2>&1
+# Two deleted files of this volume lie partly in clusters live files hold now: saved, but not counted
+# as saved, and the exit code says so.
+status=0
+"$recover" scan "$work/fat.img" --mode files --quiet --save "$work/fat-out" --select all > "$work/fat-save.txt" 2>&1 \
+  || status=$?
+[ "$status" -eq 1 ] && grep -q '^Files saved: 38, failed: 2$' "$work/fat-save.txt" \
+  && grep -q '^Failed: Root/Documents/Overwritten draft.txt: not its own data' "$work/fat-save.txt" \
+  || { echo "FAT save counts, exit $status"; cat "$work/fat-save.txt"; exit 1; }
 sum=$(sha256sum "$work/fat-out/Root/Fragments/Fragmented live file.bin" | cut -d' ' -f1)
 grep -q "\"sha256\": *\"$sum\"" "$work/fat.json" || { echo "FAT fragmented file bytes"; exit 1; }
 # The demo disk's FAT32 volume: its deleted photos come back with the bytes that were written.

@@ -55,7 +55,7 @@ inline std::string contentSha256(Volume& v, const NewDir* dir) {
     std::vector<std::byte> chunk(sectors * sectorBytes);
     const std::uint64_t sector =
         v.HPlusVolStart + dir->blockBaseSector + static_cast<std::uint64_t>(e.startBlock) * dir->sectorsPerBlock;
-    if (!chunk.empty() && !v.readSaveSector(sector, static_cast<std::int32_t>(sectors), chunk)) return "unreadable";
+    if (!chunk.empty() && v.readSaveSector(sector, static_cast<std::int32_t>(sectors), chunk) == ReadOutcome::kFailed) return "unreadable";
     content.insert(content.end(), chunk.begin(), chunk.end());
     if (content.size() >= dir->fileSize) break;
   }

@@ -69,6 +69,20 @@ TEST_F(ReaderTest, ReadPastTheEndSucceedsAndLeavesTheBufferAsItWas) {
   EXPECT_TRUE(ui.alerts.empty());
 }
 
+// Saving must not pad a file with bytes a truncated image does not hold: the save reader says so.
+TEST_F(ReaderTest, TheSaveReaderTellsAReadCutShortByTheEndOfTheSource) {
+  auto m = media(image);
+  std::vector<std::byte> buffer(1024);
+  EXPECT_EQ(m->readSaveSector(2, 2, buffer), ReadOutcome::kComplete);
+  EXPECT_EQ(m->readSaveSector(3, 2, buffer), ReadOutcome::kShortAtEnd);
+  EXPECT_EQ(buffer[0], std::byte{0x30});
+  EXPECT_EQ(m->readSaveSector(10, 1, buffer), ReadOutcome::kShortAtEnd);
+  EXPECT_TRUE(ui.alerts.empty());  // the source is still there: nothing to alert about
+  ASSERT_FALSE(logged.empty());
+  EXPECT_EQ(logged.back().rfind("Unable to read from the drive " + image.string() + ": it ends within sectors 10", 0),
+            0u);
+}
+
 TEST_F(ReaderTest, RefusesABufferTooSmallOrANonsenseCount) {
   auto m = media(image);
   std::vector<std::byte> buffer(511);
@@ -85,8 +99,8 @@ TEST_F(ReaderTest, FailingReadOnAListedPathIsABadSpotWithoutAlert) {
   auto m = media(dir);
   listPath(dir);
   std::vector<std::byte> buffer(512);
-  for (auto read : {&DMedia::readSector, &DMedia::readPreviewSector, &DMedia::readSaveSector})
-    EXPECT_FALSE(((*m).*read)(0, 1, buffer));
+  for (auto read : {&DMedia::readSector, &DMedia::readPreviewSector}) EXPECT_FALSE(((*m).*read)(0, 1, buffer));
+  EXPECT_EQ(m->readSaveSector(0, 1, buffer), ReadOutcome::kFailed);
   EXPECT_TRUE(ui.alerts.empty());
   EXPECT_EQ(ui.terminated, 0);
   ASSERT_GE(logged.size(), 2u);
@@ -106,7 +120,7 @@ TEST_F(ReaderTest, FailingReadOnAnUnlistedPathIsAGoneDevice) {
 
   EXPECT_FALSE(m->readPreviewSector(0, 1, buffer));
   EXPECT_EQ(ui.alerts[1].title, "! Can not show preview");
-  EXPECT_FALSE(m->readSaveSector(0, 1, buffer));
+  EXPECT_EQ(m->readSaveSector(0, 1, buffer), ReadOutcome::kFailed);
   EXPECT_EQ(ui.alerts[2], (Alert{"! Can not save files", "The Drive or Volume being read is no longer available.",
                                  {"OK"}}));
   EXPECT_EQ(ui.previewsClosed, 2);
@@ -121,7 +135,7 @@ TEST_F(ReaderTest, UnopenableSourceAlertsOnlyForTheScanReader) {
   ASSERT_EQ(ui.alerts.size(), 1u);
   EXPECT_EQ(ui.alerts[0].title, "! Could not open drive");
   EXPECT_EQ(ui.alerts[0].text, "A valid fileDesc could not be obtained for drive: " + missing);
-  EXPECT_FALSE(m->readSaveSector(0, 1, buffer));  // a failing read on a listed path: no second alert
+  EXPECT_EQ(m->readSaveSector(0, 1, buffer), ReadOutcome::kFailed);  // a failing read on a listed path: no second alert
   EXPECT_EQ(ui.alerts.size(), 1u);
 }
 

@@ -216,6 +216,8 @@ TEST_P(SessionRoundTrip, EntriesViewsAndSavedFilesComeBackTheSame) {
   scanned.controller->mainThread().runPending();
   ASSERT_TRUE(scanned.controller->scanInfoSaved());
   EXPECT_EQ(scanned.ui.alerts.back().title, "Recovery Session File Saved");
+  // The shortcut named is the one the program answers to on Linux.
+  EXPECT_NE(scanned.ui.alerts.back().text.find("Open Recovery Session or Press (Ctrl+O) OR"), std::string::npos);
 
   // The second program names no image: the session finds its own.
   Desk opened = files ? Desk(image, false) : Desk(image);

@@ -155,7 +155,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::saveScanInfo(const std::string& path) {
   }
   runAlertPanel({"Recovery Session File Saved",
                  formatText("Saving location: %@\n\nTo reload the saved recovery session file, Launch Nua Recovery "
-                            "Software, then File Menu->Open Recovery Session or Press (command + O) OR \"double "
+                            "Software, then File Menu->Open Recovery Session or Press (Ctrl+O) OR \"double "
                             "click\" the file from the stored path.",
                             {path}),
                  {"OK"}});

@@ -105,7 +105,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::showTree() {
                 {"OK"}};
       } else if (isPTListOrPTScanListChosen == -1 && rawSearchMode != 3 && scanMode != 5) {
         note = {"Deleted file scan completed",
-                "Recovered data tree may contain regular files(which may show in finder) and the deleted files. Select "
+                "Recovered data tree may contain regular files(which may show in the file manager) and the deleted files. Select "
                 "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
                 "\"Save\"",
                 {"OK"}};

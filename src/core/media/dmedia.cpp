@@ -50,27 +50,27 @@ std::shared_ptr<DeviceFile> DMedia::deviceFile(int& errorNumber) {
 }
 
 bool DMedia::readSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
-  return readWith(ReaderKind::kScan, sector, size, buffer);
+  return readWith(ReaderKind::kScan, sector, size, buffer) != ReadOutcome::kFailed;
 }
 
 bool DMedia::readPreviewSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
-  return readWith(ReaderKind::kPreview, sector, size, buffer);
+  return readWith(ReaderKind::kPreview, sector, size, buffer) != ReadOutcome::kFailed;
 }
 
-bool DMedia::readSaveSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
+ReadOutcome DMedia::readSaveSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
   return readWith(ReaderKind::kSave, sector, size, buffer);
 }
 
-bool DMedia::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
-  if (size <= 0 || u32BytesInSector <= 0) return false;
+ReadOutcome DMedia::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
+  if (size <= 0 || u32BytesInSector <= 0) return ReadOutcome::kFailed;
   // 64-bit products: a 32-bit byte count wraps for large runs and would read a wrong length.
   const std::uint64_t byteCount = static_cast<std::uint64_t>(u32BytesInSector) * static_cast<std::uint64_t>(size);
   if (byteCount > buffer.size()) {
     logLine("Read refused: buffer of " + std::to_string(buffer.size()) + " bytes for " + std::to_string(byteCount));
-    return false;
+    return ReadOutcome::kFailed;
   }
   const std::uint64_t sectorBytes = static_cast<std::uint64_t>(u32BytesInSector);
-  if (sector > UINT64_MAX / sectorBytes) return false;
+  if (sector > UINT64_MAX / sectorBytes) return ReadOutcome::kFailed;
 
   int errorNumber = 0;
   std::shared_ptr<DeviceFile> file = deviceFile(errorNumber);
@@ -79,11 +79,15 @@ bool DMedia::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, 
       context_.ui->runAlertPanel({"! Could not open drive",
                                   formatText("A valid fileDesc could not be obtained for drive: %@", {path}),
                                   {"OK"}});
-    return false;
+    return ReadOutcome::kFailed;
   }
   if (file) {
-    ReadOutcome outcome = file->readAt(sector * sectorBytes, buffer.first(byteCount), errorNumber);
-    if (outcome != ReadOutcome::kFailed) return true;
+    const ReadOutcome outcome = file->readAt(sector * sectorBytes, buffer.first(byteCount), errorNumber);
+    if (outcome == ReadOutcome::kShortAtEnd && kind == ReaderKind::kSave) {
+      logLine("Unable to read from the drive " + path + ": it ends within sectors " + std::to_string(sector) +
+              " to " + std::to_string(sector + static_cast<std::uint64_t>(size) - 1));
+    }
+    if (outcome != ReadOutcome::kFailed) return outcome;
   }
   // Preview and save readers do not test the open: an unopenable source is a failing read.
   logLine("Unable to read from the drive " + path + " error: " + std::to_string(errorNumber));
@@ -91,8 +95,8 @@ bool DMedia::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, 
           ", sizeInSect: " + std::to_string(sizeInSect));
 
   // A path still in the lists the wizard last built is a bad sector, not a lost device.
-  if (context_.lists && context_.lists->snapshot()->listsPath(path)) return false;
-  if (!context_.ui) return false;
+  if (context_.lists && context_.lists->snapshot()->listsPath(path)) return ReadOutcome::kFailed;
+  if (!context_.ui) return ReadOutcome::kFailed;
   switch (kind) {
     case ReaderKind::kScan:
       context_.ui->runAlertPanel(
@@ -110,7 +114,7 @@ bool DMedia::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, 
       context_.ui->previewClose();
       break;
   }
-  return false;
+  return ReadOutcome::kFailed;
 }
 
 namespace {

@@ -40,12 +40,16 @@ class DMedia {
   [[nodiscard]] std::unique_ptr<DMedia> mutableCopy() const;
 
   // The three sector readers. `size` sectors of u32BytesInSector bytes are read at `sector` into the
-  // front of `buffer`; a buffer too small for them is refused. A read that meets the end of the source
-  // is a success and leaves the rest of the buffer as it was. On a failed read the lists decide: a path
-  // still listed is a bad spot (false, no alert); an unlisted one means the device has gone.
+  // front of `buffer`; a buffer too small for them is refused. For scans and previews a read that meets
+  // the end of the source is a success and leaves the rest of the buffer as it was. On a failed read the
+  // lists decide: a path still listed is a bad spot (false, no alert); an unlisted one means the device
+  // has gone.
   [[nodiscard]] bool readSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer);
   [[nodiscard]] bool readPreviewSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer);
-  [[nodiscard]] bool readSaveSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer);
+  // The saving reader tells a read cut short by the end of the source (a truncated image) from a whole
+  // one, so that a saved file is never padded out with bytes the source does not hold; such a read
+  // shows no alert. A failed read is handled as by the other readers.
+  [[nodiscard]] ReadOutcome readSaveSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer);
 
   // Fields, named as the rest of the engine knows them.
   std::string path;
@@ -74,7 +78,8 @@ class DMedia {
 
  private:
   enum class ReaderKind { kScan, kPreview, kSave };
-  [[nodiscard]] bool readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer);
+  [[nodiscard]] ReadOutcome readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size,
+                                     std::span<std::byte> buffer);
 
   MediaContext context_;
   std::mutex openMutex_;

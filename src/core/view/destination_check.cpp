@@ -6,10 +6,13 @@
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <set>
+#include <vector>
+
+#include "view/detail/mount_table.h"
 
 namespace nua {
 
@@ -17,14 +20,76 @@ namespace {
 
 constexpr unsigned long kHfsPlusMagic = 0x482b;
 constexpr unsigned long kHfsMagic = 0x4244;
+constexpr unsigned long kFuseMagic = 0x65735546;
+// Enough for any real stack of partitions, mappings and loop devices; odd links end the walk.
+constexpr std::size_t kMaxDevicesFollowed = 256;
 
-std::optional<std::uint64_t> deviceNumberInFile(const std::filesystem::path& devFile) {
-  std::ifstream in(devFile);
-  unsigned int major = 0;
-  unsigned int minor = 0;
-  char colon = 0;
-  if (!(in >> major >> colon >> minor) || colon != ':') return std::nullopt;
-  return static_cast<std::uint64_t>(makedev(major, minor));
+struct LimitedFileSystem {
+  unsigned long magic;
+  const char* mountType;
+  const char* name;
+};
+constexpr std::array<LimitedFileSystem, 7> kLimitedFileSystems{{{0x4d44, "vfat", "FAT"},
+                                                                 {0x4d44, "msdos", "FAT"},
+                                                                 {0x2011bab0, "exfat", "exFAT"},
+                                                                 {0x5346544e, "ntfs", "NTFS"},
+                                                                 {0x7366746e, "ntfs3", "NTFS"},
+                                                                 {0, "fat", "FAT"},
+                                                                 {0, "ntfs-3g", "NTFS"}}};
+
+// A FUSE file system from a block device (ntfs-3g, exfat-fuse) names itself "fuseblk" only; the
+// device's type comes from udev's record of it.
+std::string udevFileSystemType(const std::string& devicePath) {
+  struct stat info {};
+  if (::stat(devicePath.c_str(), &info) != 0 || !S_ISBLK(info.st_mode)) return {};
+  std::ifstream in("/run/udev/data/b" + std::to_string(major(info.st_rdev)) + ":" + std::to_string(minor(info.st_rdev)));
+  std::string line;
+  while (std::getline(in, line)) {
+    if (line.starts_with("E:ID_FS_TYPE=")) return line.substr(13);
+  }
+  return {};
+}
+
+std::string limitedFileSystemName(const DestinationFacts& destination) {
+  for (const LimitedFileSystem& limited : kLimitedFileSystems) {
+    char magic[32];
+    std::snprintf(magic, sizeof magic, "0x%lx", limited.magic);
+    if ((limited.magic != 0 && destination.type == magic) || destination.mountType == limited.mountType) {
+      return limited.name;
+    }
+  }
+  return {};
+}
+
+// The files the source is read from: the image itself, or the backing files below a loop device.
+std::vector<FileIdentity> sourceFiles(const SourceIdentity& source, const StorageLookup& below) {
+  std::vector<FileIdentity> files;
+  if (!source.isBlockDevice) {
+    files.push_back({source.deviceNumber, source.inodeNumber, source.path});
+    return files;
+  }
+  std::set<std::uint64_t> seen;
+  std::vector<std::uint64_t> pending{source.deviceNumber};
+  while (!pending.empty() && seen.size() < kMaxDevicesFollowed && below) {
+    const std::uint64_t device = pending.back();
+    pending.pop_back();
+    if (!seen.insert(device).second) continue;
+    const StorageBelow next = below(device);
+    if (next.backingFile) files.push_back(*next.backingFile);
+    pending.insert(pending.end(), next.devices.begin(), next.devices.end());
+  }
+  return files;
+}
+
+bool isSourceFile(const std::vector<FileIdentity>& files, const FileIdentity& candidate) {
+  for (const FileIdentity& file : files) {
+    if (file.sameFile(candidate)) return true;
+    // Without an inode (the backing file's path is not reachable from here) the paths decide.
+    if ((file.inodeNumber == 0 || candidate.inodeNumber == 0) && !file.path.empty() && file.path == candidate.path) {
+      return true;
+    }
+  }
+  return false;
 }
 
 }  // namespace
@@ -52,50 +117,43 @@ DestinationFacts probeDestination(const std::string& path) {
       std::snprintf(hex, sizeof hex, "0x%lx", magic);
       facts.type = hex;
     }
+    if (const auto mount = detail::mountOfDevice(detail::currentMounts(), info.st_dev)) {
+      facts.mountType = mount->fileSystemType;
+      if (magic == kFuseMagic) {
+        const std::string deviceType = udevFileSystemType(mount->source);
+        if (!deviceType.empty()) facts.mountType = deviceType;
+      }
+    }
   }
   return facts;
 }
 
-std::vector<std::uint64_t> blockParentsFromSysfs(std::uint64_t deviceNumber) {
-  namespace fs = std::filesystem;
-  std::vector<std::uint64_t> parents;
-  std::error_code error;
-  const fs::path entry = "/sys/dev/block/" + std::to_string(major(deviceNumber)) + ":" +
-                         std::to_string(minor(deviceNumber));
-  const fs::path real = fs::canonical(entry, error);
-  if (error) return parents;
-  if (fs::exists(real / "partition", error)) {
-    if (auto disk = deviceNumberInFile(real.parent_path() / "dev")) parents.push_back(*disk);
-  }
-  for (const auto& member : fs::directory_iterator(real / "slaves", error)) {
-    if (auto device = deviceNumberInFile(member.path() / "dev")) parents.push_back(*device);
-  }
-  return parents;
-}
-
 bool destinationOnSource(const SourceIdentity& source, const DestinationFacts& destination,
-                         const BlockParents& parents) {
+                         const StorageLookup& below) {
   if (!source.known || !destination.exists) return false;
-  if (!source.isBlockDevice) {
-    return destination.deviceNumber == source.deviceNumber && destination.inodeNumber == source.inodeNumber;
-  }
-  // Everything the destination's device stands on, down to the disks; bounded against odd links.
+  const std::vector<FileIdentity> files = sourceFiles(source, below);
+  // Everything the destination's device stands on, down to disks and through loop backing files.
   std::set<std::uint64_t> seen;
   std::vector<std::uint64_t> pending{destination.deviceNumber};
-  while (!pending.empty() && seen.size() < 256) {
+  while (!pending.empty() && seen.size() < kMaxDevicesFollowed) {
     const std::uint64_t device = pending.back();
     pending.pop_back();
     if (!seen.insert(device).second) continue;
-    if (device == source.deviceNumber) return true;
-    if (parents) {
-      for (std::uint64_t below : parents(device)) pending.push_back(below);
+    if (source.isBlockDevice && device == source.deviceNumber) return true;
+    if (!below) continue;
+    const StorageBelow next = below(device);
+    if (next.backingFile) {
+      if (isSourceFile(files, *next.backingFile)) return true;
+      // The backing file lies in some file system: that one's device may be on the source in turn.
+      if (next.backingFile->inodeNumber != 0) pending.push_back(next.backingFile->deviceNumber);
     }
+    pending.insert(pending.end(), next.devices.begin(), next.devices.end());
   }
   return false;
 }
 
 DestinationVerdict checkDestinationFacts(const DestinationFacts& destination, std::uint64_t markedData,
-                                         const SourceIdentity& source, const BlockParents& parents) {
+                                         const SourceIdentity& source, const StorageLookup& below) {
   DestinationVerdict verdict;
   if (destination.freeBytes < markedData) {
     verdict.refusal = Alert{"! Not enough free disk space",
@@ -110,8 +168,9 @@ DestinationVerdict checkDestinationFacts(const DestinationFacts& destination, st
     return verdict;
   } else {
     verdict.canSaveSlashes = destination.type == "hfs" ? 1 : 0;
+    verdict.limitedFileSystem = limitedFileSystemName(destination);
   }
-  if (destinationOnSource(source, destination, parents)) {
+  if (destinationOnSource(source, destination, below)) {
     verdict.refusal = Alert{"! Can not save",
                             "The folder chosen to save data to is on the drive or volume being recovered. Saving "
                             "there would overwrite the data you are recovering. Please choose a folder on another "

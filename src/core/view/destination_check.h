@@ -1,15 +1,14 @@
 // Whether a folder may take the saved files: free space, writable, its file system type, and never
-// the device being recovered. Facts are gathered apart from the decision so the decision can be
-// tested with any device identity.
+// the device or image being recovered, however the folder's device is stacked on it. Facts are
+// gathered apart from the decision so the decision can be tested with any device layout.
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "base/ui_bridge.h"
+#include "view/storage_below.h"
 
 namespace nua {
 
@@ -20,6 +19,7 @@ struct SourceIdentity {
   bool isBlockDevice = false;
   std::uint64_t deviceNumber = 0;
   std::uint64_t inodeNumber = 0;
+  std::string path;  // absolute; matched against loop backing files whose inode cannot be learned
 };
 
 struct DestinationFacts {
@@ -30,29 +30,29 @@ struct DestinationFacts {
   bool fileSystemKnown = false;  // the type and writable answers below hold
   bool writable = false;       // mounted read-write and the folder is writable by us
   std::string type;            // "hfs" for HFS Plus and HFS, else the file system's magic in hex
+  std::string mountType;       // the mount table's type ("ext4", "vfat"); for FUSE the device's own
 };
 
 [[nodiscard]] DestinationFacts probeDestination(const std::string& path);
 
-// The devices one block device stands on: a partition's whole disk, a mapped or RAID device's
-// members. Read from /sys/dev/block; empty when there is nothing below it or sysfs has no entry.
-using BlockParents = std::function<std::vector<std::uint64_t>(std::uint64_t deviceNumber)>;
-[[nodiscard]] std::vector<std::uint64_t> blockParentsFromSysfs(std::uint64_t deviceNumber);
-
-// A block-device source holds the destination when the destination's device is the source or stands
-// on it (a partition of it, or a mapping over one); an image source only when the folder would be
-// the image itself.
+// A destination is on the source when writing there writes to the source: its device is the source
+// device or stands on it (a partition of it, a mapping over it, a file system mounted from it), or
+// it is a loop device whose backing file is the source image or lies in a file system on the source
+// (an image inside the image).
 [[nodiscard]] bool destinationOnSource(const SourceIdentity& source, const DestinationFacts& destination,
-                                       const BlockParents& parents);
+                                       const StorageLookup& below);
 
 struct DestinationVerdict {
   std::optional<Alert> refusal;  // the alert to show; saving does not start
-  std::uint8_t canSaveSlashes = 0;  // 1: "/" in names is saved as ":"; 0: as "_", after a warning
+  std::uint8_t canSaveSlashes = 0;  // 1: "/" in names is saved as ":"; 0: as "_"
+  // "FAT", "exFAT" or "NTFS": a file system that cannot keep every file as it was (sizes of 4 GiB and
+  // more, names, dates); the run asks before it starts. Empty: no question.
+  std::string limitedFileSystem;
 };
 
-// The checks in order: free space (equal is enough), writable, the source device; sets
-// canSaveSlashes from the type (1 for "hfs" or an unknown type).
+// The checks in order: free space (equal is enough), writable, the source; sets canSaveSlashes from
+// the type (1 for "hfs" or an unknown type) and names a limited file system.
 [[nodiscard]] DestinationVerdict checkDestinationFacts(const DestinationFacts& destination, std::uint64_t markedData,
-                                                       const SourceIdentity& source, const BlockParents& parents);
+                                                       const SourceIdentity& source, const StorageLookup& below);
 
 }  // namespace nua

@@ -5,15 +5,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
+#include <filesystem>
 #include <mutex>
 #include <thread>
 
+#include "base/log.h"
 #include "base/text.h"
 #include "tree/new_dir_ops.h"
+#include "view/detail/live_data_map.h"
 #include "view/detail/save_names.h"
 #include "view/detail/tree_walk.h"
 #include "view/new_dir_view_helper.h"
@@ -28,13 +33,16 @@ namespace {
 constexpr std::size_t kMaxOpenFolders = 512;
 // A name keeps gaining "_" until it is free; this many tries is far beyond any real folder.
 constexpr int kMaxNameTries = 4096;
+// Recovered files are data: nobody should run a recovered photo. Folders are open to read.
+constexpr mode_t kSavedFileMode = 0644;
+constexpr mode_t kSavedFolderMode = 0755;
 
 // Opens the folder `name` in parentFd, making it first when it is not there. A name held by anything
 // but a folder (or by a link) is never reused: "_" is added until one is free. Returns the descriptor
 // or -1, and the name used.
 int openFolder(int parentFd, std::string name, std::string& used, bool& created) {
   for (int attempt = 0; attempt < kMaxNameTries; ++attempt, name = detail::collisionName(name)) {
-    created = ::mkdirat(parentFd, name.c_str(), 0777) == 0;
+    created = ::mkdirat(parentFd, name.c_str(), kSavedFolderMode) == 0;
     if (!created && errno != EEXIST) return -1;
     const int fd = ::openat(parentFd, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     if (fd >= 0) {
@@ -70,6 +78,8 @@ struct SaveRun::Folder {
 
 SaveRun::SaveRun(DMedia& source, TreeViewState& view, UiBridge& ui) : source_(source), view_(view), ui_(ui) {}
 
+SaveRun::~SaveRun() = default;
+
 bool SaveRun::saveData(bool previewVisible) {
   if (previewVisible) ui_.previewClose();
   const int answer = ui_.runAlertPanel(
@@ -85,28 +95,35 @@ bool SaveRun::checkDestination(const std::string& path) {
   if (!sourceIdentity_.known) {
     int errorNumber = 0;
     if (auto file = source_.deviceFile(errorNumber)) {
-      sourceIdentity_ = {true, file->isBlockDevice(), file->deviceNumber(), file->inodeNumber()};
+      std::error_code error;
+      const std::filesystem::path absolute = std::filesystem::weakly_canonical(file->path(), error);
+      sourceIdentity_ = {true, file->isBlockDevice(), file->deviceNumber(), file->inodeNumber(),
+                         error ? file->path() : absolute.string()};
     }
   }
   const DestinationVerdict verdict =
-      checkDestinationFacts(probeDestination(path), view_.markedData(), sourceIdentity_, blockParents_);
+      checkDestinationFacts(probe_(path), view_.markedData(), sourceIdentity_, storageLookup_);
   if (verdict.refusal) {
     (void)ui_.runAlertPanel(*verdict.refusal);
     return false;
   }
   canSaveSlashes = verdict.canSaveSlashes;
+  limitedFileSystem_ = verdict.limitedFileSystem;
   savedData = 0;
   return true;
 }
 
 SaveReport SaveRun::saveFilesAndFolders(const std::string& path) {
   SaveReport report;
-  if (canSaveSlashes == 0) {
+  if (asksAboutFileSystem()) {
     const int answer = ui_.runAlertPanel(
         {"Information",
-         "It is highly recommended to save data on a Mac OS native filesystem. The volume chosen for saving data "
-         "does not have, a native filesystem, \"Mac OS Extended (Journaled)\" or \"Mac OS Extended\". Click OK to "
-         "continue with saving data on this volume OR click Cancel to go back and choose another volume",
+         formatText("It is highly recommended to save data on a Linux native filesystem. The volume chosen for "
+                    "saving data has a %@ filesystem, which can not keep every recovered file as it was (file "
+                    "sizes, names and dates), and not a native filesystem such as \"ext4\", \"XFS\" or \"Btrfs\". "
+                    "Click OK to continue with saving data on this volume OR click Cancel to go back and choose "
+                    "another volume",
+                    {limitedFileSystem_}),
          {"OK", "Cancel"}});
     if (answer == 1) return report;
   }
@@ -114,8 +131,9 @@ SaveReport SaveRun::saveFilesAndFolders(const std::string& path) {
   abortSaving = false;
   saveCount = 0;
   showSavingProgress = true;
-  failedFiles_.clear();
+  failures_.clear();
   failedCount_ = 0;
+  liveData_.reset();
 
   // The clock of the saving sheet; it also lets the next write report progress once a second.
   std::mutex clockMutex;
@@ -140,12 +158,12 @@ SaveReport SaveRun::saveFilesAndFolders(const std::string& path) {
 
   report.aborted = abortSaving;
   report.saveCount = saveCount;
-  report.failedFiles = failedFiles_;
+  report.failures = failures_;
   report.failedCount = failedCount_;
   report.savedFiles = saveCount >= failedCount_ ? saveCount - failedCount_ : 0;
   std::string text = formatText(report.aborted ? "Saving location was: %@" : "Saved at: %@", {path});
   if (failedCount_ != 0) {
-    text += formatText("\n%@ files could not be read or written completely.", {std::to_string(failedCount_)});
+    text += formatText("\n%@ files could not be saved whole with their own data.", {std::to_string(failedCount_)});
   }
   report.finalAlert = Alert{report.aborted ? "Saving Aborted" : "Saving Completed", text, {"OK"}};
   (void)ui_.runAlertPanel(report.finalAlert);
@@ -166,7 +184,7 @@ void SaveRun::saveDir(NewDir* dir, const std::string& path) {
   if (dir == nullptr || !view_.isMarkedForSaving(dir)) return;
   const int baseFd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (baseFd < 0) {
-    countFailedBelow(dir, nameForSaving(dir));
+    countFailedBelow(dir, nameForSaving(dir), "the chosen folder could not be opened");
     return;
   }
   saveFolderTree(baseFd, dir, "");
@@ -183,7 +201,7 @@ void SaveRun::saveFolderTree(int baseFd, NewDir* top, const std::string& basePat
     const int fd = stack.size() < kMaxOpenFolders ? openFolder(parentFd, name, used, created) : -1;
     const std::string path = parentPath.empty() ? used : parentPath + "/" + used;
     if (fd < 0) {
-      countFailedBelow(dir, path);
+      countFailedBelow(dir, path, "the folder could not be made");
       return;
     }
     if (created) giveToUser(fd);
@@ -238,35 +256,43 @@ void SaveRun::saveFile(const Folder& folder, NewDir* file, const std::string& na
   std::string used = name;
   int fd = -1;
   for (int attempt = 0; attempt < kMaxNameTries && fd < 0; ++attempt) {
-    fd = ::openat(folder.fd, used.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0755);
+    fd = ::openat(folder.fd, used.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kSavedFileMode);
     if (fd < 0 && errno != EEXIST) break;
     if (fd < 0) used = detail::collisionName(used);
   }
   const std::string path = folder.path + "/" + used;
   if (fd < 0) {
-    noteFailed(path);
+    noteFailed(path, formatText("not saved: the file could not be made (%@)", {std::strerror(errno)}));
     return;
   }
-  CopyOutcome outcome = copyFileData(file, fd);
-  if (outcome == CopyOutcome::kDone) {
+  CopyProgress progress;
+  CopyOutcome outcome = copyFileData(file, fd, progress);
+  if (outcome != CopyOutcome::kAborted) {
     if (file->modDate != 0 && file->isFATEntry == 0) {
       const timespec times[2] = {{0, UTIME_NOW},
                                  {static_cast<time_t>(static_cast<std::int64_t>(file->modDate) - 2082844800), 0}};
       (void)::futimens(fd, times);
     }
     giveToUser(fd);
-    if (::fsync(fd) != 0) outcome = CopyOutcome::kFailed;
+    if (::fsync(fd) != 0 && outcome != CopyOutcome::kIncomplete) {
+      outcome = CopyOutcome::kIncomplete;
+      progress.reason = formatText("writing failed: %@", {std::strerror(errno)});
+    }
   }
   ::close(fd);
-  if (outcome == CopyOutcome::kFailed) noteFailed(path);
+  const std::string written = formatText("%@ of %@ bytes saved", {std::to_string(progress.written),
+                                                                   std::to_string(file->fileSize)});
+  if (outcome == CopyOutcome::kIncomplete) noteFailed(path, "incomplete, " + written + ": " + progress.reason);
+  if (outcome == CopyOutcome::kOverwritten) noteFailed(path, "not its own data, " + written + ": " + progress.reason);
 }
 
-void SaveRun::noteFailed(const std::string& path) {
+void SaveRun::noteFailed(const std::string& path, std::string reason) {
+  logLine("Not saved right: " + path + ": " + reason);
   ++failedCount_;
-  failedFiles_.push_back(path);
+  failures_.push_back({path, std::move(reason)});
 }
 
-void SaveRun::countFailedBelow(const NewDir* folder, const std::string& path) {
+void SaveRun::countFailedBelow(const NewDir* folder, const std::string& path, const std::string& why) {
   std::uint32_t files = 0;
   detail::walkTree(
       const_cast<NewDir*>(folder),
@@ -277,7 +303,9 @@ void SaveRun::countFailedBelow(const NewDir* folder, const std::string& path) {
       [](NewDir*) {});
   saveCount += files;
   failedCount_ += files;
-  if (files != 0) failedFiles_.push_back(path + "/");
+  if (files == 0) return;
+  failures_.push_back({path + "/", formatText("%@ files not saved: %@", {std::to_string(files), why})});
+  logLine("Not saved right: " + failures_.back().path + ": " + failures_.back().reason);
 }
 
 void SaveRun::giveToUser(int fd) const {

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,10 @@
 #include "view/tree_view_state.h"
 
 namespace nua {
+
+namespace detail {
+class LiveDataMap;
+}
 
 // Where a run reports while it works: the front end's sheet, or standard error on the command line.
 class SaveProgressSink {
@@ -29,13 +35,19 @@ class SaveProgressSink {
 // "Saved: %.2f KB" (up to 999999 bytes), "Saved: %.2f MB" (up to 999999999), else "Saved: %.2f GB".
 [[nodiscard]] std::string savedDataText(std::uint64_t savedData);
 
+// One file (or a folder with every marked file in it) that was not saved right.
+struct SaveFailure {
+  std::string path;    // below the chosen folder; a folder's ends with "/"
+  std::string reason;  // "incomplete, 4096 of 10000 bytes saved: the source ends at sector 8192"
+};
+
 struct SaveReport {
-  bool started = false;  // false when the native file system question was answered with Cancel
+  bool started = false;  // false when the file system question was answered with Cancel
   bool aborted = false;
   std::uint32_t saveCount = 0;   // marked files handled, also those of size 0 (which write nothing)
-  std::uint32_t savedFiles = 0;  // handled without a failure
-  std::uint32_t failedCount = 0;  // files that could not be written fully
-  std::vector<std::string> failedFiles;  // paths below the chosen folder that could not be written fully
+  std::uint32_t savedFiles = 0;  // written whole with their own bytes
+  std::uint32_t failedCount = 0;  // files written short, with bytes that are not theirs, or not at all
+  std::vector<SaveFailure> failures;
   Alert finalAlert;
 };
 
@@ -43,19 +55,27 @@ class SaveRun {
  public:
   // source is read only through readSaveSector; view gives the tree on screen and the marks.
   SaveRun(DMedia& source, TreeViewState& view, UiBridge& ui);
+  ~SaveRun();
+  SaveRun(const SaveRun&) = delete;
+  SaveRun& operator=(const SaveRun&) = delete;
 
   void setProgressSink(SaveProgressSink* sink) { sink_ = sink; }
-  // Replaces the sysfs lookup of what a block device stands on (tests use made-up identities).
-  void setBlockParents(BlockParents parents) { blockParents_ = std::move(parents); }
+  // Replaces the sysfs and mount table lookup of what a device stands on (tests use made-up layouts).
+  void setStorageLookup(StorageLookup lookup) { storageLookup_ = std::move(lookup); }
   void setSourceIdentity(const SourceIdentity& identity) { sourceIdentity_ = identity; }
+  // Replaces the probe of the chosen folder (tests stand in for file systems they cannot mount).
+  void setDestinationProbe(std::function<DestinationFacts(const std::string&)> probe) { probe_ = std::move(probe); }
 
   // The save button: closes a visible preview, then asks whether to go on; true for "Yes".
   [[nodiscard]] bool saveData(bool previewVisible);
-  // The chosen folder: free space, writable, file system type and the source device. Shows the
-  // refusal and returns false, or sets canSaveSlashes and returns true.
+  // The chosen folder: free space, writable, file system type and the source. Shows the refusal and
+  // returns false, or sets canSaveSlashes and whether the run asks about the file system, and returns
+  // true.
   [[nodiscard]] bool checkDestination(const std::string& path);
-  // The run itself, on a worker: the native file system question (when canSaveSlashes is 0), the walk
-  // from dirRootTemp, the elapsed-time clock, and the final alert, whose answer it waits for.
+  // Whether saveFilesAndFolders first asks about the destination's file system (FAT, exFAT, NTFS).
+  [[nodiscard]] bool asksAboutFileSystem() const { return !limitedFileSystem_.empty(); }
+  // The run itself, on a worker: the file system question (when asked for), the walk from
+  // dirRootTemp, the elapsed-time clock, and the final alert, whose answer it waits for.
   SaveReport saveFilesAndFolders(const std::string& path);
   // Writes dir (when marked for saving) as a folder under path, with its marked files and folders.
   void saveDir(NewDir* dir, const std::string& path);
@@ -70,17 +90,25 @@ class SaveRun {
 
  private:
   struct Folder;
-  enum class CopyOutcome { kDone, kFailed, kAborted };
+  // kOverwritten: written to its size, but with clusters that a live file has taken over since.
+  enum class CopyOutcome { kDone, kIncomplete, kOverwritten, kAborted };
+  struct CopyProgress {
+    std::uint64_t written = 0;  // bytes of the file written so far
+    std::string reason;         // why the copy is not right, when it is not
+  };
 
   [[nodiscard]] std::string nameForSaving(const NewDir* dir) const;
   void saveFolderTree(int baseFd, NewDir* top, const std::string& basePath);
   void saveFilesOf(const Folder& folder);
   void saveFile(const Folder& folder, NewDir* file, const std::string& name);
-  [[nodiscard]] CopyOutcome copyFileData(NewDir* file, int fd);
-  [[nodiscard]] CopyOutcome readAndWrite(const NewDir* file, std::uint64_t block, std::uint32_t blocks,
-                                         std::int64_t writeLength, int fd, std::vector<std::byte>& buffer);
-  void noteFailed(const std::string& path);
-  void countFailedBelow(const NewDir* folder, const std::string& path);
+  [[nodiscard]] CopyOutcome copyFileData(NewDir* file, int fd, CopyProgress& progress);
+  // Reads `blocks` blocks at `block` (no more sectors than the rest of the file needs) and writes them,
+  // never past the file's size.
+  [[nodiscard]] CopyOutcome readAndWrite(const NewDir* file, std::uint64_t block, std::uint32_t blocks, int fd,
+                                         std::vector<std::byte>& buffer, CopyProgress& progress);
+  [[nodiscard]] CopyOutcome checkNotOverwritten(const NewDir* file, CopyProgress& progress);
+  void noteFailed(const std::string& path, std::string reason);
+  void countFailedBelow(const NewDir* folder, const std::string& path, const std::string& why);
   void giveToUser(int fd) const;
 
   DMedia& source_;
@@ -88,8 +116,11 @@ class SaveRun {
   UiBridge& ui_;
   SaveProgressSink* sink_ = nullptr;
   SourceIdentity sourceIdentity_;
-  BlockParents blockParents_ = blockParentsFromSysfs;
-  std::vector<std::string> failedFiles_;
+  StorageLookup storageLookup_ = storageBelowFromSystem;
+  std::function<DestinationFacts(const std::string&)> probe_ = probeDestination;
+  std::string limitedFileSystem_;
+  std::unique_ptr<detail::LiveDataMap> liveData_;  // made when the first deleted FAT file is saved
+  std::vector<SaveFailure> failures_;
   std::uint32_t failedCount_ = 0;
 };
 

@@ -52,7 +52,7 @@ void TreePage::startSaving(const QString& path) {
     if (alert.buttons.size() == 2 && answer == 0) savingSheet_->open();
     return answer;
   };
-  if (saveRun_->canSaveSlashes == 1) savingSheet_->open();
+  if (!saveRun_->asksAboutFileSystem()) savingSheet_->open();
   worker_ = std::thread([this, where = path.toStdString()] {
     nua::SaveReport report = saveRun_->saveFilesAndFolders(where);
     QMetaObject::invokeMethod(this, [this, report = std::move(report)] { savingDone(report); }, Qt::QueuedConnection);
