@@ -4,6 +4,8 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QCheckBox>
+#include <QStyleOptionButton>
 #include <QListWidget>
 #include <QPushButton>
 #include <QStyle>
@@ -37,7 +39,14 @@ inline bool clickButton(MainWindow& window, const QString& caption) {
   return true;
 }
 
-inline void clickWidget(QWidget* widget) { QTest::mouseClick(widget, Qt::LeftButton); }
+// Clicks a check box on its box, where a person clicks (a wide check box's middle may be empty).
+inline void clickCheckBox(QCheckBox* box) {
+  QStyleOptionButton option;
+  option.initFrom(box);
+  option.text = box->text();
+  const QRect indicator = box->style()->subElementRect(QStyle::SE_CheckBoxIndicator, &option, box);
+  QTest::mouseClick(box, Qt::LeftButton, {}, indicator.center());
+}
 
 // Clicks row `row` of a list with the mouse, in the middle of the row.
 inline bool clickListRow(QListWidget* list, int row) {

@@ -23,9 +23,11 @@ Kelvo_Recovery_SoftwareAppDelegate::Kelvo_Recovery_SoftwareAppDelegate(WizardVie
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
   Volume::setAppController(this);
+  launcher_.setScanThreadEnded([this](bool volumeScan) { scanThreadEnded(volumeScan); });
 }
 
 Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
+  launcher_.setScanThreadEnded({});
   timer_.stop();
   joinFreeTree();
   if (Volume::appController() == this) Volume::setAppController(nullptr);
@@ -258,6 +260,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::ptListNextClicked() {
   if (scanForVolumesBox_) {
     if (!selectedDrive) return;
     scanIsRunning = true;
+    ++scanGeneration_;
     view_.showTab("PT scan prog");
     launcher_.detachVolumeScan(selectedDrive);
     return;

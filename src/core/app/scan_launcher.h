@@ -2,7 +2,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <variant>
 #include <vector>
@@ -31,6 +33,25 @@ class ScanLauncher {
   virtual void detach(ScanEntry entry, std::shared_ptr<Volume> volume, ScanArguments arguments) = 0;
   // Starts the search of a whole disk for lost volumes.
   virtual void detachVolumeScan(std::shared_ptr<DMedia> drive) = 0;
+
+  // Told once a scan's thread is over, whatever the scan did: with `volumeScan` true for the search
+  // for lost volumes. The controller ends a scan that sent no completion of its own, so a stage that
+  // is missing or failed never leaves the progress screen waiting. Runs on the scan's thread.
+  using ScanThreadEnded = std::function<void(bool volumeScan)>;
+  void setScanThreadEnded(ScanThreadEnded ended) {
+    std::lock_guard lock(endedMutex_);
+    scanThreadEnded_ = std::move(ended);
+  }
+
+ protected:
+  void reportScanThreadEnded(bool volumeScan) {
+    std::lock_guard lock(endedMutex_);
+    if (scanThreadEnded_) scanThreadEnded_(volumeScan);
+  }
+
+ private:
+  std::mutex endedMutex_;
+  ScanThreadEnded scanThreadEnded_;
 };
 
 }  // namespace nua
