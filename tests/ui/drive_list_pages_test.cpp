@@ -81,6 +81,7 @@ class DriveListPagesTest : public QObject {
       QCOMPARE(list->currentRow(), 0);
       QVERIFY(next->isEnabled());
       QVERIFY(list->item(0)->isSelected());  // the row Next stands for is shown chosen
+      screenshot(window, QString("drives-list-first-row-by-focus-%1-%2").arg(goal, mode).replace(' ', '-'));
       if (list->count() > 1) {
         QTest::keyClick(list, Qt::Key_Down);
         QCOMPARE(list->currentRow(), 1);
@@ -93,6 +94,7 @@ class DriveListPagesTest : public QObject {
       QVERIFY(clickListRow(list, 0));
       QCOMPARE(list->currentRow(), 0);
       QVERIFY(next->isEnabled());
+      screenshot(window, QString("drives-list-first-row-clicked-%1-%2").arg(goal, mode).replace(' ', '-'));
       // Ctrl+click takes the row back: nothing is chosen, so Next is off again.
       QTest::mouseClick(list->viewport(), Qt::LeftButton, Qt::ControlModifier,
                         list->visualItemRect(list->item(0)).center());

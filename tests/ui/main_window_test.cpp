@@ -237,6 +237,7 @@ class MainWindowTest : public QObject {
     QVERIFY(!c.scanIsRunning);
     QVERIFY(std::find(alerts.begin(), alerts.end(), "!Can not process") != alerts.end());
     QTRY_VERIFY(c.selectedVolume == nullptr);
+    testing::screenshot(window, "drives-list-after-missing-stage");
     // Next stands for the row shown chosen, if any (the focus coming back to the list may choose the
     // first row).
     auto* list = window.findChild<QListWidget*>("drivesList");

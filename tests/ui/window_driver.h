@@ -88,4 +88,12 @@ inline bool clickCheckBox(QTreeWidget* outline, QTreeWidgetItem* item) {
   return true;
 }
 
+// With NUA_UI_SCREENSHOTS naming a folder, writes the window as it is now to `name`.png there, so
+// the screens these suites reach can be looked at.
+inline void screenshot(QWidget& window, const QString& name) {
+  const QString folder = qEnvironmentVariable("NUA_UI_SCREENSHOTS");
+  if (folder.isEmpty()) return;
+  window.grab().save(folder + "/" + name + ".png");
+}
+
 }  // namespace nua::ui::testing
