@@ -23,15 +23,22 @@ class TabView : public NullWizardView {
   std::map<WizardControl, bool> enabled;
 };
 
-// Records the scan it is handed; `threadEnds` stands for the end of that scan's thread.
+// Records the scan it is handed; `threadEnds` stands for the end of a scan's thread (by default the
+// last one's).
 class HeldLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry, std::shared_ptr<Volume> v, ScanArguments) override {
     volume = std::move(v);
     ++count;
+    last = numberNextScan();
   }
-  void detachVolumeScan(std::shared_ptr<DMedia>) override { ++volumeScans; }
-  void threadEnds(bool volumeScan = false) { reportScanThreadEnded(volumeScan); }
+  void detachVolumeScan(std::shared_ptr<DMedia>) override {
+    ++volumeScans;
+    last = numberNextScan();
+  }
+  void threadEnds(bool volumeScan = false) { reportScanThreadEnded(last, volumeScan); }
+  void threadOfScanEnds(std::uint64_t scanNumber) { reportScanThreadEnded(scanNumber, false); }
+  std::uint64_t last = 0;
   std::shared_ptr<Volume> volume;
   int count = 0;
   int volumeScans = 0;
@@ -138,9 +145,10 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(ScanEnd, TheEndOfAnOlderScansThreadLeavesANewerScanRunning) {
   startScan();
-  launcher.threadEnds();            // the first scan's thread is over...
-  controller->rawSliderNextClicked();  // ...and a second scan started before its end was served
+  const std::uint64_t first = launcher.last;
+  controller->rawSliderNextClicked();  // a second scan is started...
   ASSERT_EQ(launcher.count, 2);
+  launcher.threadOfScanEnds(first);    // ...and the first one's thread reports its end only now
   controller->mainThread().runPending();
   EXPECT_TRUE(controller->scanIsRunning);
   EXPECT_EQ(view.selectedTabIdentifier(), "Progress");

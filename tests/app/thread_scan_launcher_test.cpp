@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <mutex>
+#include <vector>
 #include <stdexcept>
 
 #include "volume/volume.h"
@@ -52,7 +53,11 @@ TEST(ThreadScanLauncher, EveryScanThreadReportsItsEnd) {
   ThreadScanLauncher launcher(ui, nullptr);
   std::atomic<int> scansEnded{0};
   std::atomic<int> volumeScansEnded{0};
-  launcher.setScanThreadEnded([&](bool volumeScan) { ++(volumeScan ? volumeScansEnded : scansEnded); });
+  std::vector<std::uint64_t> numbers;
+  launcher.setScanThreadEnded([&](std::uint64_t scanNumber, bool volumeScan) {
+    numbers.push_back(scanNumber);  // one scan thread at a time
+    ++(volumeScan ? volumeScansEnded : scansEnded);
+  });
   launcher.setEntry(ScanEntry::kStartMakingTree, [](Volume&, const ScanArguments&) {});
   launcher.setEntry(ScanEntry::kScanForDeletedFiles,
                     [](Volume&, const ScanArguments&) { throw std::runtime_error("node table exhausted"); });
@@ -62,6 +67,8 @@ TEST(ThreadScanLauncher, EveryScanThreadReportsItsEnd) {
   launcher.detachVolumeScan(nullptr);
   EXPECT_EQ(scansEnded, 3);
   EXPECT_EQ(volumeScansEnded, 1);
+  EXPECT_EQ(numbers, (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(launcher.lastScanNumber(), 4u);
   ASSERT_EQ(ui.alerts.size(), 3u);
   EXPECT_EQ(ui.alerts[0].title, "!Can not process");
   EXPECT_EQ(ui.alerts[0].text, "The scan \"scanForDeletedFiles\" failed: node table exhausted");

@@ -23,7 +23,8 @@ Kelvo_Recovery_SoftwareAppDelegate::Kelvo_Recovery_SoftwareAppDelegate(WizardVie
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
   Volume::setAppController(this);
-  launcher_.setScanThreadEnded([this](bool volumeScan) { scanThreadEnded(volumeScan); });
+  launcher_.setScanThreadEnded(
+      [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
 }
 
 Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
@@ -260,7 +261,6 @@ void Kelvo_Recovery_SoftwareAppDelegate::ptListNextClicked() {
   if (scanForVolumesBox_) {
     if (!selectedDrive) return;
     scanIsRunning = true;
-    ++scanGeneration_;
     view_.showTab("PT scan prog");
     launcher_.detachVolumeScan(selectedDrive);
     return;

@@ -54,7 +54,7 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   void showTree();
   // A scan's thread is over (from the launcher, on that thread). One that sent no completion of its
   // own, because its stage is missing or failed, is ended here as one without a tree.
-  void scanThreadEnded(bool volumeScan);
+  void scanThreadEnded(std::uint64_t scanNumber, bool volumeScan);
   // Ends the result on a thread of its own; `rebuildDriveList` loads the drive list again after.
   void freeTree(bool rebuildDriveList);
   void releaseSelectedVolume();
@@ -262,8 +262,6 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   // The way back after a scan that left no tree: the list the volume came from, the result freed.
   void backToListWithoutTree();
   void endScanWithoutCompletion(bool volumeScan);
-  // Counts the scans started, so the end of an old scan's thread can't end a newer scan.
-  std::atomic<std::uint64_t> scanGeneration_{0};
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;
   ProgressScreen progressScreen_;

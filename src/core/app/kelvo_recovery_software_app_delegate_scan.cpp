@@ -244,7 +244,6 @@ void Kelvo_Recovery_SoftwareAppDelegate::startScan(bool resume) {
     args.emplace_back(std::string("auto"));
   }
   view_.showTab("Progress");
-  ++scanGeneration_;
   launcher_.detach(entry, selectedVolume, std::move(args));
 }
 

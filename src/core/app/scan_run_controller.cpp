@@ -80,11 +80,11 @@ void Kelvo_Recovery_SoftwareAppDelegate::backToListWithoutTree() {
   autoStartAfterRawCrash = false;
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::scanThreadEnded(bool volumeScan) {
-  // The scan's own completion, if it sent one, was queued before this and is handled first.
-  const std::uint64_t generation = scanGeneration_;
-  mainThread_.post([this, generation, volumeScan] {
-    if (generation == scanGeneration_ && scanIsRunning) endScanWithoutCompletion(volumeScan);
+void Kelvo_Recovery_SoftwareAppDelegate::scanThreadEnded(std::uint64_t scanNumber, bool volumeScan) {
+  // The scan's own completion, if it sent one, was queued before this and is handled first; the end
+  // of an older scan's thread must not end a newer scan.
+  mainThread_.post([this, scanNumber, volumeScan] {
+    if (scanNumber == launcher_.lastScanNumber() && scanIsRunning) endScanWithoutCompletion(volumeScan);
   });
 }
 
@@ -130,28 +130,26 @@ void Kelvo_Recovery_SoftwareAppDelegate::showTree() {
     if (view_.selectedTabIdentifier() == "Progress") backToListWithoutTree();
     return;
   }
-  if (root != nullptr) {
-    view_.showTab("Tree");
-    progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
-    if (progressChanged) progressChanged();
-    if (!openedScanInfo) {
-      Alert note;
-      if ((isPTListOrPTScanListChosen == 0 || isPTListOrPTScanListChosen == 1) && treeScanMode == 0) {
-        note = {"Standard scan completed",
-                "Check for lost data in the recovered tree. If you are unable to find the desired data, click the back "
-                "button and select advanced scan option.",
-                {"OK"}};
-      } else if (isPTListOrPTScanListChosen == -1 && rawSearchMode != 3 && scanMode != 5) {
-        note = {"Deleted file scan completed",
-                "Recovered data tree may contain regular files(which may show in finder) and the deleted files. Select "
-                "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
-                "\"Save\"",
-                {"OK"}};
-      }
-      if (!note.title.empty()) {
-        completionNote_ = note.title + ": " + note.text;
-        (void)ui_.runAlertPanel(note);
-      }
+  view_.showTab("Tree");
+  progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
+  if (progressChanged) progressChanged();
+  if (!openedScanInfo) {
+    Alert note;
+    if ((isPTListOrPTScanListChosen == 0 || isPTListOrPTScanListChosen == 1) && treeScanMode == 0) {
+      note = {"Standard scan completed",
+              "Check for lost data in the recovered tree. If you are unable to find the desired data, click the back "
+              "button and select advanced scan option.",
+              {"OK"}};
+    } else if (isPTListOrPTScanListChosen == -1 && rawSearchMode != 3 && scanMode != 5) {
+      note = {"Deleted file scan completed",
+              "Recovered data tree may contain regular files(which may show in finder) and the deleted files. Select "
+              "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
+              "\"Save\"",
+              {"OK"}};
+    }
+    if (!note.title.empty()) {
+      completionNote_ = note.title + ": " + note.text;
+      (void)ui_.runAlertPanel(note);
     }
   }
 }

@@ -19,7 +19,8 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   join();  // one scan at a time
   auto it = entries_.find(entry);
   EntryFunction function = it == entries_.end() ? EntryFunction{} : it->second;
-  thread_ = std::thread([this, entry, function, volume = std::move(volume), arguments = std::move(arguments)] {
+  const std::uint64_t scanNumber = numberNextScan();
+  thread_ = std::thread([this, entry, function, scanNumber, volume = std::move(volume), arguments = std::move(arguments)] {
     if (function) {
       // A broken invariant or exhausted memory in one scan ends that scan, not the program.
       try {
@@ -33,13 +34,14 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
                          std::string("The scan \"") + scanEntryName(entry) + "\" is not built yet.", {"OK"}});
     }
     if (finished_) finished_(entry);
-    reportScanThreadEnded(false);
+    reportScanThreadEnded(scanNumber, false);
   });
 }
 
 void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia>) {
+  const std::uint64_t scanNumber = numberNextScan();
   ui_.runAlertPanel({"!Can not process", "The search for lost volumes is not built yet.", {"OK"}});
-  reportScanThreadEnded(true);
+  reportScanThreadEnded(scanNumber, true);
 }
 
 }  // namespace nua
