@@ -8,6 +8,8 @@
 #include <QApplication>
 #include <QCheckBox>
 #include <QListWidget>
+#include <QMessageBox>
+#include <QTimer>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
@@ -186,8 +188,8 @@ class MainWindowTest : public QObject {
 #endif
   }
 
-  // A source cut short after it was listed: the scan reads what is there, ends, and the user can
-  // leave its screen.
+  // A source cut short after it was listed: the scan reads what is there, Stop and its question work
+  // on the way, the scan ends, and the user can leave its screen.
   void aSourceCutShortAfterListingStillEnds() {
     const fs::path cut = folder_ / "cut.img";
     fs::copy_file(folder_ / "demo.img", cut, fs::copy_options::overwrite_existing);
@@ -201,8 +203,29 @@ class MainWindowTest : public QObject {
       return row.string("Path") == cut.string() && row.string("Content").rfind("FAT", 0) == 0;
     }));
     fs::resize_file(cut, 64 * 1024);
+    // While the scan waits on a status it sent, the user clicks Stop and confirms in the question.
+    bool stopAnswered = false;
+    const std::function<void()> redraw = c.progressChanged;
+    c.progressChanged = [&, redraw] {
+      redraw();
+      if (stopAnswered || !c.scanIsRunning || window.currentTab() != "Progress") return;
+      stopAnswered = true;
+      QTimer::singleShot(0, &window, [] {
+        auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        QVERIFY(question != nullptr);
+        for (QAbstractButton* button : question->buttons())
+          if (button->text() == "Stop Scan") QTest::mouseClick(button, Qt::LeftButton);
+      });
+      QVERIFY(click(window, "Stop"));
+    };
     QVERIFY(click(window, "Next"));
+    const std::shared_ptr<Volume> scanned = c.selectedVolume;
+    QVERIFY(scanned != nullptr);
     QTRY_VERIFY_WITH_TIMEOUT(!c.scanIsRunning, 60000);
+    QVERIFY(stopAnswered);
+    QVERIFY(scanned->stopTreeThread);  // "Stop Scan" reached the scan
+    QVERIFY(!c.abortSheetVisible());
+    QVERIFY(QApplication::activeModalWidget() == nullptr);
     QTRY_VERIFY(window.currentTab() == "Tree" || window.currentTab() == "Drives List");
     if (window.currentTab() == "Tree") {
       window.uiBridge().answerAutomatically(1);  // "OK" in the tip
