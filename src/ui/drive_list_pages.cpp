@@ -47,6 +47,23 @@ void fill(QListWidget* list, const std::vector<Dict>& rows, const std::function<
   }
 }
 
+// Tells the controller the list's current row whenever the row or the selection changes, however it
+// changed: by a click, by the keys, or by the focus coming in (which makes the first row current
+// without selecting it). The current row is shown selected, so Next never stands for a row that
+// does not look chosen.
+void reportRow(QListWidget* list, QWidget* page, const std::function<void(int)>& selectRow) {
+  QObject::connect(list, &QListWidget::currentRowChanged, page, [list, selectRow](int row) {
+    if (row >= 0 && !list->item(row)->isSelected()) {
+      const QSignalBlocker quiet(list);
+      list->item(row)->setSelected(true);
+    }
+    selectRow(row);
+  });
+  QObject::connect(list, &QListWidget::itemSelectionChanged, page, [list, selectRow] {
+    selectRow(list->selectedItems().isEmpty() ? -1 : list->currentRow());
+  });
+}
+
 void registerDeselect(WizardWidgets& widgets, WizardTable table, QListWidget* list) {
   widgets.deselect.insert(table, [list] {
     const QSignalBlocker quiet(list);
@@ -83,7 +100,7 @@ QWidget* makeDrivesListScreen(Controller& controller, WizardWidgets& widgets, Dr
     fill(list, controller.drivesListRows(), [](const Dict& row) { return toQt(logicalDriveCellLines(row)); });
   });
   registerDeselect(widgets, WizardTable::kDrivesList, list);
-  QObject::connect(list, &QListWidget::currentRowChanged, page, [&controller](int row) { controller.selectDrivesListRow(row); });
+  reportRow(list, page, [&controller](int row) { controller.selectDrivesListRow(row); });
 
   QPushButton* back = makeButton(QObject::tr("Back"), "go-previous", QStyle::SP_ArrowBack);
   QPushButton* home = makeButton(QObject::tr("Home"), "go-home", QStyle::SP_DirHomeIcon);
@@ -121,7 +138,7 @@ QWidget* makePTListScreen(Controller& controller, WizardWidgets& widgets) {
     fill(list, controller.partitionListDictArray, partitionLines);
   });
   registerDeselect(widgets, WizardTable::kPTList, list);
-  QObject::connect(list, &QListWidget::currentRowChanged, page, [&controller](int row) { controller.selectPTListRow(row); });
+  reportRow(list, page, [&controller](int row) { controller.selectPTListRow(row); });
 
   auto* box = new QCheckBox(QObject::tr("Scan the disk for lost volumes"));
   // The search for lost volumes is not part of this version; the box stays for its place on the screen.
@@ -159,8 +176,7 @@ QWidget* makePTScanListScreen(Controller& controller, WizardWidgets& widgets) {
     });
   });
   registerDeselect(widgets, WizardTable::kPTScanList, list);
-  QObject::connect(list, &QListWidget::currentRowChanged, page,
-                   [&controller](int row) { controller.selectPTScanListRow(row); });
+  reportRow(list, page, [&controller](int row) { controller.selectPTScanListRow(row); });
   QPushButton* back = makeButton(QObject::tr("Back"), "go-previous", QStyle::SP_ArrowBack);
   QPushButton* home = makeButton(QObject::tr("Home"), "go-home", QStyle::SP_DirHomeIcon);
   QPushButton* next = makeButton(QObject::tr("Next"), "go-next", QStyle::SP_ArrowForward);

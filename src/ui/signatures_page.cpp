@@ -44,6 +44,7 @@ SignaturesPage::SignaturesPage(Kelvo_Recovery_SoftwareAppDelegate& controller, W
   QPushButton* addType = makeButton(tr("Add File Type…"), "list-add");
   QPushButton* removeType = makeButton(tr("Remove File Type"), "list-remove");
   count_ = new QLabel;
+  count_->setObjectName("signatureCount");
   connect(markAll, &QPushButton::clicked, this, [this] { controller_.selectAllSig(); });
   connect(unmarkAll, &QPushButton::clicked, this, [this] { controller_.deselectAllSig(); });
   widgets.controls.insert(WizardControl::kAddFileType, addType);
@@ -76,13 +77,64 @@ SignaturesPage::SignaturesPage(Kelvo_Recovery_SoftwareAppDelegate& controller, W
 }
 
 void SignaturesPage::reload() {
-  // Keep the open categories open across a reload.
+  if (rowsMatchCatalog()) {
+    refreshRows();
+    return;
+  }
+  // A changed catalog while a mark is being handled: the row Qt is still working on must outlive the
+  // handler, so the outline is built again once control is back in the event loop.
+  if (handlingMark_) {
+    if (!rebuildQueued_) {
+      rebuildQueued_ = true;
+      QMetaObject::invokeMethod(this, [this] {
+        rebuildQueued_ = false;
+        reload();
+      }, Qt::QueuedConnection);
+    }
+    showCount();
+    return;
+  }
+  rebuildRows();
+}
+
+bool SignaturesPage::rowsMatchCatalog() const {
+  const auto& roots = controller_.sigRootArray;
+  if (outline_->topLevelItemCount() != static_cast<int>(roots.size())) return false;
+  for (int i = 0; i < outline_->topLevelItemCount(); ++i) {
+    const QTreeWidgetItem* category = outline_->topLevelItem(i);
+    const SigNode& root = *roots[static_cast<std::size_t>(i)];
+    if (nodeOf(category) != &root) return false;
+    const std::size_t children = root.children ? root.children->size() : 0;
+    if (category->childCount() != static_cast<int>(children)) return false;
+    for (std::size_t c = 0; c < children; ++c)
+      if (nodeOf(category->child(static_cast<int>(c))) != (*root.children)[c].get()) return false;
+  }
+  return true;
+}
+
+void SignaturesPage::refreshRows() {
+  const QSignalBlocker quiet(outline_);
+  for (int i = 0; i < outline_->topLevelItemCount(); ++i) {
+    QTreeWidgetItem* category = outline_->topLevelItem(i);
+    category->setCheckState(0, stateOf(*nodeOf(category)));
+    for (int c = 0; c < category->childCount(); ++c) {
+      QTreeWidgetItem* item = category->child(c);
+      const Sig* sig = nodeOf(item)->sig.get();
+      const std::uint64_t limit = sig ? (sig->userSize != 0 ? sig->userSize : sig->defaultSize) : 0;
+      item->setText(2, limit ? tr("%1 MB").arg(limit) : QString());
+      item->setCheckState(0, stateOf(*nodeOf(item)));
+    }
+  }
+  showCount();
+}
+
+void SignaturesPage::rebuildRows() {
+  // Keep the open categories open across a rebuild.
   QSet<QString> expanded;
   for (int i = 0; i < outline_->topLevelItemCount(); ++i)
     if (outline_->topLevelItem(i)->isExpanded()) expanded.insert(outline_->topLevelItem(i)->text(0));
   const QSignalBlocker quiet(outline_);
   outline_->clear();
-  std::size_t types = 0;
   for (const auto& root : controller_.sigRootArray) {
     auto* category = new QTreeWidgetItem(outline_, {QString::fromStdString(root->category)});
     category->setData(0, kNodeRole, QVariant::fromValue<void*>(root.get()));
@@ -98,10 +150,16 @@ void SignaturesPage::reload() {
       item->setData(0, kNodeRole, QVariant::fromValue<void*>(child.get()));
       item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
       item->setCheckState(0, stateOf(*child));
-      ++types;
     }
     category->setExpanded(expanded.contains(category->text(0)));
   }
+  showCount();
+}
+
+void SignaturesPage::showCount() {
+  std::size_t types = 0;
+  for (const auto& root : controller_.sigRootArray)
+    if (root->children) types += root->children->size();
   count_->setText(tr("%1 of %2 file types marked").arg(controller_.sigSelArray.size()).arg(types));
 }
 
@@ -109,8 +167,10 @@ void SignaturesPage::itemChanged(QTreeWidgetItem* item, int column) {
   if (column != 0) return;
   SigNode* node = nodeOf(item);
   if (node == nullptr) return;
+  handlingMark_ = true;
   // A partly marked category that is clicked becomes fully marked.
   controller_.setSigMark(*node, item->checkState(0) != Qt::Unchecked);
+  handlingMark_ = false;
 }
 
 }  // namespace nua::ui

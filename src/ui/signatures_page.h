@@ -1,5 +1,6 @@
 // "Signatures": the outline of file types of the goal's catalog with a mark box on each row, the
 // raw-search box, and Next, skip, back and home. Marks go to the controller, which gates Next.
+// A mark changes the rows in place: the outline is never rebuilt while Qt is still handling a click.
 #pragma once
 
 #include <QWidget>
@@ -19,11 +20,18 @@ class SignaturesPage : public QWidget {
 
  private:
   void reload();
+  // True when the rows stand for the catalog's nodes, in its order: a reload then only refreshes them.
+  [[nodiscard]] bool rowsMatchCatalog() const;
+  void refreshRows();
+  void rebuildRows();
+  void showCount();
   void itemChanged(QTreeWidgetItem* item, int column);
 
   Kelvo_Recovery_SoftwareAppDelegate& controller_;
   QTreeWidget* outline_ = nullptr;
   QLabel* count_ = nullptr;
+  bool handlingMark_ = false;
+  bool rebuildQueued_ = false;
 };
 
 }  // namespace nua::ui

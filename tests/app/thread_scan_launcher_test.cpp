@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <mutex>
+#include <vector>
+#include <stdexcept>
 
 #include "volume/volume.h"
 
@@ -42,6 +44,35 @@ TEST(ThreadScanLauncher, EntryNotBuiltYetSaysSoAndStillFinishes) {
   EXPECT_EQ(finished, 2);
   ASSERT_EQ(ui.alerts.size(), 2u);
   EXPECT_EQ(ui.alerts[0].text, "The scan \"scanForDeletedFiles\" is not built yet.");
+}
+
+// Whatever an entry does (returns, is missing, or throws), the scan's thread reports its end, so the
+// controller can end a scan that sent no completion; a throwing entry is reported, not fatal.
+TEST(ThreadScanLauncher, EveryScanThreadReportsItsEnd) {
+  RecordingUiBridge ui;
+  ThreadScanLauncher launcher(ui, nullptr);
+  std::atomic<int> scansEnded{0};
+  std::atomic<int> volumeScansEnded{0};
+  std::vector<std::uint64_t> numbers;
+  launcher.setScanThreadEnded([&](std::uint64_t scanNumber, bool volumeScan) {
+    numbers.push_back(scanNumber);  // one scan thread at a time
+    ++(volumeScan ? volumeScansEnded : scansEnded);
+  });
+  launcher.setEntry(ScanEntry::kStartMakingTree, [](Volume&, const ScanArguments&) {});
+  launcher.setEntry(ScanEntry::kScanForDeletedFiles,
+                    [](Volume&, const ScanArguments&) { throw std::runtime_error("node table exhausted"); });
+  for (ScanEntry entry : {ScanEntry::kStartMakingTree, ScanEntry::kScanForDeletedFiles, ScanEntry::kScanForDeletedFilesDisk})
+    launcher.detach(entry, std::make_shared<Volume>(), {});
+  launcher.join();
+  launcher.detachVolumeScan(nullptr);
+  EXPECT_EQ(scansEnded, 3);
+  EXPECT_EQ(volumeScansEnded, 1);
+  EXPECT_EQ(numbers, (std::vector<std::uint64_t>{1, 2, 3, 4}));
+  EXPECT_EQ(launcher.lastScanNumber(), 4u);
+  ASSERT_EQ(ui.alerts.size(), 3u);
+  EXPECT_EQ(ui.alerts[0].title, "!Can not process");
+  EXPECT_EQ(ui.alerts[0].text, "The scan \"scanForDeletedFiles\" failed: node table exhausted");
+  EXPECT_EQ(ui.alerts[1].text, "The scan \"scanForDeletedFilesDisk\" is not built yet.");
 }
 
 }  // namespace

@@ -6,15 +6,20 @@
 #include <unistd.h>
 
 #include <QApplication>
+#include <QCheckBox>
 #include <QListWidget>
+#include <QMessageBox>
+#include <QTimer>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTreeWidget>
 #include <filesystem>
 #include <fstream>
 
 #include "imagekit/manifest.h"
 #include "imagekit/scenario.h"
+#include "window_driver.h"
 #ifdef NUA_HAVE_TREE_PAGE
 #include "tree/record_tree_model.h"
 #include "tree/tree_page.h"
@@ -30,29 +35,12 @@ std::string readAll(const fs::path& path) {
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-// Clicks the button of the screen shown whose caption begins with `caption`.
-bool click(MainWindow& window, const QString& caption) {
-  QWidget* page = window.page(window.currentTab());
-  if (page == nullptr) return false;
-  for (QPushButton* button : page->findChildren<QPushButton*>())
-    if (button->text().startsWith(caption) && button->isVisible() && button->isEnabled()) {
-      button->click();
-      return true;
-    }
-  return false;
-}
+bool click(MainWindow& window, const QString& caption) { return testing::clickButton(window, caption); }
 
-// Selects the row of a list screen whose dictionary `matches`; false when there is none.
+// Clicks the row of a list screen whose dictionary `matches`; false when there is none.
 bool selectRow(MainWindow& window, const char* listName, const std::vector<Dict>& rows,
                const std::function<bool(const Dict&)>& matches) {
-  auto* list = window.findChild<QListWidget*>(listName);
-  if (list == nullptr) return false;
-  for (std::size_t i = 0; i < rows.size(); ++i)
-    if (matches(rows[i])) {
-      list->setCurrentRow(static_cast<int>(i));
-      return true;
-    }
-  return false;
+  return testing::clickListRow(window.findChild<QListWidget*>(listName), testing::rowWhere(rows, matches));
 }
 
 }  // namespace
@@ -120,9 +108,11 @@ class MainWindowTest : public QObject {
     QCOMPARE(window.currentTab(), QString("Signatures"));
     QVERIFY(!window.control(WizardControl::kSignaturesNext)->isEnabled());
     QVERIFY(!c.sigRootArray.empty());
-    c.setSigMark(*c.sigRootArray.front(), true);
+    auto* outline = window.findChild<QTreeWidget*>("signatureOutline");
+    QVERIFY(testing::clickCheckBox(outline, outline->topLevelItem(0)));
     QVERIFY(window.control(WizardControl::kSignaturesNext)->isEnabled());
-    static_cast<QAbstractButton*>(window.control(WizardControl::kRawSearchBox))->click();
+    testing::clickCheckBox(qobject_cast<QCheckBox*>(window.control(WizardControl::kRawSearchBox)));
+    QVERIFY(c.rawSearchBoxOn());
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Raw slider"));
     QVERIFY(click(window, "Back"));
@@ -196,6 +186,98 @@ class MainWindowTest : public QObject {
     QTRY_COMPARE(window.currentTab(), QString("Drives List"));
     QVERIFY(c.selectedVolume == nullptr);
 #endif
+  }
+
+  // A source cut short after it was listed: the scan reads what is there, Stop and its question work
+  // on the way, the scan ends, and the user can leave its screen.
+  void aSourceCutShortAfterListingStillEnds() {
+    const fs::path cut = folder_ / "cut.img";
+    fs::copy_file(folder_ / "demo.img", cut, fs::copy_options::overwrite_existing);
+    MainWindow window({QString::fromStdString(cut.string())});
+    window.uiBridge().answerAutomatically(0);
+    window.show();
+    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    QVERIFY(click(window, "Recover Files"));
+    QVERIFY(click(window, "Fast Scan"));
+    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), [&](const Dict& row) {
+      return row.string("Path") == cut.string() && row.string("Content").rfind("FAT", 0) == 0;
+    }));
+    fs::resize_file(cut, 64 * 1024);
+    // While the scan waits on a status it sent, the user clicks Stop and confirms in the question.
+    bool stopAnswered = false;
+    const std::function<void()> redraw = c.progressChanged;
+    c.progressChanged = [&, redraw] {
+      redraw();
+      if (stopAnswered || !c.scanIsRunning || window.currentTab() != "Progress") return;
+      stopAnswered = true;
+      QTimer::singleShot(0, &window, [] {
+        auto* question = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        QVERIFY(question != nullptr);
+        for (QAbstractButton* button : question->buttons())
+          if (button->text() == "Stop Scan") QTest::mouseClick(button, Qt::LeftButton);
+      });
+      QVERIFY(click(window, "Stop"));
+    };
+    QVERIFY(click(window, "Next"));
+    const std::shared_ptr<Volume> scanned = c.selectedVolume;
+    QVERIFY(scanned != nullptr);
+    QTRY_VERIFY_WITH_TIMEOUT(!c.scanIsRunning, 60000);
+    QVERIFY(stopAnswered);
+    QVERIFY(scanned->stopTreeThread);  // "Stop Scan" reached the scan
+    QVERIFY(!c.abortSheetVisible());
+    QVERIFY(QApplication::activeModalWidget() == nullptr);
+    QTRY_VERIFY(window.currentTab() == "Tree" || window.currentTab() == "Drives List");
+    if (window.currentTab() == "Tree") {
+      window.uiBridge().answerAutomatically(1);  // "OK" in the tip
+      QVERIFY(click(window, "Back"));
+    }
+    QTRY_COMPARE(window.currentTab(), QString("Drives List"));
+  }
+
+  // "Recover Photos", advanced, a whole disk with a file type marked: the search of a disk is not
+  // part of this version. The scan says so and ends; the user is back on the drive list, which works,
+  // and the program quits. Last, as it ends with the quit.
+  void aScanWhoseStageIsMissingEndsOnTheDriveList() {
+    MainWindow window;
+    std::vector<std::string> alerts;
+    window.uiBridge().answerAutomatically(0);
+    window.uiBridge().alertShown = [&](const Alert& alert) { alerts.push_back(alert.title); };
+    window.show();
+    QVERIFY(QTest::qWaitForWindowActive(&window));
+    const std::string image = (folder_ / "demo.img").string();
+    window.addDiskImage(QString::fromStdString(image));
+    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    auto isDisk = [&](const Dict& row) { return row.string("Path") == image && !row.has("WhetherVolume"); };
+    QVERIFY(click(window, "Recover Photos"));
+    QVERIFY(click(window, "Advanced Scan"));
+    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), isDisk));
+    QVERIFY(click(window, "Next"));
+    QCOMPARE(window.currentTab(), QString("Signatures"));
+    auto* outline = window.findChild<QTreeWidget*>("signatureOutline");
+    QVERIFY(testing::clickCheckBox(outline, outline->topLevelItem(0)));
+    QVERIFY(click(window, "Next"));
+    QTRY_COMPARE_WITH_TIMEOUT(window.currentTab(), QString("Drives List"), 30000);
+    QVERIFY(!c.scanIsRunning);
+    QVERIFY(std::find(alerts.begin(), alerts.end(), "!Can not process") != alerts.end());
+    QTRY_VERIFY(c.selectedVolume == nullptr);
+    testing::screenshot(window, "drives-list-after-missing-stage");
+    // Next stands for the row shown chosen, if any (the focus coming back to the list may choose the
+    // first row).
+    auto* list = window.findChild<QListWidget*>("drivesList");
+    QCOMPARE(window.control(WizardControl::kDrivesListNext)->isEnabled(), !list->selectedItems().isEmpty());
+    QVERIFY(testing::buttonOnScreen(window, "Stop") == nullptr);
+
+    // The list works as before: the disk again, Next, and home.
+    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), isDisk));
+    QVERIFY(click(window, "Next"));
+    QCOMPARE(window.currentTab(), QString("Signatures"));
+    QVERIFY(click(window, "Home"));
+    QCOMPARE(window.currentTab(), QString("Main Screen"));
+
+    // Closing the window is quitting: no scan is left to refuse it.
+    alerts.clear();
+    QVERIFY(window.close());
+    QVERIFY(alerts.empty());
   }
 
  private:

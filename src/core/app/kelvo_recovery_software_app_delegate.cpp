@@ -23,9 +23,12 @@ Kelvo_Recovery_SoftwareAppDelegate::Kelvo_Recovery_SoftwareAppDelegate(WizardVie
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
   Volume::setAppController(this);
+  launcher_.setScanThreadEnded(
+      [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
 }
 
 Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
+  launcher_.setScanThreadEnded({});
   timer_.stop();
   joinFreeTree();
   if (Volume::appController() == this) Volume::setAppController(nullptr);
@@ -105,6 +108,10 @@ void Kelvo_Recovery_SoftwareAppDelegate::runSheetForDrivesLoading() {
     view_.setLoadingSheetVisible(false);
     view_.reloadTable(WizardTable::kDrivesList);
     if (scanMode < 6) view_.showTab("Drives List");
+    // After the screen is shown: a list that takes the focus makes its first row current, and Next
+    // must follow the selection, not that row.
+    drivesListSelection_ = -1;
+    view_.deselect(WizardTable::kDrivesList);
     view_.setEnabled(WizardControl::kDrivesListNext, false);
   }
   view_.setText(WizardField::kDrivesListHeading, drivesListHeading());
@@ -218,13 +225,16 @@ void Kelvo_Recovery_SoftwareAppDelegate::prepareForScan() {
             if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
         }
         view_.reloadTable(WizardTable::kPTList);
+      }
+      view_.showTab("PT list");
+      // After the screen is shown: a list that takes the focus makes its first row current.
+      if (!autoStartAfterRawCrash) {
         view_.deselect(WizardTable::kPTList);
         ptListSelection_ = -1;
         scanForVolumesBox_ = false;
         view_.setChecked(WizardControl::kScanForVolumesBox, false);
         view_.setEnabled(WizardControl::kPTListNext, false);
       }
-      view_.showTab("PT list");
       break;
     case 5:
       if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
@@ -281,6 +291,8 @@ void Kelvo_Recovery_SoftwareAppDelegate::showPTScanList(std::vector<Dict> foundV
   view_.reloadTable(WizardTable::kPTScanList);
   view_.setText(WizardField::kNumFoundVolumes, std::to_string(partitionScanListDictArray.size()));
   view_.showTab("PT scan list");
+  ptScanListSelection_ = -1;
+  view_.deselect(WizardTable::kPTScanList);
   view_.setEnabled(WizardControl::kPTScanListNext, false);
 }
 

@@ -49,8 +49,12 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   // The question's answers.
   void abortTreeThread();
   void dontAbortTreeThread();
-  // Shows the finished tree, its total and the completion note.
+  // Shows the finished tree, its total and the completion note. A scan that ended without a tree
+  // leaves "Progress" for the list its volume came from.
   void showTree();
+  // A scan's thread is over (from the launcher, on that thread). One that sent no completion of its
+  // own, because its stage is missing or failed, is ended here as one without a tree.
+  void scanThreadEnded(std::uint64_t scanNumber, bool volumeScan);
   // Ends the result on a thread of its own; `rebuildDriveList` loads the drive list again after.
   void freeTree(bool rebuildDriveList);
   void releaseSelectedVolume();
@@ -255,6 +259,9 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   float endSlider_ = 100.0f;
 
   void updateProgressOnMain(const Dict& update);
+  // The way back after a scan that left no tree: the list the volume came from, the result freed.
+  void backToListWithoutTree();
+  void endScanWithoutCompletion(bool volumeScan);
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;
   ProgressScreen progressScreen_;

@@ -1,8 +1,11 @@
 // The hand-over from the wizard to a scan thread: one entry, one receiver, one argument array.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <variant>
 #include <vector>
@@ -31,6 +34,31 @@ class ScanLauncher {
   virtual void detach(ScanEntry entry, std::shared_ptr<Volume> volume, ScanArguments arguments) = 0;
   // Starts the search of a whole disk for lost volumes.
   virtual void detachVolumeScan(std::shared_ptr<DMedia> drive) = 0;
+
+  // Told once a scan's thread is over, whatever the scan did, with the scan's number and with
+  // `volumeScan` true for the search for lost volumes. The controller ends a scan that sent no
+  // completion of its own, so a stage that is missing or failed never leaves the progress screen
+  // waiting. Runs on the scan's thread.
+  using ScanThreadEnded = std::function<void(std::uint64_t scanNumber, bool volumeScan)>;
+  void setScanThreadEnded(ScanThreadEnded ended) {
+    std::lock_guard lock(endedMutex_);
+    scanThreadEnded_ = std::move(ended);
+  }
+  // The number of the scan started last: an end told for an older one concerns no running scan.
+  [[nodiscard]] std::uint64_t lastScanNumber() const { return scansStarted_; }
+
+ protected:
+  // Numbers a scan; called by `detach` once the previous scan's thread is over, before the new starts.
+  std::uint64_t numberNextScan() { return ++scansStarted_; }
+  void reportScanThreadEnded(std::uint64_t scanNumber, bool volumeScan) {
+    std::lock_guard lock(endedMutex_);
+    if (scanThreadEnded_) scanThreadEnded_(scanNumber, volumeScan);
+  }
+
+ private:
+  std::mutex endedMutex_;
+  ScanThreadEnded scanThreadEnded_;
+  std::atomic<std::uint64_t> scansStarted_{0};
 };
 
 }  // namespace nua

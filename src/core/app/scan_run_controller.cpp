@@ -53,26 +53,57 @@ void Kelvo_Recovery_SoftwareAppDelegate::runAlertPanel(const Alert& alert) {
 }
 
 void Kelvo_Recovery_SoftwareAppDelegate::destroyVolumeAndBackToPartList() {
-  mainThread_.post([this] {
-    switch (isPTListOrPTScanListChosen) {
-      case -1:
-        view_.setText(WizardField::kDrivesListHeading, drivesListHeading());
-        view_.deselect(WizardTable::kDrivesList);
-        view_.showTab("Drives List");
-        break;
-      case 1:
-        view_.setText(WizardField::kNumFoundVolumes, std::to_string(partitionScanListDictArray.size()));
-        view_.showTab("PT scan list");
-        break;
-      default:
-        scanForVolumesBox_ = false;
-        view_.setChecked(WizardControl::kScanForVolumesBox, false);
-        view_.showTab("PT list");
-        break;
-    }
-    freeTree(false);
-    autoStartAfterRawCrash = false;
+  mainThread_.post([this] { backToListWithoutTree(); });
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::backToListWithoutTree() {
+  switch (isPTListOrPTScanListChosen) {
+    case -1:
+      view_.setText(WizardField::kDrivesListHeading, drivesListHeading());
+      view_.showTab("Drives List");
+      // Next follows the selection, and the selection is gone.
+      drivesListSelection_ = -1;
+      view_.deselect(WizardTable::kDrivesList);
+      view_.setEnabled(WizardControl::kDrivesListNext, false);
+      break;
+    case 1:
+      view_.setText(WizardField::kNumFoundVolumes, std::to_string(partitionScanListDictArray.size()));
+      view_.showTab("PT scan list");
+      break;
+    default:
+      scanForVolumesBox_ = false;
+      view_.setChecked(WizardControl::kScanForVolumesBox, false);
+      view_.showTab("PT list");
+      break;
+  }
+  freeTree(false);
+  autoStartAfterRawCrash = false;
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::scanThreadEnded(std::uint64_t scanNumber, bool volumeScan) {
+  // The scan's own completion, if it sent one, was queued before this and is handled first; the end
+  // of an older scan's thread must not end a newer scan.
+  mainThread_.post([this, scanNumber, volumeScan] {
+    if (scanNumber == launcher_.lastScanNumber() && scanIsRunning) endScanWithoutCompletion(volumeScan);
   });
+}
+
+void Kelvo_Recovery_SoftwareAppDelegate::endScanWithoutCompletion(bool volumeScan) {
+  timer_.stop();
+  if (volumeScan) {
+    // No volumes came back: the partition list again, as it was.
+    scanIsRunning = false;
+    abortSheetVisible_ = false;
+    stopElapsedTimeThread = true;
+    if (progressChanged) progressChanged();
+    scanForVolumesBox_ = false;
+    view_.setChecked(WizardControl::kScanForVolumesBox, false);
+    view_.showTab("PT list");
+    return;
+  }
+  // What the thread left behind is no finished tree; it is dropped with the volume.
+  if (selectedVolume) selectedVolume->dirRoot = nullptr;
+  updateProgressOnMain(Dict{{"Progress Status", "default"}, {"Tree Complete", true}});
 }
 
 void Kelvo_Recovery_SoftwareAppDelegate::stopTreeThread() { abortSheetVisible_ = true; }
@@ -92,28 +123,33 @@ void Kelvo_Recovery_SoftwareAppDelegate::showTree() {
   stopElapsedTimeThread = true;
   completionNote_.clear();
   NewDir* root = selectedVolume ? selectedVolume->dirRoot : nullptr;
-  if (root != nullptr) {
-    view_.showTab("Tree");
-    progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
-    if (progressChanged) progressChanged();
-    if (!openedScanInfo) {
-      Alert note;
-      if ((isPTListOrPTScanListChosen == 0 || isPTListOrPTScanListChosen == 1) && treeScanMode == 0) {
-        note = {"Standard scan completed",
-                "Check for lost data in the recovered tree. If you are unable to find the desired data, click the back "
-                "button and select advanced scan option.",
-                {"OK"}};
-      } else if (isPTListOrPTScanListChosen == -1 && rawSearchMode != 3 && scanMode != 5) {
-        note = {"Deleted file scan completed",
-                "Recovered data tree may contain regular files(which may show in the file manager) and the deleted files. Select "
-                "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
-                "\"Save\"",
-                {"OK"}};
-      }
-      if (!note.title.empty()) {
-        completionNote_ = note.title + ": " + note.text;
-        (void)ui_.runAlertPanel(note);
-      }
+  if (root == nullptr) {
+    if (progressChanged) progressChanged();  // closes the abort question if it is up
+    // A refused scan has gone back already; any other scan without a tree must not leave the user on
+    // "Progress", where nothing is left to wait for.
+    if (view_.selectedTabIdentifier() == "Progress") backToListWithoutTree();
+    return;
+  }
+  view_.showTab("Tree");
+  progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
+  if (progressChanged) progressChanged();
+  if (!openedScanInfo) {
+    Alert note;
+    if ((isPTListOrPTScanListChosen == 0 || isPTListOrPTScanListChosen == 1) && treeScanMode == 0) {
+      note = {"Standard scan completed",
+              "Check for lost data in the recovered tree. If you are unable to find the desired data, click the back "
+              "button and select advanced scan option.",
+              {"OK"}};
+    } else if (isPTListOrPTScanListChosen == -1 && rawSearchMode != 3 && scanMode != 5) {
+      note = {"Deleted file scan completed",
+              "Recovered data tree may contain regular files(which may show in the file manager) and the deleted files. Select "
+              "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
+              "\"Save\"",
+              {"OK"}};
+    }
+    if (!note.title.empty()) {
+      completionNote_ = note.title + ": " + note.text;
+      (void)ui_.runAlertPanel(note);
     }
   }
 }

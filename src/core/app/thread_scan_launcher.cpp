@@ -1,5 +1,7 @@
 #include "app/thread_scan_launcher.h"
 
+#include <exception>
+
 #include "volume/volume.h"
 
 namespace nua {
@@ -17,19 +19,29 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   join();  // one scan at a time
   auto it = entries_.find(entry);
   EntryFunction function = it == entries_.end() ? EntryFunction{} : it->second;
-  thread_ = std::thread([this, entry, function, volume = std::move(volume), arguments = std::move(arguments)] {
+  const std::uint64_t scanNumber = numberNextScan();
+  thread_ = std::thread([this, entry, function, scanNumber, volume = std::move(volume), arguments = std::move(arguments)] {
     if (function) {
-      function(*volume, arguments);
+      // A broken invariant or exhausted memory in one scan ends that scan, not the program.
+      try {
+        function(*volume, arguments);
+      } catch (const std::exception& failure) {
+        ui_.runAlertPanel({"!Can not process",
+                           std::string("The scan \"") + scanEntryName(entry) + "\" failed: " + failure.what(), {"OK"}});
+      }
     } else {
       ui_.runAlertPanel({"!Can not process",
                          std::string("The scan \"") + scanEntryName(entry) + "\" is not built yet.", {"OK"}});
     }
     if (finished_) finished_(entry);
+    reportScanThreadEnded(scanNumber, false);
   });
 }
 
 void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia>) {
+  const std::uint64_t scanNumber = numberNextScan();
   ui_.runAlertPanel({"!Can not process", "The search for lost volumes is not built yet.", {"OK"}});
+  reportScanThreadEnded(scanNumber, true);
 }
 
 }  // namespace nua
