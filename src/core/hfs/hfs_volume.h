@@ -42,6 +42,8 @@ class HfsVolume {
   // Absolute sector of a catalog (extents) node; 0 past the file's extents.
   [[nodiscard]] std::uint64_t catNodeToSector(std::uint64_t node) const;
   [[nodiscard]] std::uint64_t extNodeToSector(std::uint64_t node) const;
+  // How many nodes of the extents file extNodeToSector can place, at most as many as fit in the volume.
+  [[nodiscard]] std::uint64_t extentsFileNodeCount() const;
   [[nodiscard]] bool sectorIsInCatalogFile(std::uint64_t sector) const;
   [[nodiscard]] bool sectorIsInThisExtArray(const std::vector<Extent>& extents, std::uint64_t sector) const;
   // Reads the journal info block: journalStart and journalSize (bytes).
