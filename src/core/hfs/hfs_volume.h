@@ -24,6 +24,11 @@ class HfsVolume {
   // Finds the volume header; true when HPlusVolStart, vib and blockSize are set. Tries the primary,
   // then the header inside an HFS wrapper, then the alternate at the volume's end.
   [[nodiscard]] bool initializeVIB();
+  // Sectors per block for the advanced scan's search when the catalog can't be used: the header's
+  // block size when `headerFound` and that size is believable (a power of two from 512 to 65536
+  // bytes, no smaller than a sector, whose block count fills the space the volume has), else the
+  // usual 4096 bytes. A corrupt block-size field thus falls back instead of misplacing every extent.
+  [[nodiscard]] std::int32_t sectorsPerBlockForFragmentSearch(bool headerFound) const;
   // The plain form for a volume that is a device by itself: sets HPlusVolStart (past a wrapper, if
   // any), vib, blockSize and totalBlocks without judging the signature.
   void fillVIB();
