@@ -130,6 +130,18 @@ std::int32_t HfsVolume::sectorsPerBlockForFragmentSearch(bool headerFound) const
 }
 
 void HfsVolume::fillVIB() {
+  readHeaderWithoutVerdict();
+  if (isHfsPlusSignature(vib_.signature)) return;
+  // A lost primary header: the alternate one (or the wrapper's) stands in, as for the other scans;
+  // without one the header is taken as it was read.
+  if (initializeVIB()) {
+    volume_.totalBlocks = vib_.totalBlocks;
+    return;
+  }
+  readHeaderWithoutVerdict();
+}
+
+void HfsVolume::readHeaderWithoutVerdict() {
   const std::uint64_t sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
   if (sectorBytes == 0) return;
   // A volume device starts at sector 0; a volume inside a disk or image starts at its startSector.

@@ -30,7 +30,8 @@ class HfsVolume {
   // usual 4096 bytes. A corrupt block-size field thus falls back instead of misplacing every extent.
   [[nodiscard]] std::int32_t sectorsPerBlockForFragmentSearch(bool headerFound) const;
   // The plain form for a volume that is a device by itself: sets HPlusVolStart (past a wrapper, if
-  // any), vib, blockSize and totalBlocks without judging the signature.
+  // any), vib, blockSize and totalBlocks. When the header read there has no HFS+ signature, the one
+  // initializeVIB finds (the alternate) is taken instead, if any; else what was read stays.
   void fillVIB();
   // True when the header nodes of both trees are valid and node sizes, roots and catalog extents are
   // set. Catalog extents past the first eight come from the extents-overflow file.
@@ -62,6 +63,7 @@ class HfsVolume {
   [[nodiscard]] std::uint64_t blockBytes() const;
 
  private:
+  void readHeaderWithoutVerdict();
   [[nodiscard]] bool readSectorInto(std::uint64_t sector, std::int32_t count, std::vector<std::byte>& buffer);
   // Reads the sector holding the byte position and decodes the header found there as a VIB or an MDB.
   [[nodiscard]] bool readHeaderAt(std::uint64_t bytePosition, bool asVib);
