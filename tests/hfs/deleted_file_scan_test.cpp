@@ -4,12 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <set>
 
 #include "app/scan_entries.h"
 #include "hfs/journal_extent_search.h"
+#include "hfs_image_edit.h"
 #include "hfs_test_support.h"
 #include "tree/new_dir_ops.h"
 #include "view/recover_to_folder.h"
@@ -103,6 +105,57 @@ TEST(DeletedFileScan, JournalCopiesGiveEveryDeletedEntryAndItsBytes) {
     EXPECT_EQ(v->treeScanMode, 1);
     expectDeletedEntriesRecovered(image.manifest.volumes.at(0), *v);
   }
+}
+
+// Hides every journal copy of a folder's catalog record by zeroing the name length of its key
+// (parent id, then name in UTF-16BE), which makes the journal search pass the record over.
+void hideFolderRecordInJournal(const KitImage& image, const imagekit::ManifestEntry& folder) {
+  const auto& journal = image.manifest.volumes.at(0).extra.at("journal");
+  const std::uint64_t start = journal.at("volumeByteOffset").get<std::uint64_t>();
+  const std::uint64_t length = journal.at("bytes").get<std::uint64_t>();
+  std::vector<std::byte> key(6 + 2 * folder.name.size());
+  putBe32(key, 0, static_cast<std::uint32_t>(folder.parentId));
+  putBe16(key, 4, static_cast<std::uint16_t>(folder.name.size()));
+  for (std::size_t i = 0; i < folder.name.size(); ++i) putBe16(key, 6 + 2 * i, static_cast<std::uint8_t>(folder.name[i]));
+  auto bytes = testing::readImage(image.path);
+  std::size_t hidden = 0;
+  for (std::uint64_t at = start; at + key.size() <= start + length && at + key.size() <= bytes.size(); ++at)
+    if (std::equal(key.begin(), key.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at))) {
+      putBe16(bytes, at + 4, 0);
+      ++hidden;
+    }
+  ASSERT_GT(hidden, 0u) << folder.path;
+  testing::writeImage(image.path, bytes);
+}
+
+// Recorded decision: a deleted file whose folder still lives hangs under that folder, marked
+// deleted, rather than in "Lost Files", even where the journal kept no copy of the folder's record.
+TEST(DeletedFileScan, DeletedFileWhoseFolderLivesHangsUnderThatFolder) {
+  const KitImage image = makeKitImage("hfs-journal-deleted");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  const auto& manifest = image.manifest.volumes.at(0);
+  std::map<std::uint64_t, const imagekit::ManifestEntry*> byID;
+  for (const auto& e : manifest.entries) byID[e.id] = &e;
+  for (const auto& e : manifest.entries)
+    if (e.deleted && !e.folder && byID.count(e.parentId) != 0 && !byID.at(e.parentId)->deleted &&
+        !byID.at(e.parentId)->path.empty())
+      hideFolderRecordInJournal(image, *byID.at(e.parentId));
+  auto v = scanDeleted(image.path, 0, image.manifest.imageBytes / 512);
+  const auto tree = entriesByPath(v->dirRoot);
+  std::size_t checked = 0;
+  for (const auto& e : manifest.entries) {
+    if (!e.deleted || e.folder || byID.count(e.parentId) == 0 || byID.at(e.parentId)->deleted) continue;
+    const auto& folder = *byID.at(e.parentId);
+    if (folder.path.empty()) continue;  // the root
+    ++checked;
+    const auto found = tree.find(e.path);
+    ASSERT_NE(found, tree.end()) << e.path;
+    EXPECT_EQ(found->second->deleted, 1) << e.path;
+    ASSERT_NE(found->second->parent, nullptr) << e.path;
+    EXPECT_EQ(found->second->parent->fileID, folder.id) << e.path;
+    EXPECT_FALSE(tree.count("Lost Files/" + e.name)) << e.path;
+  }
+  EXPECT_GT(checked, 0u) << "the kit volume has a deleted file in a live folder";
 }
 
 TEST(DeletedFileScan, FragmentedDeletedFileTakesItsExtentsFromTheJournal) {
