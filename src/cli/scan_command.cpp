@@ -196,6 +196,8 @@ int scanCommand(const std::vector<std::string>& allArgs) {
 
   TabRecordingView view;
   StderrUiBridge ui;
+  // A quiet scan shows only its errors; its completion note still ends the printed result.
+  ui.quiet = options.flag("--quiet");
   ThreadScanLauncher launcher(ui, nullptr);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
@@ -269,9 +271,11 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   // The session is written before anything is printed or saved, as the desktop program offers it
   // as soon as the tree is shown.
   if (const auto sessionOut = options.value("--session-out")) {
+    ui.quiet = false;  // where the session file went is the answer to --session-out
     controller.save(*sessionOut);
     controller.joinScanInfoThread();
     if (!controller.scanInfoSaved()) return 1;
+    ui.quiet = options.flag("--quiet");
   }
   printTree(root, *volume,
             {options.flag("--json"), options.flag("--list"), controller.progressScreen().treeTotal,

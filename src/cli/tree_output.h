@@ -15,6 +15,8 @@ namespace nua::cli {
 class StderrUiBridge : public UiBridge {
  public:
   int runAlertPanel(const Alert& alert) override {
+    // Quiet runs show errors only: their titles begin with "!".
+    if (quiet && alert.title.rfind('!', 0) != 0) return 0;
     std::fprintf(stderr, "%s%s: %s\n", atLineStart ? "" : "\n", alert.title.c_str(), alert.text.c_str());
     atLineStart = true;
     return 0;
@@ -22,6 +24,7 @@ class StderrUiBridge : public UiBridge {
   void terminateApp() override { std::fprintf(stderr, "nua-recover: the source is no longer available\n"); }
   void previewClose() override {}
   bool atLineStart = true;
+  bool quiet = false;
 };
 
 struct TreeOutput {

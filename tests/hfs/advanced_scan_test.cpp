@@ -17,7 +17,7 @@ using testing::KitImage;
 
 // Runs startMakingTree as the thread does, with the clean-up at its end.
 std::unique_ptr<Volume> scanImage(const KitImage& image, const std::string& mode) {
-  auto volume = testing::openAsPartition(image.path, image.manifest.imageBytes);
+  auto volume = testing::openAsPartition(image.path, image.manifest.imageBytes, image.manifest.sectorSize);
   startMakingTree(*volume, ScanArguments{mode, std::int64_t{0}});
   return volume;
 }
@@ -25,10 +25,20 @@ std::unique_ptr<Volume> scanImage(const KitImage& image, const std::string& mode
 void zeroBoth(const KitImage& image) {
   auto bytes = testing::readImage(image.path);
   const std::uint64_t start = image.manifest.volumes.at(0).extra.at("volumeByteOffset").get<std::uint64_t>();
-  const std::uint64_t end = start + image.manifest.volumes.at(0).sectorCount * 512;
+  const std::uint64_t end = start + image.manifest.volumes.at(0).sectorCount * image.manifest.sectorSize;
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(start + 1024), 512, std::byte{0});
   std::fill_n(bytes.begin() + static_cast<std::ptrdiff_t>(end - 1024), 512, std::byte{0});
   testing::writeImage(image.path, bytes);
+}
+
+// The primary header's block-size field (byte 40 of the header at byte 1024) set to `bytes`.
+std::function<void(const KitImage&)> blockSizeField(std::uint32_t bytes) {
+  return [bytes](const KitImage& image) {
+    auto content = testing::readImage(image.path);
+    const std::uint64_t start = image.manifest.volumes.at(0).extra.at("volumeByteOffset").get<std::uint64_t>();
+    putBe32(content, start + 1024 + 40, bytes);
+    testing::writeImage(image.path, content);
+  };
 }
 
 enum class Where { kOwnPath, kLost };
@@ -94,6 +104,15 @@ INSTANTIATE_TEST_SUITE_P(
                      Where::kOwnPath},
         AdvancedCase{"PrimaryHeaderLost", "hfs-damaged-header", {}, nullptr, false, Where::kOwnPath},
         AdvancedCase{"BothHeadersLost", "hfs-damaged-header", {}, zeroBoth, false, Where::kLost},
+        // Without a header the block is taken as 4096 bytes: one sector of a 4096-byte-sector disk.
+        AdvancedCase{"BothHeadersLost4096ByteSectors", "hfs-damaged-header", {{"sector-size", "4096"}}, zeroBoth,
+                     false, Where::kLost},
+        // A corrupt block size in a header that is otherwise found: the usual 4096 bytes instead.
+        AdvancedCase{"BlockSizeFieldZero", "hfs-basic", {}, blockSizeField(0), false, Where::kLost},
+        AdvancedCase{"BlockSizeFieldNotAPowerOfTwo", "hfs-basic", {}, blockSizeField(4608), false, Where::kLost},
+        AdvancedCase{"BlockSizeFieldHalved", "hfs-basic", {}, blockSizeField(2048), false, Where::kLost},
+        AdvancedCase{"BlockSizeFieldDoubled", "hfs-basic", {}, blockSizeField(8192), false, Where::kLost},
+        AdvancedCase{"BlockSizeFieldTooLarge", "hfs-basic", {}, blockSizeField(1u << 20), false, Where::kLost},
         AdvancedCase{"FLinkLoop", "hfs-flink-loop", {}, nullptr, false, Where::kOwnPath},
         AdvancedCase{"Healthy", "hfs-basic", {{"records-per-leaf", "2"}}, nullptr, false, Where::kOwnPath},
         AdvancedCase{"Reformatted", "hfs-reformatted", {}, nullptr, true, Where::kLost},

@@ -4,12 +4,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <set>
 
 #include "app/scan_entries.h"
 #include "hfs/journal_extent_search.h"
+#include "hfs_image_edit.h"
 #include "hfs_test_support.h"
 #include "tree/new_dir_ops.h"
 #include "view/recover_to_folder.h"
@@ -22,8 +24,7 @@ using testing::entriesByPath;
 using testing::KitImage;
 using testing::makeKitImage;
 
-std::unique_ptr<Volume> scanDeleted(const std::string& path, std::uint64_t startSector, std::uint64_t sectors,
-                                    const ScanArguments& arguments = {std::int64_t{1}, std::int64_t{0}}) {
+std::unique_ptr<Volume> openDeleted(const std::string& path, std::uint64_t startSector, std::uint64_t sectors) {
   auto volume = Volume::initWithDictionary(Dict{{"WhetherVolume", true},
                                                 {"Path", path},
                                                 {"Preferred Block Size", 512},
@@ -33,6 +34,12 @@ std::unique_ptr<Volume> scanDeleted(const std::string& path, std::uint64_t start
                                                 {"journaled", "Yes"}},
                                            MediaContext{});
   volume->resetSigArraysAndBtreesAndOthers();
+  return volume;
+}
+
+std::unique_ptr<Volume> scanDeleted(const std::string& path, std::uint64_t startSector, std::uint64_t sectors,
+                                    const ScanArguments& arguments = {std::int64_t{1}, std::int64_t{0}}) {
+  auto volume = openDeleted(path, startSector, sectors);
   scanForDeletedFilesHFS(*volume, arguments);
   return volume;
 }
@@ -103,6 +110,121 @@ TEST(DeletedFileScan, JournalCopiesGiveEveryDeletedEntryAndItsBytes) {
     EXPECT_EQ(v->treeScanMode, 1);
     expectDeletedEntriesRecovered(image.manifest.volumes.at(0), *v);
   }
+}
+
+// Hides every journal copy of a folder's catalog record by zeroing the name length of its key
+// (parent id, then name in UTF-16BE), which makes the journal search pass the record over.
+void hideFolderRecordInJournal(const KitImage& image, const imagekit::ManifestEntry& folder) {
+  const auto& journal = image.manifest.volumes.at(0).extra.at("journal");
+  const std::uint64_t start = journal.at("volumeByteOffset").get<std::uint64_t>();
+  const std::uint64_t length = journal.at("bytes").get<std::uint64_t>();
+  std::vector<std::byte> key(6 + 2 * folder.name.size());
+  putBe32(key, 0, static_cast<std::uint32_t>(folder.parentId));
+  putBe16(key, 4, static_cast<std::uint16_t>(folder.name.size()));
+  for (std::size_t i = 0; i < folder.name.size(); ++i) putBe16(key, 6 + 2 * i, static_cast<std::uint8_t>(folder.name[i]));
+  auto bytes = testing::readImage(image.path);
+  std::size_t hidden = 0;
+  for (std::uint64_t at = start; at + key.size() <= start + length && at + key.size() <= bytes.size(); ++at)
+    if (std::equal(key.begin(), key.end(), bytes.begin() + static_cast<std::ptrdiff_t>(at))) {
+      putBe16(bytes, at + 4, 0);
+      ++hidden;
+    }
+  ASSERT_GT(hidden, 0u) << folder.path;
+  testing::writeImage(image.path, bytes);
+}
+
+// Recorded decision: a deleted file whose folder still lives hangs under that folder, marked
+// deleted, rather than in "Lost Files", even where the journal kept no copy of the folder's record.
+TEST(DeletedFileScan, DeletedFileWhoseFolderLivesHangsUnderThatFolder) {
+  const KitImage image = makeKitImage("hfs-journal-deleted");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  const auto& manifest = image.manifest.volumes.at(0);
+  std::map<std::uint64_t, const imagekit::ManifestEntry*> byID;
+  for (const auto& e : manifest.entries) byID[e.id] = &e;
+  for (const auto& e : manifest.entries)
+    if (e.deleted && !e.folder && byID.count(e.parentId) != 0 && !byID.at(e.parentId)->deleted &&
+        !byID.at(e.parentId)->path.empty())
+      hideFolderRecordInJournal(image, *byID.at(e.parentId));
+  auto v = scanDeleted(image.path, 0, image.manifest.imageBytes / 512);
+  const auto tree = entriesByPath(v->dirRoot);
+  std::size_t checked = 0;
+  for (const auto& e : manifest.entries) {
+    if (!e.deleted || e.folder || byID.count(e.parentId) == 0 || byID.at(e.parentId)->deleted) continue;
+    const auto& folder = *byID.at(e.parentId);
+    if (folder.path.empty()) continue;  // the root
+    ++checked;
+    const auto found = tree.find(e.path);
+    ASSERT_NE(found, tree.end()) << e.path;
+    EXPECT_EQ(found->second->deleted, 1) << e.path;
+    ASSERT_NE(found->second->parent, nullptr) << e.path;
+    EXPECT_EQ(found->second->parent->fileID, folder.id) << e.path;
+    EXPECT_FALSE(tree.count("Lost Files/" + e.name)) << e.path;
+  }
+  EXPECT_GT(checked, 0u) << "the kit volume has a deleted file in a live folder";
+}
+
+// Stops the journal search as the user's abort does, when its `stopAt`-th node comes up: the scan
+// waits on each node's first message, so the nodes before it have been read whole.
+class StopAtJournalNode : public testing::RecordingController {
+ public:
+  StopAtJournalNode(Volume& v, int stopAt) : volume_(v), stopAt_(stopAt) {}
+  void updateProgress(const Dict& update, bool wait) override {
+    RecordingController::updateProgress(update, wait);
+    if (update.has("BarMinValue")) inJournal_ = true;  // the journal search's set-up
+    if (!inJournal_ || volume_.stopTreeThread) return;
+    if (update.has("Folders")) {
+      filesWalked = update.uint64("Files");  // the counts after a whole node
+    } else if (update.has("TimeRemaining") && update.string("Progress Status") == "default" && ++nodes == stopAt_) {
+      volume_.setStopTreeThread(true);
+    }
+  }
+  int nodes = 0;
+  std::uint64_t filesWalked = 0;
+
+ private:
+  Volume& volume_;
+  int stopAt_;
+  bool inJournal_ = false;
+};
+
+// An abort in the middle of the journal search keeps what the nodes read before it gave: those
+// deleted files with their bytes, no more, and the scan still ends with its tree.
+TEST(DeletedFileScan, AbortMidwayKeepsTheFilesOfTheNodesAlreadyRead) {
+  const KitImage image = makeKitImage("hfs-journal-deleted");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  const auto& manifest = image.manifest.volumes.at(0);
+  std::size_t deletedFiles = 0;
+  for (const auto& e : manifest.entries) deletedFiles += e.deleted && !e.folder ? 1 : 0;
+  bool sawPartial = false;
+  for (int stopAt = 2; stopAt <= 8 && !sawPartial; ++stopAt) {
+    auto v = openDeleted(image.path, 0, image.manifest.imageBytes / 512);
+    StopAtJournalNode controller(*v, stopAt);
+    Volume::setAppController(&controller);
+    scanForDeletedFilesHFS(*v, {std::int64_t{1}, std::int64_t{0}});
+    Volume::setAppController(nullptr);
+    v->setStopTreeThread(false);
+    if (controller.nodes < stopAt) break;  // the journal holds fewer nodes
+    ASSERT_NE(v->dirRoot, nullptr);
+    bool complete = false;
+    for (const Dict& d : controller.updates) complete = complete || d.has("Tree Complete");
+    EXPECT_TRUE(complete) << stopAt;
+    std::size_t found = 0;
+    for (const auto& [path, dir] : testing::entriesByPath(v->dirRoot)) {
+      if (dir->fileType != 2) continue;
+      const imagekit::ManifestEntry* entry = nullptr;
+      for (const auto& e : manifest.entries)
+        if (e.id == dir->fileID) entry = &e;
+      ASSERT_NE(entry, nullptr) << path;
+      EXPECT_TRUE(entry->deleted) << path;
+      EXPECT_EQ(dir->fileSize, entry->size) << path;
+      EXPECT_EQ(testing::contentSha256(*v, dir), entry->sha256) << path;
+      ++found;
+    }
+    // A file waiting in a folder whose own parent was never found stays out, as in a whole scan.
+    EXPECT_LE(found, controller.filesWalked) << stopAt;
+    sawPartial = found > 0 && found < deletedFiles && found == controller.filesWalked;
+  }
+  EXPECT_TRUE(sawPartial) << "no stop midway kept exactly the files of the nodes already read";
 }
 
 TEST(DeletedFileScan, FragmentedDeletedFileTakesItsExtentsFromTheJournal) {

@@ -27,12 +27,13 @@ inline void writeImage(const std::string& path, const std::vector<std::byte>& by
   out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
-// Byte offset of catalog node `node` in the image, from the manifest's catalog extents.
-inline std::uint64_t catalogNodeByte(const imagekit::ManifestVolume& volume, std::uint64_t node) {
-  const auto& catalog = volume.extra.at("catalogFile");
-  const std::uint64_t nodeSize = catalog.at("nodeSize").get<std::uint64_t>();
+// Byte offset of node `node` of a B-tree file ("catalogFile", "extentsFile") in the image, from the
+// manifest's extents of that file.
+inline std::uint64_t treeNodeByte(const imagekit::ManifestVolume& volume, const char* file, std::uint64_t node) {
+  const auto& tree = volume.extra.at(file);
+  const std::uint64_t nodeSize = tree.at("nodeSize").get<std::uint64_t>();
   std::uint64_t forkByte = node * nodeSize;
-  for (const auto& extent : catalog.at("extents")) {
+  for (const auto& extent : tree.at("extents")) {
     const std::uint64_t length = extent.at(1).get<std::uint64_t>() * volume.blockSize;
     if (forkByte < length)
       return volume.extra.at("volumeByteOffset").get<std::uint64_t>() +
@@ -40,6 +41,10 @@ inline std::uint64_t catalogNodeByte(const imagekit::ManifestVolume& volume, std
     forkByte -= length;
   }
   return 0;
+}
+
+inline std::uint64_t catalogNodeByte(const imagekit::ManifestVolume& volume, std::uint64_t node) {
+  return treeNodeByte(volume, "catalogFile", node);
 }
 
 inline std::size_t catalogNodeSize(const imagekit::ManifestVolume& volume) {

@@ -57,11 +57,13 @@ inline KitImage makeKitImage(const std::string& scenario, std::map<std::string, 
   return image;
 }
 
-inline std::unique_ptr<Volume> openAsPartition(const std::string& path, std::uint64_t bytes) {
+inline std::unique_ptr<Volume> openAsPartition(const std::string& path, std::uint64_t bytes,
+                                               std::uint32_t sectorSize = 512) {
   return Volume::initWithDictionary(Dict{{"Volume Scan Type", 0},
                                          {"Path", path},
+                                         {"Preferred Block Size", sectorSize},
                                          {"Volume Start", 0},
-                                         {"Volume Size In Sectors", bytes / 512},
+                                         {"Volume Size In Sectors", bytes / sectorSize},
                                          {"Content", "Apple_HFS"},
                                          {"Volume Name", "test"}},
                                     MediaContext{});

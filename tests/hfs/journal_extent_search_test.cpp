@@ -33,8 +33,10 @@ class RearrangeTest : public ::testing::Test {
   NewDir* file = nullptr;
 };
 
-// Journal copies come in any order: a group found before the one it follows is still placed.
-TEST_F(RearrangeTest, GroupsOutOfOrderAreAllPlacedAndTheFileIsComplete) {
+// Recorded decision: journal copies come in any order, so the groups are placed in repeated passes
+// until nothing more fits, and `complete` is computed again after the placing. A group found before
+// the one it follows is still placed, and the file then counts as complete.
+TEST_F(RearrangeTest, ExtraExtentsArePlacedInRepeatedPassesThenCompleteIsRecomputed) {
   addDataExtComp(group(16, {{300, 8}}), file);
   addDataExtComp(group(8, {{200, 8}}), file);
   HfsVolume hfs(*volume);

@@ -5,6 +5,8 @@
 
 #include "hfs/orphan_entries.h"
 #include "hfs_test_support.h"
+#include "view/new_dir_view_helper.h"
+#include "view/outline_columns.h"
 
 namespace nua {
 namespace {
@@ -164,6 +166,27 @@ TEST(NormalCatalogScan, StopBeforeTheWalkLeavesOnlyTheRoot) {
   ASSERT_NE(volume->dirRoot, nullptr);
   EXPECT_TRUE(volume->dirRoot->childList.empty());
   volume->setStopTreeThread(false);
+}
+
+// Recorded decision: a live file whose extents add up is complete, so the Complete column says
+// "Good" for every file of a normal scan, the fragmented one included.
+TEST(NormalCatalogScan, NormalScanFilesAreCompleteAndShowGood) {
+  for (const char* scenario : {"hfs-basic", "hfs-fragmented"}) {
+    const KitImage image = makeKitImage(scenario);
+    ASSERT_TRUE(image.error.empty()) << image.error;
+    ScanOutcome out = scan(image);
+    ASSERT_TRUE(out.structures) << scenario;
+    const auto tree = entriesByPath(out.volume->dirRoot);
+    std::size_t files = 0;
+    for (const auto& [path, dir] : tree) {
+      if (dir->fileType != 2) continue;
+      ++files;
+      EXPECT_EQ(dir->complete, 1) << scenario << " " << path;
+      NewDirViewHelper helper(const_cast<NewDir*>(dir));
+      EXPECT_EQ(columnText(helper, "Complete"), "Good") << scenario << " " << path;
+    }
+    EXPECT_GT(files, 3u) << scenario;
+  }
 }
 
 TEST(NormalCatalogScan, NodeToSectorPastTheCatalogIsZero) {

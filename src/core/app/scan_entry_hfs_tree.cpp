@@ -35,9 +35,9 @@ void startMakingTreeHFS(Volume& volume) {
     return;
   }
   if (advanced) {
-    // Only a volume without a header gets the usual 4 KiB block: a header that was found tells the
-    // real size, and the entries' positions depend on it.
-    if (!headerFound) volume.blockSize = 8;
+    // The entries' positions depend on the block size: a header that was found tells it, unless its
+    // field is corrupt; otherwise the usual 4 KiB block, in this disk's sectors.
+    volume.blockSize = hfs.sectorsPerBlockForFragmentSearch(headerFound);
     (void)makeAdvTree(hfs);
     return;
   }

@@ -1,8 +1,10 @@
 // The extents-overflow lookup: the extents of a fork beyond the eight its record holds. Every step is
 // bounded by the size of the extents file, so a damaged tree ends the lookup instead of looping.
+#include <algorithm>
 #include <tuple>
 
 #include "hfs/bt_node_descriptor.h"
+#include "hfs/detail/node_chain.h"
 #include "hfs/hfs_extent_key.h"
 #include "hfs/hfs_volume.h"
 
@@ -37,6 +39,17 @@ bool belowInTreeOrder(const HFSPlusExtentKey_& k, std::uint8_t fork, std::uint32
 }
 
 }  // namespace
+
+std::uint64_t HfsVolume::extentsFileNodeCount() const {
+  const auto nodeSize = static_cast<std::uint64_t>(volume_.extNodeSize);
+  const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
+  if (nodeSize == 0) return 0;
+  // The nodes that extNodeToSector can place; no more than the volume holds, whatever the header says.
+  std::uint64_t nodes = 0;
+  for (const auto& e : vib_.extentsFile.extents) nodes += static_cast<std::uint64_t>(e.blockCount) * perBlock / nodeSize;
+  const std::uint64_t volumeNodes = volume_.sizeInSect / nodeSize;
+  return volumeNodes != 0 ? std::min(nodes, volumeNodes) : nodes;
+}
 
 std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID, std::uint8_t fork,
                                                            std::uint32_t startBlock, std::uint32_t totalBlocks) {
@@ -77,13 +90,13 @@ std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID,
 
   std::vector<Extent> found;
   std::uint64_t at = startBlock;
-  // Each leaf of the file is visited at most once: a sibling link can't lead the walk round.
-  const std::uint64_t maxNodes = v.extentsExt.empty() ? 0 : 1 + (vib_.extentsFile.totalBlocks *
-                                                                 static_cast<std::uint64_t>(v.blockSize)) /
-                                                                    static_cast<std::uint64_t>(v.extNodeSize);
-  for (std::uint64_t visited = 0; descriptor && visited <= maxNodes && !v.stopTreeThread; ++visited) {
+  // Each leaf is read at most once, and no more nodes than the extents file can hold: a sibling link
+  // back to a node already read (itself, say) ends the lookup with what it has.
+  detail::NodeChain chain(extentsFileNodeCount());
+  if (descriptor && !chain.step(current)) descriptor.reset();
+  for (; descriptor && !v.stopTreeThread;) {
     if (descriptor->kind != kBTLeafNode) {
-      if (descriptor->fLink == 0) break;
+      if (descriptor->fLink == 0 || !chain.step(descriptor->fLink)) break;
       descriptor = readNode(descriptor->fLink);
       continue;
     }
@@ -118,7 +131,7 @@ std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID,
       if (match || lastIsBelow) movedOn = descriptor->fLink != 0;
       break;
     }
-    if (!movedOn) break;
+    if (!movedOn || !chain.step(descriptor->fLink)) break;
     descriptor = readNode(descriptor->fLink);
   }
   return found;

@@ -1,6 +1,8 @@
 // Finding and reading the HFS+ volume header, the special files and their B-tree header nodes.
 #include "hfs/hfs_volume.h"
 
+#include <algorithm>
+
 #include "hfs/bt_header_record.h"
 #include "hfs/bt_node_descriptor.h"
 #include "hfs/hfs_extent_key.h"
@@ -108,7 +110,38 @@ bool HfsVolume::initializeVIB() {
   return volume_.blockSize > 0;
 }
 
+std::int32_t HfsVolume::sectorsPerBlockForFragmentSearch(bool headerFound) const {
+  constexpr std::uint64_t kUsualBlockBytes = 4096;
+  const auto sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
+  if (sectorBytes == 0) return 1;
+  const auto usual = static_cast<std::int32_t>(std::max<std::uint64_t>(1, kUsualBlockBytes / sectorBytes));
+  if (!headerFound) return usual;
+  const std::uint64_t blockBytes = vib_.blockSize;
+  const bool powerOfTwo = blockBytes != 0 && (blockBytes & (blockBytes - 1)) == 0;
+  if (!powerOfTwo || blockBytes < 512 || blockBytes > 65536 || blockBytes < sectorBytes) return usual;
+  // The blocks must fill the space from the volume's start to the partition's end, short of a wrapper's
+  // own tail: any other power of two gives at most half of it, or more than all of it.
+  const std::uint64_t end = volume_.startSector + volume_.sizeInSect;
+  if (end <= volume_.HPlusVolStart) return usual;
+  const std::uint64_t spaceBytes = (end - volume_.HPlusVolStart) * sectorBytes;
+  const std::uint64_t volumeBytes = static_cast<std::uint64_t>(vib_.totalBlocks) * blockBytes;
+  if (volumeBytes > spaceBytes || volumeBytes < spaceBytes - spaceBytes / 8) return usual;
+  return static_cast<std::int32_t>(blockBytes / sectorBytes);
+}
+
 void HfsVolume::fillVIB() {
+  readHeaderWithoutVerdict();
+  if (isHfsPlusSignature(vib_.signature)) return;
+  // A lost primary header: the alternate one (or the wrapper's) stands in, as for the other scans;
+  // without one the header is taken as it was read.
+  if (initializeVIB()) {
+    volume_.totalBlocks = vib_.totalBlocks;
+    return;
+  }
+  readHeaderWithoutVerdict();
+}
+
+void HfsVolume::readHeaderWithoutVerdict() {
   const std::uint64_t sectorBytes = static_cast<std::uint64_t>(volume_.u32BytesInSector);
   if (sectorBytes == 0) return;
   // A volume device starts at sector 0; a volume inside a disk or image starts at its startSector.

@@ -24,8 +24,14 @@ class HfsVolume {
   // Finds the volume header; true when HPlusVolStart, vib and blockSize are set. Tries the primary,
   // then the header inside an HFS wrapper, then the alternate at the volume's end.
   [[nodiscard]] bool initializeVIB();
+  // Sectors per block for the advanced scan's search when the catalog can't be used: the header's
+  // block size when `headerFound` and that size is believable (a power of two from 512 to 65536
+  // bytes, no smaller than a sector, whose block count fills the space the volume has), else the
+  // usual 4096 bytes. A corrupt block-size field thus falls back instead of misplacing every extent.
+  [[nodiscard]] std::int32_t sectorsPerBlockForFragmentSearch(bool headerFound) const;
   // The plain form for a volume that is a device by itself: sets HPlusVolStart (past a wrapper, if
-  // any), vib, blockSize and totalBlocks without judging the signature.
+  // any), vib, blockSize and totalBlocks. When the header read there has no HFS+ signature, the one
+  // initializeVIB finds (the alternate) is taken instead, if any; else what was read stays.
   void fillVIB();
   // True when the header nodes of both trees are valid and node sizes, roots and catalog extents are
   // set. Catalog extents past the first eight come from the extents-overflow file.
@@ -42,6 +48,8 @@ class HfsVolume {
   // Absolute sector of a catalog (extents) node; 0 past the file's extents.
   [[nodiscard]] std::uint64_t catNodeToSector(std::uint64_t node) const;
   [[nodiscard]] std::uint64_t extNodeToSector(std::uint64_t node) const;
+  // How many nodes of the extents file extNodeToSector can place, at most as many as fit in the volume.
+  [[nodiscard]] std::uint64_t extentsFileNodeCount() const;
   [[nodiscard]] bool sectorIsInCatalogFile(std::uint64_t sector) const;
   [[nodiscard]] bool sectorIsInThisExtArray(const std::vector<Extent>& extents, std::uint64_t sector) const;
   // Reads the journal info block: journalStart and journalSize (bytes).
@@ -55,6 +63,7 @@ class HfsVolume {
   [[nodiscard]] std::uint64_t blockBytes() const;
 
  private:
+  void readHeaderWithoutVerdict();
   [[nodiscard]] bool readSectorInto(std::uint64_t sector, std::int32_t count, std::vector<std::byte>& buffer);
   // Reads the sector holding the byte position and decodes the header found there as a VIB or an MDB.
   [[nodiscard]] bool readHeaderAt(std::uint64_t bytePosition, bool asVib);

@@ -257,8 +257,9 @@ void runOrphanPass(Volume& v, BTreeTableClassOrph& table, Run run, std::uint64_t
   if (ScanController* controller = Volume::appController()) controller->setUpTimer();
   OrphanPass pass(v);
   // A node's keys come before its branches, so the order is the table's shape, not key order.
+  // An abort doesn't end this pass: it reads no disk, and what the scan found before the abort would
+  // otherwise drop out of the tree unseen.
   table.forEachNodePreOrder([&](const NodeTypeOrph& node) {
-    if (v.stopTreeThread) return TableWalk::kStop;
     for (int i = 0; i < node.count(); ++i) {
       ItemTypeOrph* item = node.key(i);
       if (item == nullptr || item->parentFoundInBtree) continue;
@@ -279,18 +280,18 @@ void runOrphanPass(Volume& v, BTreeTableClassOrph& table, Run run, std::uint64_t
 }  // namespace
 
 void processOrphanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
-  if (v.stopTreeThread || !v.btreeOrph || !v.btree) return;
+  if (!v.btreeOrph || !v.btree) return;
   runOrphanPass(v, *v.btreeOrph, Run::kCatalog, v.orphEntryCount, v.orphEntriesTotal, incrementData, showVolNameOnly);
 }
 
 void processOrphanAdvScanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
-  if (v.stopTreeThread || !v.btreeOrphAdvScanEntries || !v.btree) return;
+  if (!v.btreeOrphAdvScanEntries || !v.btree) return;
   runOrphanPass(v, *v.btreeOrphAdvScanEntries, Run::kAdvScan, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
                 incrementData, showVolNameOnly);
 }
 
 void processOrphanAdvScanEntriesRun2WithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
-  if (v.stopTreeThread || !v.btreeOrphAdvScanEntries || !v.btree) return;
+  if (!v.btreeOrphAdvScanEntries || !v.btree) return;
   runOrphanPass(v, *v.btreeOrphAdvScanEntries, Run::kAdvScanRun2, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
                 incrementData, showVolNameOnly);
 }

@@ -7,7 +7,8 @@
 namespace nua {
 
 // Walks btreeOrph node by node (a node's keys before its branches) and places each entry not yet
-// placed. `incrementData` raises the Volume's counters for each placed entry. Stops at stopTreeThread.
+// placed. `incrementData` raises the Volume's counters for each placed entry. An abort doesn't stop
+// the pass: it reads no disk, and the entries found before the abort keep their place.
 void processOrphanEntriesWithIncrement(Volume& volume, bool incrementData, bool showVolNameOnly);
 
 // The first run over btreeOrphAdvScanEntries, for entries found outside the catalog file: each is hung

@@ -19,6 +19,13 @@ constexpr std::uint16_t kHfsWrapperSignature = 16964;  // "BD"
 constexpr std::uint32_t kJournaledAttribute = 0x2000;
 
 [[nodiscard]] constexpr bool isHfsPlusSignature(std::uint16_t s) { return s == kHfsPlusSignature || s == kHfsxSignature; }
+// An HFS+ volume header or the master directory block of an HFS wrapper around one.
+[[nodiscard]] constexpr bool isHfsVolumeSignature(std::uint16_t s) { return isHfsPlusSignature(s) || s == kHfsWrapperSignature; }
+// Where the alternate header of a volume of `volumeBytes` bytes starts: 1024 bytes before its end.
+// 0 for a volume too small to hold both headers.
+[[nodiscard]] constexpr std::uint64_t alternateHeaderByte(std::uint64_t volumeBytes) {
+  return volumeBytes >= 2048 ? volumeBytes - 1024 : 0;
+}
 
 struct ExtentDescriptor {
   std::uint32_t startBlock = 0;

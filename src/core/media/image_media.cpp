@@ -28,6 +28,17 @@ std::string bareFileSystem(ByteSpan head) {
   return "";
 }
 
+// A map-less HFS+ volume whose primary header is lost but whose alternate header, 1024 bytes before
+// the end of the image, is intact: still a volume, scanned from that header.
+std::string bareFileSystemOrAlternateHfs(ByteSpan head, const DeviceFile& file) {
+  if (std::string content = bareFileSystem(head); !content.empty()) return content;
+  const std::uint64_t at = peek::alternateHeaderByte(file.sizeInBytes());
+  std::vector<std::byte> header(2, std::byte{0});
+  int errorNumber = 0;
+  if (at == 0 || file.readAt(at, header, errorNumber) == ReadOutcome::kFailed) return "";
+  return peek::isHfsVolumeSignature(be16(header, 0)) ? "Apple_HFS" : "";
+}
+
 }  // namespace
 
 std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t sectorSizeOverride, bool volumesOnly) {
@@ -80,7 +91,7 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
       if (content == "Apple_HFSX") content = "Apple_HFS";
       entries.push_back(volumeFrom(p.uint64("Volume Start"), p.uint64("Volume Size In Sectors"), content, volumeName));
     }
-  } else if (const std::string content = bareFileSystem(head); !content.empty()) {
+  } else if (const std::string content = bareFileSystemOrAlternateHfs(head, *file); !content.empty()) {
     std::string volumeName = std::filesystem::path(path).stem().string();
     if (!named.empty()) volumeName = named.front().string("Volume Name");
     entries.push_back(volumeFrom(0, file->sizeInBytes() / sectorSize, content, volumeName));

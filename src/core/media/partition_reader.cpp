@@ -92,11 +92,16 @@ void PartitionReader::bareVolume() {
   if (allTypes_) return;
   std::vector<std::byte> mdb(peek::kMasterDirectoryBlockSize, std::byte{0});
   if (!readBytes(1024, mdb)) return;
-  const std::uint16_t signature = be16(mdb, 0);
-  if (!peek::isHfsPlusSignature(signature) && signature != peek::kHfsWrapperSignature) return;
+  if (!peek::isHfsVolumeSignature(be16(mdb, 0)) && !hasAlternateHfsHeader()) return;
   // A volume image without a map is its own one partition, so that partition recovery reaches it.
   media_.volumePMArray.push_back(partitionDict(0, media_.sizeInSect, "Untitled 1"));
   getVolumeNamesPM();
+}
+
+bool PartitionReader::hasAlternateHfsHeader() {
+  const std::uint64_t at = peek::alternateHeaderByte(media_.sizeInSect * static_cast<std::uint64_t>(media_.u32BytesInSector));
+  std::vector<std::byte> header(2, std::byte{0});
+  return at != 0 && readBytes(at, header) && peek::isHfsVolumeSignature(be16(header, 0));
 }
 
 void PartitionReader::readAndInterpretMBR() {

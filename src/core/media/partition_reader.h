@@ -53,7 +53,9 @@ class PartitionReader {
   [[nodiscard]] bool readVolumeHeaderAt(std::uint64_t volumeStart, bool checkSignature);
   // Steps 2 to 7 of the catalog name lookup for the volume at HPlusVolStart.
   void nameFromCatalog(Dict& partition);
+  // A map-less volume: its primary header, or, when that is lost, its alternate at the end.
   void bareVolume();
+  [[nodiscard]] bool hasAlternateHfsHeader();
 
   DMedia& media_;
   std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors

@@ -1,5 +1,6 @@
 #include "media/volume_checks.h"
 
+#include <algorithm>
 #include <cstring>
 #include <filesystem>
 #include <vector>
@@ -32,12 +33,29 @@ std::string hfsContent(std::uint16_t signature) {
   return "-";
 }
 
+// When the volume's first sectors hold no HFS+ or wrapper header at byte 1024, the alternate header
+// (1024 bytes before the volume's end, "Size" bytes from its start) put in its place; the first
+// sectors as read otherwise. So a volume that lost only its primary header is judged by its copy.
+std::vector<std::byte> withAlternateHeader(const Dict& entry, std::vector<std::byte> head) {
+  if (!fits(head.size(), 1024, 512) || peek::isHfsVolumeSignature(be16(head, 1024))) return head;
+  const std::uint32_t sectorSize = sectorSizeOf(entry);
+  const std::uint64_t at = peek::alternateHeaderByte(entry.uint64("Size"));
+  if (at == 0) return head;
+  const std::size_t within = static_cast<std::size_t>(at % sectorSize);
+  const auto sectors = static_cast<std::uint32_t>((within + 512 + sectorSize - 1) / sectorSize);
+  const std::vector<std::byte> tail = readSectors(entry, at / sectorSize, sectors);
+  if (!fits(tail.size(), within, 512) || !peek::isHfsVolumeSignature(be16(tail, within))) return head;
+  std::copy_n(tail.begin() + static_cast<std::ptrdiff_t>(within), 512, head.begin() + 1024);
+  return head;
+}
+
 }  // namespace
 
 std::optional<Dict> checkForJournal(const Dict& entry) {
   const std::uint32_t sectorSize = sectorSizeOf(entry);
   std::vector<std::byte> head = readSectors(entry, 0, 8);
   if (head.empty()) return std::nullopt;
+  head = withAlternateHeader(entry, std::move(head));
   Dict result{{"HFSVolumeStart", std::uint64_t{0}}};
   std::size_t headerOffset = 1024;
   if (be16(head, 1024) == peek::kHfsWrapperSignature) {

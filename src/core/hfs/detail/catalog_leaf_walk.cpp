@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "hfs/bt_node_descriptor.h"
+#include "hfs/detail/node_chain.h"
 #include "tree/new_dir_arena.h"
 
 namespace nua::detail {
@@ -10,10 +11,28 @@ namespace nua::detail {
 void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
   const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
   node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
-  std::uint32_t nodeNumber = v_.firstLeafNode;
+  // Every leaf is read once. A link to a node already read, or a broken one, hands over to the
+  // gathered lists, which go on with the leaves not yet read: one bad link loses no other node.
+  NodeChain chain(catalogNodeCount());
   std::size_t pointerIndex = 0;
   std::size_t totalIndex = 0;
+  // The next entry of the lists: the index's leaves (trusted), then the leaves found by searching,
+  // whose records are doubted from then on. 0 when both are used up.
+  auto fromLists = [&]() -> std::uint32_t {
+    if (!doubting_ && pointerIndex < v_.leafNodePointerArray.size()) return v_.leafNodePointerArray[pointerIndex++];
+    if (totalIndex < v_.leafNodePointerTotalArray.size()) {
+      doubting_ = true;
+      return v_.leafNodePointerTotalArray[totalIndex++];
+    }
+    return 0;
+  };
+  std::uint32_t nodeNumber = v_.firstLeafNode;
   while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
+    if (!chain.step(nodeNumber)) {
+      if (chain.exhausted()) break;
+      nodeNumber = fromLists();  // read before: its records are in already
+      continue;
+    }
     const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
     std::optional<BTNodeDescriptor_> descriptor;
     if (sector != 0) {
@@ -21,35 +40,36 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
       (void)v_.readSector(sector, v_.catNodeSize, node_);
       if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
     }
-    bool completed = false;
-    if (descriptor) {
-      ItemTypeUInt32* seen = v_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
-      if (seen != nullptr && seen->retrieveCount >= 2) break;  // the chain loops
-      if (seen == nullptr) {
-        v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
-        numRecords_ = descriptor->numRecords;
-        recordsSeen_ += numRecords_;
-        readRecords();
-        completed = true;
-      }
+    // Two node numbers may share a sector only through a damaged list; its records count once.
+    const bool sectorRead = descriptor && v_.btreeForUsedCatNodeSector->retrieveKeyField(sector) != nullptr;
+    const bool completed = descriptor && !sectorRead;
+    if (completed) {
+      v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
+      numRecords_ = descriptor->numRecords;
+      recordsSeen_ += numRecords_;
+      readRecords();
     }
-    // The next node: the sibling link while the chain is trusted, then the gathered lists.
-    nodeNumber = 0;
-    if (doubting_) {
-      if (totalIndex < v_.leafNodePointerTotalArray.size()) nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
-    } else if (descriptor && descriptor->fLink != 0) {
+    // The next node: the sibling link while the chain is trusted (a bad descriptor has none to
+    // trust), then the gathered lists.
+    if (!doubting_ && descriptor && descriptor->fLink != 0) {
       nodeNumber = descriptor->fLink;
-    } else if (completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
+    } else if (!doubting_ && completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
       nodeNumber = 0;  // every record has been seen: a null link is the true end
-    } else if (pointerIndex < v_.leafNodePointerArray.size()) {
-      nodeNumber = v_.leafNodePointerArray[pointerIndex++];
-    } else if (totalIndex < v_.leafNodePointerTotalArray.size()) {
-      nodeNumber = v_.leafNodePointerTotalArray[totalIndex++];
-      doubting_ = true;
+    } else {
+      nodeNumber = fromLists();
     }
   }
   node_.clear();
   node_.shrink_to_fit();
+}
+
+std::uint64_t CatalogLeafWalk::catalogNodeCount() const {
+  const auto nodeSize = static_cast<std::uint64_t>(v_.catNodeSize);
+  if (nodeSize == 0) return 0;
+  std::uint64_t nodes = 0;
+  for (const Extent& e : v_.catalogExt)
+    nodes += static_cast<std::uint64_t>(e.blockCount) * static_cast<std::uint64_t>(v_.blockSize) / nodeSize;
+  return nodes;
 }
 
 std::optional<CatalogRecordHead> readCatalogRecordHead(ByteSpan node, std::size_t index, std::uint16_t numRecords,

@@ -16,7 +16,8 @@ namespace nua::detail {
 
 // Reads leaf nodes along the sibling chain from the first leaf while the chain is trusted, then from
 // the gathered pointer lists; the lists' last resort (every node that looks like a leaf) switches the
-// walk to doubting its records. A node met again through a loop ends the walk.
+// walk to doubting its records. Each node is read once: a link that loops or breaks hands over to the
+// lists' nodes not yet read, and the walk never takes more nodes than the catalog file holds.
 class CatalogLeafWalk {
  public:
   explicit CatalogLeafWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()) {}
@@ -30,6 +31,8 @@ class CatalogLeafWalk {
   [[nodiscard]] std::uint64_t recordsSeen() const { return recordsSeen_; }
 
  private:
+  [[nodiscard]] std::uint64_t catalogNodeCount() const;
+
   HfsVolume& hfs_;
   Volume& v_;
   std::vector<std::byte> node_;

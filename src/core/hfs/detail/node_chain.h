@@ -16,6 +16,7 @@ class NodeChain {
   [[nodiscard]] bool step(std::uint32_t node) {
     if (seen_.size() >= maxSteps_) {
       reason_ = "more than " + std::to_string(maxSteps_) + " nodes";
+      exhausted_ = true;
       return false;
     }
     if (!seen_.insert(node).second) {
@@ -25,11 +26,15 @@ class NodeChain {
     return true;
   }
   [[nodiscard]] const std::string& reason() const { return reason_; }
+  // True once the step limit refused a node: no further node can be taken, while a repeat refuses
+  // only that node.
+  [[nodiscard]] bool exhausted() const { return exhausted_; }
 
  private:
   std::uint64_t maxSteps_;
   std::unordered_set<std::uint32_t> seen_;
   std::string reason_;
+  bool exhausted_ = false;
 };
 
 }  // namespace nua::detail
