@@ -17,6 +17,8 @@ if [ "${1:-}" = "--tests" ]; then
     sleuthkit libfshfs-utils fdisk gdisk
     # makers of real files in the formats the signature rows are checked against
     imagemagick sox zip libjpeg-turbo-progs ffmpeg
+    # the fuzz targets: clang with libFuzzer and its sanitizer runtimes
+    clang libclang-rt-14-dev
   )
 fi
 
