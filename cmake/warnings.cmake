@@ -1,6 +1,9 @@
 # One place for the warning flags every target of ours gets.
 function(nua_warnings target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wshadow=local -Wnon-virtual-dtor)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wnon-virtual-dtor)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${target} PRIVATE -Wshadow=local)
+  endif()
   # g++ 12 reports std::string concatenation at -O2 as overlapping memcpy (GCC bug 105329): a false
   # positive that would otherwise fail every Release build with warnings as errors.
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)

@@ -21,6 +21,8 @@ if [ "${1:-}" = "--tests" ]; then
     imagemagick sox zip libjpeg-turbo-progs ffmpeg
     # an incrementally updated PDF for the PDF check: ghostscript writes it, qpdf checks it
     ghostscript qpdf
+    # the fuzz targets: clang with libFuzzer and its sanitizer runtimes
+    clang libclang-rt-14-dev
   )
 fi
 

@@ -163,8 +163,9 @@ bool checkLiveContent(const FatBuild& build, const std::vector<FatOperation>& op
     }
   }
   for (const auto& [path, content] : expected) {
+    const std::string& wanted = path;  // clang 14 can't capture a structured binding
     const auto found = std::find_if(build.manifest.entries.begin(), build.manifest.entries.end(),
-                                    [&](const ManifestEntry& entry) { return !entry.deleted && "/" + entry.path == path; });
+                                    [&](const ManifestEntry& entry) { return !entry.deleted && "/" + entry.path == wanted; });
     if (found == build.manifest.entries.end() || found->sha256 != sha256Hex(*content)) {
       error = "FAT volume: " + path + " does not read back as written";
       return false;

@@ -181,9 +181,11 @@ void PartitionReader::readAndInterpretPM() {
   std::vector<std::byte> raw(kPartitionMapSize, std::byte{0});
   // Entry n lies in map block n + 1; the map's own entry in block 1 is never a partition.
   for (std::uint32_t n = 1; n < count; ++n) {
+    // A count from disk can claim more blocks than the disk has; past its end there is no entry.
+    if (media_.sizeInSect != 0 && (n + 1) * blockBytes >= media_.sizeInSect * sectorSize) return;
     if (!readBytes((n + 1) * blockBytes, raw)) return;
     const auto entry = parsePartitionMap(raw);
-    if (!entry) continue;
+    if (!entry || entry->signature != kPartitionMapSignature) continue;
     const bool hfsPlus = entry->type == "Apple_HFS" || entry->type == "Apple_HFSX";
     if (!hfsPlus && !allTypes_) continue;
     Dict d = partitionDict(std::uint64_t{entry->startSector} * blockBytes / sectorSize,

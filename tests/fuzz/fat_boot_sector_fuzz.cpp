@@ -1,0 +1,11 @@
+// The FAT boot sector as discovery reads it, and the type it derives from the counts.
+#include <cstddef>
+#include <cstdint>
+
+#include "media/fat_boot_peek.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const auto boot = nua::peek::parseFatBootSector(nua::ByteSpan(reinterpret_cast<const std::byte*>(data), size));
+  if (boot) (void)nua::peek::fatTypeOf(*boot);
+  return 0;
+}

@@ -1,0 +1,74 @@
+#!/usr/bin/env bash
+# Makes the seed corpus of every fuzz target from the image kit: small images whole, larger ones cut
+# to their first MiBs, and single structures cut out of them. Usage: tools/fuzz_corpus.sh BUILD_DIR OUT_DIR
+set -euo pipefail
+build=$(cd "${1:?usage: tools/fuzz_corpus.sh BUILD_DIR OUT_DIR}" && pwd)
+out=${2:?usage: tools/fuzz_corpus.sh BUILD_DIR OUT_DIR}
+mkimage=$build/tools/imagekit/nua-mkimage
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+targets=(hfs_volume_header hfs_btree_node hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector fat_volume
+         partition_maps partition_records session_file session_record signature_data)
+for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
+
+image() { "$mkimage" make "$1" "$work/$1.img" "${@:2}" >/dev/null; }
+# cut SCENARIO TARGET BYTES: the first BYTES of the image
+cut() { head -c "$3" "$work/$1.img" >"$out/$2/$1"; }
+# slice SCENARIO TARGET OFFSET BYTES: BYTES at OFFSET
+slice() { dd if="$work/$1.img" of="$out/$2/$1-$3" iflag=skip_bytes,count_bytes bs=64K skip="$3" count="$4" status=none; }
+
+hfs=(hfs-basic hfs-journal-deleted hfs-journal-extents hfs-wrapper hfs-fragmented hfs-flink-loop hfs-reformatted
+     hfs-damaged-catalog hfs-two-extent-catalog)
+for s in "${hfs[@]}"; do
+  image "$s"
+  cp "$work/$s.img" "$out/hfs_catalog_scan/$s"
+  slice "$s" hfs_volume_header 1024 512
+done
+for s in hfs-basic hfs-journal-deleted hfs-journal-extents; do cp "$work/$s.img" "$out/hfs_deleted_file_scan/$s"; done
+# Catalog and extents nodes: 4 KiB pieces whose descriptor has a node kind and a plausible height.
+for s in hfs-basic hfs-fragmented hfs-journal-deleted; do
+  size=$(stat -c %s "$work/$s.img")
+  for ((at = 4096; at < size; at += 4096)); do
+    read -r kind height < <(od -An -tx1 -j $((at + 8)) -N2 "$work/$s.img")
+    case "$kind:$height" in ff:01 | 00:0[2-8] | 01:00) slice "$s" hfs_btree_node "$at" 4096 ;; esac
+  done
+done
+
+for s in fat12-basic fat16-basic fat32-basic fat-chain-loop fat-dir-loop fat-oversized-boot fat-second-fat-differs \
+         fat-zero-sectors-per-cluster; do
+  image "$s"
+  cut "$s" fat_volume $((2 * 1024 * 1024))
+  slice "$s" fat_boot_sector 0 512
+done
+
+for s in mbr-ebr mbr-ebr-self-loop gpt hybrid apm; do
+  image "$s"
+  cut "$s" partition_maps $((1024 * 1024))
+done
+cp "$work/hfs-basic.img" "$out/partition_maps/hfs-basic"
+slice mbr-ebr partition_records 0 512
+slice gpt partition_records 512 512
+slice gpt partition_records 1024 128
+slice apm partition_records 0 512
+slice apm partition_records 512 512
+
+if [ -x "$build/src/cli/nua-recover" ]; then
+  "$build/src/cli/nua-recover" scan "$work/hfs-basic.img" --mode partitions --quiet \
+    --session-out "$out/session_file/hfs-basic.nvs" >/dev/null 2>&1 || true
+  "$build/src/cli/nua-recover" scan "$work/fat12-basic.img" --mode files --quiet \
+    --session-out "$out/session_file/fat12-basic.nvs" >/dev/null 2>&1 || true
+  for f in "$out"/session_file/*.nvs; do
+    [ -f "$f" ] || continue
+    size=$(stat -c %s "$f")
+    for at in $((size / 4)) $((size / 2)) $((size * 3 / 4)); do
+      dd if="$f" of="$out/session_record/$(basename "$f")-$at" iflag=skip_bytes,count_bytes bs=96 skip="$at" count=96 \
+        status=none
+    done
+  done
+fi
+for f in "$build"/data/Sig_*.dat; do [ -f "$f" ] && cp "$f" "$out/signature_data/"; done
+
+for t in "${targets[@]}"; do
+  [ -n "$(ls -A "$out/$t")" ] || head -c 512 /dev/zero >"$out/$t/zeros"
+done
