@@ -9,7 +9,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 targets=(hfs_volume_header hfs_btree_node hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector fat_volume
-         partition_maps partition_records session_file session_record signature_data)
+         partition_maps partition_records session_file session_record signature_data formats_dispatch)
 for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
 
 image() { "$mkimage" make "$1" "$work/$1.img" "${@:2}" >/dev/null; }
@@ -68,6 +68,22 @@ if [ -x "$build/src/cli/nua-recover" ]; then
   done
 fi
 for f in "$build"/data/Sig_*.dat; do [ -f "$f" ] && cp "$f" "$out/signature_data/"; done
+
+# Small real files of the carved formats, made by whichever of Debian's tools are installed.
+(
+  cd "$work"
+  f=$out/formats_dispatch
+  for ext in jpg png gif bmp tif; do convert -size 24x16 gradient:red-blue "$f/sample.$ext" 2>/dev/null || true; done
+  convert -size 24x16 gradient:red-blue -define tiff:endian=msb "$f/sample-big-endian.tif" 2>/dev/null || true
+  sox -n -r 8000 -c 1 "$f/sample.wav" synth 0.05 sine 440 2>/dev/null || true
+  sox -n -r 8000 -c 1 "$f/sample.aiff" synth 0.05 sine 440 2>/dev/null || true
+  ffmpeg -nostdin -y -loglevel quiet -f lavfi -i sine=d=0.2 -c:a libmp3lame "$f/sample.mp3" 2>/dev/null || true
+  ffmpeg -nostdin -y -loglevel quiet -f lavfi -i testsrc=d=0.2:s=32x24 "$f/sample.mp4" 2>/dev/null || true
+  ffmpeg -nostdin -y -loglevel quiet -f lavfi -i testsrc=d=0.2:s=32x24 "$f/sample.avi" 2>/dev/null || true
+  ffmpeg -nostdin -y -loglevel quiet -f lavfi -i testsrc=d=0.2:s=32x24 -f mpeg "$f/sample.mpg" 2>/dev/null || true
+  echo "a small text" >a.txt && zip -q "$f/sample.zip" a.txt 2>/dev/null || true
+  printf '{\\rtf1 {{\\NeXTGraphic a.png \\width20 \\height20}}}' >"$f/sample.rtf"
+)
 
 for t in "${targets[@]}"; do
   [ -n "$(ls -A "$out/$t")" ] || head -c 512 /dev/zero >"$out/$t/zeros"
