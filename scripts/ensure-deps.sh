@@ -17,6 +17,8 @@ if [ "${1:-}" = "--tests" ]; then
     sleuthkit libfshfs-utils fdisk gdisk
     # makers of real files in the formats the signature rows are checked against
     imagemagick sox zip libjpeg-turbo-progs ffmpeg
+    # camera RAW builders are confirmed by exiftool; MIDI files come from abc2midi
+    libimage-exiftool-perl abcmidi lame
   )
 fi
 

@@ -65,7 +65,7 @@ class RecordingCheck final : public FileCheck {
 };
 
 // How many of the formats have their check built so far.
-constexpr std::size_t kBuiltFormats = 5;
+constexpr std::size_t kBuiltFormats = 23;
 
 std::set<std::string> builtKeys(const FileCheckList& list) {
   std::set<std::string> keys;
@@ -166,10 +166,13 @@ TEST(FileCheckList, TheFirstTestThatHoldsEndsTheListAndIsMeasured) {
 }
 
 TEST(FileCheckList, OnlySelectedFormatsAreBuiltAndTheirTiffFlagsSet) {
-  auto recorded = recordedList({"jpg", "psd", "bogus"});
-  ASSERT_EQ(recorded->list.checks().size(), 2u);
-  EXPECT_EQ(recorded->list.checks()[0]->parentKey(), "psd");
-  EXPECT_EQ(recorded->list.checks()[1]->parentKey(), "jpg");
+  auto recorded = recordedList({"jpg", "nef", "threeFr", "bogus"});
+  ASSERT_EQ(recorded->list.checks().size(), 3u);
+  EXPECT_EQ(recorded->list.checks()[0]->parentKey(), "nef");
+  EXPECT_EQ(recorded->list.checks()[1]->parentKey(), "3fr");
+  EXPECT_EQ(recorded->list.checks()[2]->parentKey(), "jpg");
+  EXPECT_TRUE(recorded->state.nikonSelected);
+  EXPECT_TRUE(recorded->state.threefrFileSelected);
   EXPECT_FALSE(recorded->state.tiffSelected);
   EXPECT_FALSE(recorded->list.movieFamilySelected());
 }

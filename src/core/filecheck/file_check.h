@@ -46,6 +46,7 @@ class FileCheck {
 // Readers over the header copy; a field past its end reads as 0, so a short copy simply fails a test.
 [[nodiscard]] inline std::uint8_t headerByte(ByteSpan h, std::size_t o) { return fits(h.size(), o, 1) ? u8(h, o) : 0; }
 [[nodiscard]] inline std::uint16_t headerBe16(ByteSpan h, std::size_t o) { return fits(h.size(), o, 2) ? be16(h, o) : 0; }
+[[nodiscard]] inline std::uint16_t headerLe16(ByteSpan h, std::size_t o) { return fits(h.size(), o, 2) ? le16(h, o) : 0; }
 [[nodiscard]] inline std::uint32_t headerBe32(ByteSpan h, std::size_t o) { return fits(h.size(), o, 4) ? be32(h, o) : 0; }
 [[nodiscard]] inline std::uint32_t headerLe32(ByteSpan h, std::size_t o) { return fits(h.size(), o, 4) ? le32(h, o) : 0; }
 [[nodiscard]] inline bool headerText(ByteSpan h, std::size_t o, std::string_view text) {

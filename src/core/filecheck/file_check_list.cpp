@@ -4,11 +4,29 @@
 
 #include <array>
 
+#include "filecheck/arw_file_check.h"
 #include "filecheck/bmp_file_check.h"
+#include "filecheck/cr2_file_check.h"
+#include "filecheck/crw_file_check.h"
+#include "filecheck/dcr_file_check.h"
+#include "filecheck/dng_file_check.h"
 #include "filecheck/gif_file_check.h"
 #include "filecheck/jpg_file_check.h"
+#include "filecheck/k25_file_check.h"
+#include "filecheck/kdc_file_check.h"
+#include "filecheck/leica_file_check.h"
+#include "filecheck/mrw_file_check.h"
+#include "filecheck/nef_file_check.h"
+#include "filecheck/orf_file_check.h"
+#include "filecheck/pef_file_check.h"
 #include "filecheck/png_file_check.h"
 #include "filecheck/psd_file_check.h"
+#include "filecheck/raf_file_check.h"
+#include "filecheck/raw_panasonic_file_check.h"
+#include "filecheck/sr2_file_check.h"
+#include "filecheck/threefr_file_check.h"
+#include "filecheck/tiff_file_check.h"
+#include "filecheck/x3f_file_check.h"
 
 namespace nua {
 
@@ -30,32 +48,32 @@ struct ListEntry {
 
 const std::array<ListEntry, 39> kListOrder = {{
     {"mpg", nullptr, nullptr, false},
-    {"mrw", nullptr, nullptr, false},
+    {"mrw", make<MrwFileCheck>, nullptr, false},
     {"amr", nullptr, nullptr, false},
     {"ra", nullptr, nullptr, false},
     {"rm", nullptr, nullptr, false},
     {"psd", make<PsdFileCheck>, nullptr, false},
     {"bmp", make<BmpFileCheck>, nullptr, false},
-    {"raf", nullptr, nullptr, false},
-    {"x3f", nullptr, nullptr, false},
+    {"raf", make<RafFileCheck>, nullptr, false},
+    {"x3f", make<X3fFileCheck>, nullptr, false},
     {"aif", nullptr, nullptr, false},
     {"gif", make<GifFileCheck>, nullptr, false},
     {"mp3", nullptr, nullptr, false},
-    {"arw", nullptr, &FileCheckScanState::arwSelected, false},
-    {"sr2", nullptr, &FileCheckScanState::sonySr2Selected, false},
-    {"kdc", nullptr, &FileCheckScanState::kdcSelected, false},
-    {"k25", nullptr, &FileCheckScanState::k25Selected, false},
-    {"dcr", nullptr, &FileCheckScanState::kodakDcrSelected, false},
-    {"pef", nullptr, &FileCheckScanState::pentaxSelected, false},
-    {"dng", nullptr, &FileCheckScanState::dngSelected, false},
-    {"cr2", nullptr, &FileCheckScanState::canonSelected, false},
-    {"nef", nullptr, &FileCheckScanState::nikonSelected, false},
-    {"tiff", nullptr, &FileCheckScanState::tiffSelected, false},
-    {"orf", nullptr, &FileCheckScanState::olympusSelected, false},
-    {"rawPanasonic", nullptr, &FileCheckScanState::rawPanasonicSelected, false},
-    {"leica", nullptr, &FileCheckScanState::leicaSelected, false},
-    {"threeFr", nullptr, &FileCheckScanState::threefrFileSelected, false},
-    {"crw", nullptr, nullptr, false},
+    {"arw", make<ArwFileCheck>, &FileCheckScanState::arwSelected, false},
+    {"sr2", make<Sr2FileCheck>, &FileCheckScanState::sonySr2Selected, false},
+    {"kdc", make<KdcFileCheck>, &FileCheckScanState::kdcSelected, false},
+    {"k25", make<K25FileCheck>, &FileCheckScanState::k25Selected, false},
+    {"dcr", make<DcrFileCheck>, &FileCheckScanState::kodakDcrSelected, false},
+    {"pef", make<PefFileCheck>, &FileCheckScanState::pentaxSelected, false},
+    {"dng", make<DngFileCheck>, &FileCheckScanState::dngSelected, false},
+    {"cr2", make<Cr2FileCheck>, &FileCheckScanState::canonSelected, false},
+    {"nef", make<NefFileCheck>, &FileCheckScanState::nikonSelected, false},
+    {"tiff", make<TiffFileCheck>, &FileCheckScanState::tiffSelected, false},
+    {"orf", make<OrfFileCheck>, &FileCheckScanState::olympusSelected, false},
+    {"rawPanasonic", make<RawPanasonicFileCheck>, &FileCheckScanState::rawPanasonicSelected, false},
+    {"leica", make<LeicaFileCheck>, &FileCheckScanState::leicaSelected, false},
+    {"threeFr", make<ThreefrFileCheck>, &FileCheckScanState::threefrFileSelected, false},
+    {"crw", make<CrwFileCheck>, nullptr, false},
     {"mid", nullptr, nullptr, false},
     {"avi", nullptr, nullptr, false},
     {"wav", nullptr, nullptr, false},
