@@ -4,7 +4,10 @@
 
 #include <array>
 
+#include "filecheck/aif_file_check.h"
+#include "filecheck/amr_file_check.h"
 #include "filecheck/arw_file_check.h"
+#include "filecheck/avi_file_check.h"
 #include "filecheck/bmp_file_check.h"
 #include "filecheck/cr2_file_check.h"
 #include "filecheck/crw_file_check.h"
@@ -15,17 +18,30 @@
 #include "filecheck/k25_file_check.h"
 #include "filecheck/kdc_file_check.h"
 #include "filecheck/leica_file_check.h"
+#include "filecheck/m4a_file_check.h"
+#include "filecheck/m4b_file_check.h"
+#include "filecheck/m4v_file_check.h"
+#include "filecheck/mid_file_check.h"
+#include "filecheck/mov_file_check.h"
+#include "filecheck/mp3_file_check.h"
+#include "filecheck/mp4_file_check.h"
+#include "filecheck/mpg_file_check.h"
 #include "filecheck/mrw_file_check.h"
 #include "filecheck/nef_file_check.h"
 #include "filecheck/orf_file_check.h"
 #include "filecheck/pef_file_check.h"
 #include "filecheck/png_file_check.h"
 #include "filecheck/psd_file_check.h"
+#include "filecheck/ra_file_check.h"
 #include "filecheck/raf_file_check.h"
 #include "filecheck/raw_panasonic_file_check.h"
+#include "filecheck/rm_file_check.h"
 #include "filecheck/sr2_file_check.h"
+#include "filecheck/three_g_two_file_check.h"
+#include "filecheck/three_gp_file_check.h"
 #include "filecheck/threefr_file_check.h"
 #include "filecheck/tiff_file_check.h"
+#include "filecheck/wav_file_check.h"
 #include "filecheck/x3f_file_check.h"
 
 namespace nua {
@@ -47,18 +63,18 @@ struct ListEntry {
 };
 
 const std::array<ListEntry, 39> kListOrder = {{
-    {"mpg", nullptr, nullptr, false},
+    {"mpg", make<MpgFileCheck>, nullptr, false},
     {"mrw", make<MrwFileCheck>, nullptr, false},
-    {"amr", nullptr, nullptr, false},
-    {"ra", nullptr, nullptr, false},
-    {"rm", nullptr, nullptr, false},
+    {"amr", make<AmrFileCheck>, nullptr, false},
+    {"ra", make<RaFileCheck>, nullptr, false},
+    {"rm", make<RmFileCheck>, nullptr, false},
     {"psd", make<PsdFileCheck>, nullptr, false},
     {"bmp", make<BmpFileCheck>, nullptr, false},
     {"raf", make<RafFileCheck>, nullptr, false},
     {"x3f", make<X3fFileCheck>, nullptr, false},
-    {"aif", nullptr, nullptr, false},
+    {"aif", make<AifFileCheck>, nullptr, false},
     {"gif", make<GifFileCheck>, nullptr, false},
-    {"mp3", nullptr, nullptr, false},
+    {"mp3", make<Mp3FileCheck>, nullptr, false},
     {"arw", make<ArwFileCheck>, &FileCheckScanState::arwSelected, false},
     {"sr2", make<Sr2FileCheck>, &FileCheckScanState::sonySr2Selected, false},
     {"kdc", make<KdcFileCheck>, &FileCheckScanState::kdcSelected, false},
@@ -74,18 +90,18 @@ const std::array<ListEntry, 39> kListOrder = {{
     {"leica", make<LeicaFileCheck>, &FileCheckScanState::leicaSelected, false},
     {"threeFr", make<ThreefrFileCheck>, &FileCheckScanState::threefrFileSelected, false},
     {"crw", make<CrwFileCheck>, nullptr, false},
-    {"mid", nullptr, nullptr, false},
-    {"avi", nullptr, nullptr, false},
-    {"wav", nullptr, nullptr, false},
+    {"mid", make<MidFileCheck>, nullptr, false},
+    {"avi", make<AviFileCheck>, nullptr, false},
+    {"wav", make<WavFileCheck>, nullptr, false},
     {"png", make<PngFileCheck>, nullptr, false},
     {"jpg", make<JpgFileCheck>, nullptr, false},
-    {"mov", nullptr, nullptr, true},
-    {"mp4", nullptr, nullptr, true},
-    {"m4a", nullptr, nullptr, true},
-    {"m4b", nullptr, nullptr, true},
-    {"m4v", nullptr, nullptr, true},
-    {"threeGp", nullptr, nullptr, true},
-    {"threeGTwo", nullptr, nullptr, true},
+    {"mov", make<MovFileCheck>, nullptr, true},
+    {"mp4", make<Mp4FileCheck>, nullptr, true},
+    {"m4a", make<M4aFileCheck>, nullptr, true},
+    {"m4b", make<M4bFileCheck>, nullptr, true},
+    {"m4v", make<M4vFileCheck>, nullptr, true},
+    {"threeGp", make<ThreeGpFileCheck>, nullptr, true},
+    {"threeGTwo", make<ThreeGTwoFileCheck>, nullptr, true},
 }};
 
 }  // namespace

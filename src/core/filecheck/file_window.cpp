@@ -58,6 +58,10 @@ std::uint32_t FileWindow::le32At(std::uint64_t fileOffset) {
   const ByteSpan b = bytesAt(fileOffset, 4);
   return b.empty() ? 0 : le32(b, 0);
 }
+std::uint64_t FileWindow::be64At(std::uint64_t fileOffset) {
+  const ByteSpan b = bytesAt(fileOffset, 8);
+  return b.empty() ? 0 : be64(b, 0);
+}
 std::uint32_t FileWindow::be24At(std::uint64_t fileOffset) {
   const ByteSpan b = bytesAt(fileOffset, 3);
   return b.empty() ? 0 : (static_cast<std::uint32_t>(be16(b, 0)) * 256u + u8(b, 2));

@@ -33,6 +33,7 @@ class FileWindow {
   [[nodiscard]] std::uint16_t le16At(std::uint64_t fileOffset);
   [[nodiscard]] std::uint32_t le32At(std::uint64_t fileOffset);
   [[nodiscard]] std::uint32_t be24At(std::uint64_t fileOffset);
+  [[nodiscard]] std::uint64_t be64At(std::uint64_t fileOffset);
   // In the byte order a TIFF-like header declared.
   [[nodiscard]] std::uint16_t u16At(std::uint64_t fileOffset, bool bigEndian) {
     return bigEndian ? be16At(fileOffset) : le16At(fileOffset);
@@ -46,6 +47,7 @@ class FileWindow {
   [[nodiscard]] ByteSpan bytesAt(std::uint64_t fileOffset, std::size_t length);
 
   [[nodiscard]] std::uint64_t fileFirstSector() const { return fileFirstSector_; }
+  [[nodiscard]] std::uint32_t bytesPerSector() const { return bytesPerSector_; }
   [[nodiscard]] bool cancelled() const { return state_.cancelled(); }
 
  private:
