@@ -65,10 +65,12 @@ TEST(FileCheckRobustness, MutatedAndRandomBytesNeverCrashOrHang) {
     FileCheckList list = FileCheckList::build(all, source, state);
     const Bytes header(device.begin(), device.begin() + kFileCheckHeaderBytes);
     for (const auto& check : list.checks()) {
-      // Walks run whatever the test said, to reach their edge paths too.
-      (void)check->isFile(header, 0);
-      const std::uint64_t size = check->fileSizeCalculation(header, 0);
-      EXPECT_LE(size, 0x100000000ull) << check->parentKey();
+      // Walks run when the test holds, and every eighth round whatever it said, to reach edge paths too.
+      const bool found = check->isFile(header, 0);
+      if (found || round % 8 == 0) {
+        const std::uint64_t size = check->fileSizeCalculation(header, 0);
+        EXPECT_LE(size, 0x100000000ull) << check->parentKey();
+      }
       state.clearPerStepFlags();
     }
     (void)list.run(header, 0);

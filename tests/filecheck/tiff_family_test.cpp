@@ -157,3 +157,26 @@ TEST(TiffFamily, ARawSizePast200MiBGivesZero) {
 
 }  // namespace
 }  // namespace nua
+
+namespace nua {
+namespace {
+
+using namespace testing_support;
+
+TEST(TiffFamily, AnIfdChainThatLoopsOnItselfEndsAtItsBound) {
+  // A TIFF whose IFD links to itself: the sum walk stops after 24 IFDs; CR2 finds no last IFD.
+  TiffBuilder tiff(false);
+  const std::uint32_t ifd = tiff.reserveIfd(4);
+  tiff.setFirstIfd(ifd);
+  const std::uint32_t strip = tiff.appendBlob(rawImageData(1000));
+  tiff.writeIfd(ifd, {longs(273, {strip}), longs(279, {1000}), shorts(259, {1})}, ifd);
+  MemorySectorSource source = deviceWithFile(tiff.bytes());
+  FileCheckScanState state;
+  state.littleEndianFile = true;
+  TiffFileCheck check(source, state);
+  const Bytes first = headerOfSector(source, kFileSector);
+  EXPECT_EQ(check.fileSizeCalculation(first, kFileSector), 24 * (1000 + 3 * 12 + 6) + 512);
+}
+
+}  // namespace
+}  // namespace nua
