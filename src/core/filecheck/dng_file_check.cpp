@@ -18,6 +18,8 @@ bool DngFileCheck::earlierMemberSelected() const {
 bool DngFileCheck::verdictFlag() const { return state_.pentaxDngFileFound; }
 
 std::uint64_t DngFileCheck::fileSizeCalculation(ByteSpan header, std::uint64_t sector) {
+  // "Larger than the JPEG known so far" means within this file: start from no JPEG.
+  clearRawJpeg(state_);
   FileWindow window = openWindow(sector);
   const auto frame = openRawFrame(window, header);
   if (!frame) return 0;

@@ -12,6 +12,8 @@ bool NefFileCheck::earlierMemberSelected() const {
 bool NefFileCheck::verdictFlag() const { return state_.nikonNefFileFound; }
 
 std::uint64_t NefFileCheck::fileSizeCalculation(ByteSpan header, std::uint64_t sector) {
+  // "Larger than the JPEG known so far" means within this file: start from no JPEG.
+  clearRawJpeg(state_);
   FileWindow window = openWindow(sector);
   const auto frame = openRawFrame(window, header);
   if (!frame) return 0;

@@ -9,6 +9,8 @@ bool PefFileCheck::earlierMemberSelected() const { return state_.sonySr2Selected
 bool PefFileCheck::verdictFlag() const { return state_.pentaxPefFileFound; }
 
 std::uint64_t PefFileCheck::fileSizeCalculation(ByteSpan header, std::uint64_t sector) {
+  // "Larger than the JPEG known so far" means within this file: start from no JPEG.
+  clearRawJpeg(state_);
   FileWindow window = openWindow(sector);
   const auto frame = openRawFrame(window, header);
   if (!frame) return 0;
