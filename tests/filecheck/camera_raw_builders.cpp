@@ -318,4 +318,19 @@ BuiltRaw buildCrw() {
   return {file, "crw", "CRW", "crw", file.size(), jpegAt, jpeg.size()};
 }
 
+BuiltRaw buildCanonRawTiff() {
+  // The TIFF raw of early Canon bodies: a plain TIFF with Canon's Make, its raw strip, and a preview
+  // JPEG named by the JPEG tags. It is measured by the TIFF sum: tables, long values and strips.
+  auto [tiff, ifd0] = startTiff(true, 6);
+  const Bytes jpeg = smallJpeg(3000);
+  const std::uint32_t jpegAt = tiff.appendBlob(jpeg);
+  const std::uint32_t rawAt = tiff.appendBlob(rawImageData(kRawBytes));
+  const std::string make = "Canon";
+  const std::string model = "Canon EOS-1D";
+  tiff.writeIfd(ifd0, {ascii(271, make), ascii(272, model), longs(273, {rawAt}), longs(279, {kRawBytes}),
+                       longs(513, {jpegAt}), longs(514, {static_cast<std::uint32_t>(jpeg.size())})});
+  const std::uint64_t sum = 6 * 12 + 6 + (make.size() + 1) + (model.size() + 1) + kRawBytes;
+  return finish(tiff, "tif", "TIFF", "tiff", sum + 512, jpegAt, jpeg.size());
+}
+
 }  // namespace nua::testing_support

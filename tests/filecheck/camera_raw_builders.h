@@ -34,5 +34,6 @@ BuiltRaw buildRaf();
 BuiltRaw buildMrw();
 BuiltRaw buildX3f();
 BuiltRaw buildCrw();
+BuiltRaw buildCanonRawTiff();
 
 }  // namespace nua::testing_support

@@ -120,7 +120,7 @@ INSTANTIATE_TEST_SUITE_P(
                       RawCase{"rw2", [] { return buildPanasonicRaw("Panasonic"); }},
                       RawCase{"rwl", [] { return buildPanasonicRaw("LEICA"); }}, RawCase{"3fr", buildThreefr},
                       RawCase{"raf", buildRaf}, RawCase{"mrw", buildMrw}, RawCase{"x3f", buildX3f},
-                      RawCase{"crw", buildCrw}));
+                      RawCase{"crw", buildCrw}, RawCase{"canon_tif", buildCanonRawTiff}));
 
 }  // namespace
 }  // namespace nua

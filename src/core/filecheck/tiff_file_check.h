@@ -14,6 +14,10 @@ class TiffFileCheck final : public TiffFamilyFileCheck {
  protected:
   [[nodiscard]] bool earlierMemberSelected() const override;
   [[nodiscard]] bool verdictFlag() const override;
+
+ private:
+  // Reports the preview JPEG a Canon raw TIFF names in IFD 0 (tags 513/514), measured by its markers.
+  void canonTiffJpgFileSize(FileWindow& window, bool bigEndian, std::uint64_t firstIfd, std::uint64_t sector);
 };
 
 }  // namespace nua
