@@ -78,6 +78,23 @@ BuiltRaw buildArwA700() {
   return finish(tiff, "arw", "ARW", "arw", rawAt + kRawBytes, jpegAt, jpeg.size());
 }
 
+BuiltRaw buildArwA100() {
+  // The A100 keeps its raw data behind the SubIFD; the private data (tag 50740) holds, at +148, the
+  // raw data's length counted from the SubIFD's offset.
+  auto [tiff, ifd0] = startTiff(false, 7);
+  const Bytes jpeg = smallJpeg(4000);
+  const std::uint32_t jpegAt = tiff.appendBlob(jpeg);
+  const std::uint32_t privateAt = tiff.appendBlob(Bytes(200));
+  const std::uint32_t subIfd = tiff.reserveIfd(3);
+  const std::uint32_t rawAt = tiff.appendBlob(rawImageData(kRawBytes));
+  const std::uint32_t rawEndFromSubIfd = rawAt + kRawBytes - subIfd;
+  tiff.put32(privateAt + 148, rawEndFromSubIfd);
+  tiff.writeIfd(ifd0, {ascii(271, "SONY"), ascii(272, "DSLR-A100"), longs(330, {subIfd}), longs(513, {jpegAt}),
+                       longs(514, {static_cast<std::uint32_t>(jpeg.size())}), longs(50740, {privateAt})});
+  tiff.writeIfd(subIfd, {longs(273, {rawAt}), longs(279, {kRawBytes}), shorts(259, {32767})});
+  return finish(tiff, "arw", "ARW", "arw", rawAt + kRawBytes, jpegAt, jpeg.size());
+}
+
 BuiltRaw buildSr2() {
   auto [tiff, ifd0] = startTiff(false, 4);
   const std::uint32_t subIfd = tiff.reserveIfd(4);

@@ -21,6 +21,7 @@ struct BuiltRaw {
 BuiltRaw buildNef();
 BuiltRaw buildCr2();
 BuiltRaw buildArwA700();
+BuiltRaw buildArwA100();
 BuiltRaw buildSr2();
 BuiltRaw buildKdc();
 BuiltRaw buildK25();

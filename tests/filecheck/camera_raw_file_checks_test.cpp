@@ -109,7 +109,7 @@ TEST_P(CameraRawFiles, ACancelledScanGetsAnAnswerAtOnceAndNoPreview) {
 
 INSTANTIATE_TEST_SUITE_P(
     Builders, CameraRawFiles,
-    ::testing::Values(RawCase{"nef", buildNef}, RawCase{"cr2", buildCr2}, RawCase{"arw", buildArwA700},
+    ::testing::Values(RawCase{"nef", buildNef}, RawCase{"cr2", buildCr2}, RawCase{"arw", buildArwA700}, RawCase{"arw_a100", buildArwA100},
                       RawCase{"sr2", buildSr2}, RawCase{"kdc", buildKdc}, RawCase{"k25", buildK25},
                       RawCase{"dcr", buildDcr}, RawCase{"pef", buildPef},
                       RawCase{"dng_canon", [] { return buildDng("Canon"); }},

@@ -39,6 +39,12 @@ std::uint64_t rmChunkSum(const Bytes& f) {
   while (at + 8 <= f.size() && be32(f, at + 4) >= 8) at += be32(f, at + 4);
   return at;
 }
+// An elementary stream without a sequence end runs to its last data byte (zero stuffing aside).
+std::uint64_t toLastDataByte(const Bytes& f) {
+  std::uint64_t end = f.size();
+  while (end > 0 && f[end - 1] == std::byte{0}) --end;
+  return end;
+}
 std::uint64_t plusSector(const Bytes& f) { return f.size() + 512; }
 std::uint64_t asIs(const Bytes& f) { return f.size(); }
 // An ID3v1 tag at the end is no frame: the walk stops ahead of it.
@@ -118,9 +124,12 @@ INSTANTIATE_TEST_SUITE_P(
                   maker<M4bFileCheck>(), plusSector, false},
         MediaCase{"m4v", "ffmpeg", "ffmpeg -v error " VIDEO " -c:v mpeg4 -brand 'M4V ' -f mp4 a.m4v", "a.m4v",
                   maker<M4vFileCheck>(), plusSector, false},
-        // An elementary video stream ends with its sequence end code: the walk stops right behind it.
+        // An elementary video stream without a sequence end code: the walk runs to its last data byte.
         MediaCase{"m1v", "ffmpeg", "ffmpeg -v error -f lavfi -i testsrc=size=160x120:rate=25:d=2 -c:v mpeg1video "
-                  "-f mpeg1video a.m1v", "a.m1v", maker<MpgFileCheck>(), asIs, true}));
+                  "-f mpeg1video a.m1v", "a.m1v", maker<MpgFileCheck>(), toLastDataByte, true},
+        // Shorter than 10241 bytes: its length, and no jump asked for.
+        MediaCase{"m1v_short", "ffmpeg", "ffmpeg -v error -f lavfi -i testsrc=size=64x48:rate=25:d=0.08 -c:v mpeg1video "
+                  "-f mpeg1video a.m1v", "a.m1v", maker<MpgFileCheck>(), toLastDataByte, false}));
 
 // Program streams: the walk goes past the end code into what follows and tolerates a stretch of it,
 // so the size covers the file and then some; strays between packs don't end the walk.
