@@ -23,6 +23,8 @@ if [ "${1:-}" = "--tests" ]; then
     ghostscript qpdf
     # the fuzz targets: clang with libFuzzer and its sanitizer runtimes
     clang libclang-rt-14-dev
+    # camera RAW builders are confirmed by exiftool; MIDI files come from abc2midi
+    libimage-exiftool-perl abcmidi lame
   )
 fi
 

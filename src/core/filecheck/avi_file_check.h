@@ -1,0 +1,17 @@
+// AVI: a RIFF whose header gives the length.
+#pragma once
+
+#include "filecheck/file_check.h"
+
+namespace nua {
+
+class AviFileCheck final : public FileCheck {
+ public:
+  using FileCheck::FileCheck;
+  [[nodiscard]] bool isFile(ByteSpan header, std::uint64_t sector) override;
+  [[nodiscard]] std::uint64_t fileSizeCalculation(ByteSpan header, std::uint64_t sector) override;
+  [[nodiscard]] std::string_view parentKey() const override { return "avi"; }
+  [[nodiscard]] std::uint8_t firstByteOfHeader() const override { return 0x52; }
+};
+
+}  // namespace nua

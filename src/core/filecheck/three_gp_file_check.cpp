@@ -1,0 +1,18 @@
+// ThreeGp test and size by the shared box walk.
+#include "filecheck/three_gp_file_check.h"
+
+#include "filecheck/movie_box_walk.h"
+
+namespace nua {
+
+bool ThreeGpFileCheck::isFile(ByteSpan header, std::uint64_t sector) {
+  (void)sector;
+  return headerText(header, 4, "ftyp") && headerText(header, 8, "3gp");
+}
+
+std::uint64_t ThreeGpFileCheck::fileSizeCalculation(ByteSpan, std::uint64_t sector) {
+  FileWindow window = openWindow(sector);
+  return movieBoxWalkSize(window, MovieBoxForm::ThreeGpp);
+}
+
+}  // namespace nua
