@@ -9,7 +9,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 targets=(hfs_volume_header hfs_btree_node hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector fat_volume
-         partition_maps partition_records session_file session_record signature_data formats_dispatch)
+         partition_maps partition_records session_file session_record signature_data formats_dispatch
+         file_check_list)
 for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
 
 image() { "$mkimage" make "$1" "$work/$1.img" "${@:2}" >/dev/null; }
@@ -84,6 +85,8 @@ for f in "$build"/data/Sig_*.dat; do [ -f "$f" ] && cp "$f" "$out/signature_data
   echo "a small text" >a.txt && zip -q "$f/sample.zip" a.txt 2>/dev/null || true
   printf '{\\rtf1 {{\\NeXTGraphic a.png \\width20 \\height20}}}' >"$f/sample.rtf"
 )
+
+cp "$out"/formats_dispatch/* "$out/file_check_list/" 2>/dev/null || true
 
 for t in "${targets[@]}"; do
   [ -n "$(ls -A "$out/$t")" ] || head -c 512 /dev/zero >"$out/$t/zeros"
