@@ -9,6 +9,7 @@ void registerAllScenarios() {
   done = true;
   registerHfsScenarios();
   registerFatScenarios();
+  registerFatGeometryScenarios();
   registerPartitionScenarios();
   registerDemoScenarios();
   // The FAT, partition-map and demo families add their register...Scenarios() calls here (and their
