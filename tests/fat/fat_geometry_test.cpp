@@ -73,7 +73,6 @@ INSTANTIATE_TEST_SUITE_P(
                       GeometryCase{"zerototal12", "fat-zero-total-sectors", {{"fat", "12"}}},
                       GeometryCase{"zerototal16", "fat-zero-total-sectors", {{"fat", "16"}}},
                       GeometryCase{"zerototal32", "fat-zero-total-sectors", {{"fat", "32"}}},
-                      GeometryCase{"oversized", "fat-oversized-boot", {}},
                       GeometryCase{"bare4k16", "fat-4k-sectors", {}},
                       GeometryCase{"bare4k12", "fat-4k-sectors", {{"fat", "12"}}},
                       GeometryCase{"mbr4k", "mbr-4k-fat", {}}),
