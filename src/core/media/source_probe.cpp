@@ -44,6 +44,9 @@ Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
     d.set("Error", std::string(std::strerror(errorNumber)));
     return d;
   }
+  d.set("Size", file->sizeInBytes());
+  d.set("Preferred Block Size", sectorSizeOverride ? sectorSizeOverride : file->sectorSize());
+  d.set("Block Device", file->isBlockDevice());
   std::vector<std::byte> head(2 * 4096, std::byte{0});
   if (file->readAt(0, head, errorNumber) == ReadOutcome::kFailed) {
     d.set("Error", std::string(std::strerror(errorNumber)));
@@ -56,9 +59,7 @@ Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
   // The size every other command reads the source in: an image says it by its own structures.
   std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
   if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, read);
-  d.set("Size", file->sizeInBytes());
   d.set("Preferred Block Size", sectorSize);
-  d.set("Block Device", file->isBlockDevice());
   d.set("Layout", layoutOf(head, sectorSize, read));
   return d;
 }
