@@ -55,3 +55,8 @@ grep -qE '"GPT Header": ?"primary"' "$work/pt.json" || fail "intact GPT header" 
 "$recover" partitions "$work/gpt0.img" --json > "$work/pt0.json"
 grep -qE '"GPT Header": ?"backup"' "$work/pt0.json" || fail "zeroed primary GPT header" "$work/pt0.json"
 [ "$(grep -o '"Volume Start"' "$work/pt0.json" | wc -l)" -eq 2 ] || fail "backup partitions" "$work/pt0.json"
+"$mkimage" make gpt "$work/gpt4k0.img" --sector-size 4096 --zero-primary-header > /dev/null
+"$recover" info "$work/gpt4k0.img" > "$work/info.txt"
+grep -qx 'Sector size: 4096' "$work/info.txt" || fail "4k GPT without its primary header" "$work/info.txt"
+"$recover" partitions "$work/gpt4k0.img" --json > "$work/pt4k0.json"
+grep -qE '"GPT Header": ?"backup"' "$work/pt4k0.json" || fail "4k GPT header" "$work/pt4k0.json"

@@ -39,12 +39,19 @@ bool beginsWithFatVolume(ByteSpan head, const ByteReader& read) {
   return static_cast<std::uint8_t>(firstTableByte) == boot->mediaDescriptor;
 }
 
-std::uint32_t imageSectorSize(ByteSpan head, const ByteReader& read) {
+std::uint32_t imageSectorSize(ByteSpan head, std::uint64_t sizeBytes, const ByteReader& read) {
   if (hasText(head, kSmallSector, "EFI PART")) return kSmallSector;
   if (hasText(head, kLargeSector, "EFI PART")) return kLargeSector;
   if (beginsWithFatVolume(head, read)) return peek::parseFatBootSector(head)->bytesPerSector;
   const auto mbr = parseMasterBootRecord(head);
   if (!mbr || mbr->signature != kMbrSignature) return kSmallSector;
+  if (mbr->entries[0].systemId == 0xEE) {
+    // A protective MBR whose primary GPT header is gone: the backup in the last sector tells the size.
+    std::vector<std::byte> signature(8, std::byte{0});
+    if (sizeBytes >= 2 * kLargeSector && read(sizeBytes - kLargeSector, signature) && hasText(signature, 0, "EFI PART"))
+      return kLargeSector;
+    return kSmallSector;
+  }
   // The table doesn't say its unit: the first partition whose start holds a volume in one of the two
   // units decides. Extended entries point at further tables, not at volumes.
   for (const Fdisk_Partition_Table& entry : mbr->entries) {

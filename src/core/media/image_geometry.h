@@ -20,10 +20,10 @@ using ByteReader = std::function<bool(std::uint64_t byteOffset, std::span<std::b
 // can't be read.
 [[nodiscard]] bool beginsWithFatVolume(ByteSpan head, const ByteReader& read);
 
-// The sector size of an image whose `head` holds at least its first 8192 bytes: 4096 for a GPT at
-// byte 4096 and none at 512, the boot sector's own bytes per sector for a bare FAT volume, and for an
-// MBR the size at which its first partition's start holds a FAT boot sector or an HFS+ header;
-// 512 otherwise.
-[[nodiscard]] std::uint32_t imageSectorSize(ByteSpan head, const ByteReader& read);
+// The sector size of an image of `sizeBytes` whose `head` holds at least its first 8192 bytes: 4096
+// for a GPT at byte 4096 and none at 512, or, with the primary header gone, for a backup header in
+// the last 4096 bytes; the boot sector's own bytes per sector for a bare FAT volume; for an MBR the
+// size at which its first partition's start holds a FAT boot sector or an HFS+ header; else 512.
+[[nodiscard]] std::uint32_t imageSectorSize(ByteSpan head, std::uint64_t sizeBytes, const ByteReader& read);
 
 }  // namespace nua

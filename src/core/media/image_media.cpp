@@ -45,7 +45,7 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
     return file->readAt(byteOffset, out, error) != ReadOutcome::kFailed;
   };
   // An image of a 4096-byte-sector disk is read in its own sectors.
-  if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, read);
+  if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, file->sizeInBytes(), read);
 
   const std::string name = std::filesystem::path(path).filename().string();
   Dict drive{{"Path", path},

@@ -58,7 +58,7 @@ Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
   };
   // The size every other command reads the source in: an image says it by its own structures.
   std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
-  if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, read);
+  if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, file->sizeInBytes(), read);
   d.set("Preferred Block Size", sectorSize);
   d.set("Layout", layoutOf(head, sectorSize, read));
   return d;
