@@ -7,6 +7,7 @@
 #include "cli_options.h"
 #include "commands.h"
 #include "media/drive_cell_text.h"
+#include "media/partition_reader.h"
 
 namespace nua::cli {
 
@@ -25,12 +26,19 @@ int partitionsCommand(const std::vector<std::string>& args) {
   }
   DMedia media;
   media.initWithDictionary(disk, {});
-  const std::vector<Dict> rows = partitionsOfDrive(media);
+  std::vector<Dict> rows;
+  PartitionReader reader(media);
+  reader.initialize(rows);
+  // Which GPT header the list comes from, so a damaged primary is never passed over in silence.
+  const std::string gptHeader = reader.gptHeaderUsed();
   if (options.flag("--json")) {
-    std::cout << toJson(Dict{{"PT list", DictArray(rows.begin(), rows.end())}}) << "\n";
+    Dict out{{"PT list", DictArray(rows.begin(), rows.end())}};
+    if (!gptHeader.empty()) out.set("GPT Header", gptHeader);
+    std::cout << toJson(out) << "\n";
     return 0;
   }
   std::cout << "PT list of " << disk.string("Path") << " (" << rows.size() << ")\n";
+  if (!gptHeader.empty()) std::cout << "GPT header: " << gptHeader << "\n";
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const std::uint64_t bytes = rows[i].uint64("Volume Size In Sectors") * disk.uint64("Preferred Block Size");
     std::cout << "[" << i << "] " << rows[i].string("Volume Name") << "\n"

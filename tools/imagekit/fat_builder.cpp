@@ -244,7 +244,9 @@ bool buildFatVolume(const FatVolumePlan& plan, FatBuild& build, std::string& err
   const std::string imagePath = scratch.path() + "/volume.img";
   std::vector<std::string> format = {"mkfs.fat", "-F", fatBits(plan.kind), "-s", std::to_string(plan.sectorsPerCluster),
                                      "-S", std::to_string(plan.sectorSize), "-i", hex32(plan.volumeId), "--invariant",
-                                     "-n", plan.label, "-C", imagePath, std::to_string(plan.sizeKiB)};
+                                     "-n", plan.label};
+  format.insert(format.end(), plan.formatOptions.begin(), plan.formatOptions.end());
+  format.insert(format.end(), {"-C", imagePath, std::to_string(plan.sizeKiB)});
   if (!runToolChecked(format, error)) return false;
   build = FatBuild{};
   for (const FatOperation& operation : plan.operations) {

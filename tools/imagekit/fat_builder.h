@@ -30,6 +30,7 @@ struct FatVolumePlan {
   std::string label = "NUA";
   std::uint32_t volumeId = 0x4E554131;
   std::uint64_t seed = 1;  // decides the dates stamped on every entry
+  std::vector<std::string> formatOptions;  // further mkfs.fat options ("-M", "0xF0", "-h", "63", ...)
   std::vector<FatOperation> operations;  // replayed in order
 };
 

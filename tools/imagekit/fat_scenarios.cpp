@@ -191,6 +191,15 @@ bool damageOversizedBoot(FatBuild& build, const ScenarioOptions&, std::string&) 
   return true;
 }
 
+// Both total-sector fields cleared, as a damaged or half-written boot sector has them.
+bool damageZeroTotalSectors(FatBuild& build, const ScenarioOptions&, std::string&) {
+  putLe16(build.volume, 19, 0);
+  putLe32(build.volume, 32, 0);
+  build.manifest.extra["damage"] = {{"kind", "total-sector fields are 0"},
+                                    {"imageSectors", build.geometry.totalSectors}};
+  return true;
+}
+
 }  // namespace
 
 FatVolumePlan fatBasicGeometry(FatKind kind, std::uint64_t seed) {
@@ -263,6 +272,8 @@ void registerFatScenarios() {
                   FatKind::Fat32, damageDirectoryLoop);
   registerDamaged("fat-chain-loop", "FAT32 volume with a file whose cluster chain loops", FatKind::Fat32,
                   damageChainLoop);
+  registerDamaged("fat-zero-total-sectors", "FAT16 volume whose boot sector gives 0 in both total-sector fields "
+                  "(--fat 12|16|32)", FatKind::Fat16, damageZeroTotalSectors);
   registerDamaged("fat-oversized-boot", "FAT16 volume whose boot sector claims four times its sectors",
                   FatKind::Fat16, damageOversizedBoot);
 }

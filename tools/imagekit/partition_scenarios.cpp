@@ -192,6 +192,11 @@ bool makeGpt(const std::string& outPath, const ScenarioOptions& options, Manifes
   }
   manifest.partitions = {{"scheme", hybrid ? "hybrid" : "gpt"}, {"sectorSize", sectorSize}, {"entries", entries}};
   if (hybrid) manifest.partitions["mbrEntries"] = mbrEntries;
+  if (optionFlag(options, "zero-primary-header")) {
+    // Only the backup header in the last sector (and both arrays) still describe the partitions.
+    out.write(sectorSize, std::vector<std::byte>(sectorSize, std::byte{0}));
+    manifest.partitions["primaryHeader"] = "zeroed";
+  }
   manifest.partitions["emptySlots"] = {3};
   return finish(out, manifest, sectorSize, error);
 }
@@ -263,7 +268,8 @@ void registerPartitionScenarios() {
                     [](const std::string& o, const ScenarioOptions& s, Manifest& m, std::string& e) {
                       return makeMbrEbr(o, s, m, e, true);
                     }});
-  registerScenario({"gpt", "GPT with HFS+ volumes, an empty slot, then FAT32 (--sector-size 512|4096)",
+  registerScenario({"gpt", "GPT with HFS+ volumes, an empty slot, then FAT32 (--sector-size 512|4096, "
+                    "--zero-primary-header)",
                     [](const std::string& o, const ScenarioOptions& s, Manifest& m, std::string& e) {
                       return makeGpt(o, s, m, e, false);
                     }});

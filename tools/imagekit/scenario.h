@@ -37,6 +37,7 @@ void registerAllScenarios();
 // One per family, each in that family's own file.
 void registerHfsScenarios();
 void registerFatScenarios();
+void registerFatGeometryScenarios();
 void registerPartitionScenarios();
 void registerDemoScenarios();
 void registerFatSaveScenarios();

@@ -9,6 +9,7 @@ void registerAllScenarios() {
   done = true;
   registerHfsScenarios();
   registerFatScenarios();
+  registerFatGeometryScenarios();
   registerPartitionScenarios();
   registerDemoScenarios();
   registerFatSaveScenarios();

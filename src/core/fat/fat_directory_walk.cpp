@@ -12,14 +12,28 @@ namespace nua {
 
 std::uint8_t FatDirectoryWalk::enumerateRoot(NewDir* root) {
   if (root == nullptr) return 0;
+  std::uint8_t answer = 0;
   if (volume_.volumeContent == "FAT32") {
     // The root is a chain like any folder's; it starts at the first cluster behind the tables.
     const ClusterChain chain = table_.storeClusterDetailsOfFolder(2);
     ancestors_.assign(1, 2);
-    return enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, chain, root);
+    answer = enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, chain, root);
+  } else {
+    ancestors_.assign(1, 0);  // ".." of a top folder names cluster 0
+    answer = enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, ClusterChain{}, root);
   }
-  ancestors_.assign(1, 0);  // ".." of a top folder names cluster 0
-  return enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, ClusterChain{}, root);
+  // A walk shorter than one timer tick would otherwise leave the counts on screen at 0.
+  volume_.sendProgress(counts(), true);
+  return answer;
+}
+
+Dict FatDirectoryWalk::counts() const {
+  const Volume& v = volume_;
+  return Dict{{"Progress Status", "default"},
+              {"Folders", v.folderCount},
+              {"Files", v.fileCount},
+              {"Entries Found", v.entryCount},
+              {"Data", v.dataSize}};
 }
 
 bool FatDirectoryWalk::readPiece(std::uint64_t sector, std::uint32_t sectors, std::vector<std::byte>& buffer) {
@@ -35,7 +49,11 @@ std::uint64_t FatDirectoryWalk::clusterSector(std::uint32_t cluster) const {
 std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector, bool rootDirectory,
                                                        const ClusterChain& fatDetails, NewDir* parent) {
   Volume& v = volume_;
-  v.sendProgress(Dict{{"Progress Status", "default"}, {"Progress Type", 0}, {"Start Animation", true}}, true);
+  // Each folder entered brings the counts so far, so the screen follows the walk between timer ticks.
+  Dict entered = counts();
+  entered.set("Progress Type", 0);
+  entered.set("Start Animation", true);
+  v.sendProgress(entered, true);
   v.sendProgress(Dict{{"TimeRemaining", ""}}, true);
   const std::uint32_t sectorsPerCluster = v.u8SectorPerCluster;
   const auto sectorBytes = static_cast<std::size_t>(std::max(v.u32BytesInSector, 1));
@@ -185,11 +203,7 @@ void FatDirectoryWalk::walkFolder(std::uint32_t firstCluster, NewDir* folder) {
 void FatDirectoryWalk::reportProgress() {
   Volume& v = volume_;
   if (v.timerFireMethodCanRun) return;
-  v.dataUpdate = Dict{{"Progress Status", "default"},
-                      {"Folders", v.folderCount},
-                      {"Files", v.fileCount},
-                      {"Entries Found", v.entryCount},
-                      {"Data", v.dataSize}};
+  v.dataUpdate = counts();
   v.timerFireMethodCanRun = true;
 }
 

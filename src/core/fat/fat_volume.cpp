@@ -26,7 +26,11 @@ std::string FatVolume::fatFileSystemDetermination(DMedia& media, const Dict& vol
   (void)media.readSector(volumeDict.uint64("Volume Start"), 4, buffer);
   auto boot = peek::parseFatBootSector(buffer);
   if (!boot) return "-";
-  return peek::fatTypeOf(*boot);
+  // The holder's length stands in for a total-sectors field that is 0 or too large.
+  const std::uint64_t sourceBytes = volumeDict.has("Volume Size In Sectors")
+                                        ? volumeDict.uint64("Volume Size In Sectors") * sectorBytes
+                                        : volumeDict.uint64("Size");
+  return peek::fatTypeOf(*boot, sourceBytes);
 }
 
 std::uint8_t FatVolume::checkFATFileSystemHealthy() {
@@ -68,7 +72,7 @@ std::uint8_t FatVolume::checkFATFileSystemHealthy() {
 std::uint32_t FatVolume::maxCluster() const {
   const Volume& v = volume_;
   if (v.u8SectorPerCluster == 0) return 0;
-  const std::uint64_t total = boot_.totalSectors16 != 0 ? boot_.totalSectors16 : boot_.totalSectors32;
+  const std::uint64_t total = peek::fatVolumeSectors(boot_, v.sizeInSect);
   if (total <= v.u64SaveVolumeStart) return 0;
   const std::uint64_t clusters = (total - v.u64SaveVolumeStart) / v.u8SectorPerCluster;
   const std::uint64_t tableBytes =

@@ -15,8 +15,9 @@ class FatVolume {
  public:
   explicit FatVolume(Volume& volume) : volume_(volume) {}
 
-  // "FAT12", "FAT16" or "FAT32" for the volume at the dictionary's "Volume Start", by the cluster
-  // count of discovery; "-" when the boot sector gives 0 bytes per sector or sectors per cluster.
+  // "FAT12", "FAT16" or "FAT32" for the volume at the dictionary's "Volume Start", by its data
+  // cluster count; "-" when the boot sector gives 0 bytes per sector or sectors per cluster. A total
+  // that is 0 or past the source is replaced by "Volume Size In Sectors" (or "Size").
   [[nodiscard]] static std::string fatFileSystemDetermination(DMedia& media, const Dict& volumeDict);
 
   // 1 when the boot sector and the first (or else second) table look like FAT: jump, signature,
@@ -29,6 +30,7 @@ class FatVolume {
   std::uint8_t startFATFileSystemRecovery();
 
   // Highest cluster number inside both the volume and the first table; 0 until the check has run.
+  // The volume's length is the boot sector's, or the source's when that total is 0 or too large.
   [[nodiscard]] std::uint32_t maxCluster() const;
 
  private:

@@ -16,23 +16,58 @@ Parsed<FatBootSector> parseFatBootSector(ByteSpan b) {
   s.totalSectors16 = le16(b, 19);
   s.mediaDescriptor = u8(b, 21);
   s.fatSize16 = le16(b, 22);
+  s.hiddenSectors = le32(b, 28);
   s.totalSectors32 = le32(b, 32);
   s.fatSize32 = le32(b, 36);
   s.signature = le16(b, 510);
   return Parsed<FatBootSector>::success(s);
 }
 
-const char* fatTypeOf(const FatBootSector& boot) {
+namespace {
+
+bool isPowerOfTwo(std::uint32_t value) { return value != 0 && (value & (value - 1)) == 0; }
+
+}  // namespace
+
+std::uint64_t fatVolumeSectors(const FatBootSector& boot, std::uint64_t sourceSectors) {
+  const std::uint64_t claimed = boot.totalSectors16 != 0 ? boot.totalSectors16 : boot.totalSectors32;
+  // A cleared or oversized total would hide every cluster of the volume; the holder's length is at hand.
+  if (claimed == 0 || (sourceSectors != 0 && claimed > sourceSectors)) return sourceSectors;
+  return claimed;
+}
+
+std::uint64_t fatClusterCount(const FatBootSector& boot, std::uint64_t sourceSectors) {
+  if (boot.bytesPerSector == 0 || boot.sectorsPerCluster == 0) return 0;
+  const std::uint64_t rootSectors =
+      (std::uint64_t{boot.rootEntries} * 32U + boot.bytesPerSector - 1U) / boot.bytesPerSector;
+  const std::uint64_t fatSize = boot.fatSize16 != 0 ? boot.fatSize16 : boot.fatSize32;
+  const std::uint64_t metadata = std::uint64_t{boot.reservedSectors} + std::uint64_t{boot.fatCount} * fatSize + rootSectors;
+  const std::uint64_t total = fatVolumeSectors(boot, sourceSectors);
+  if (total <= metadata) return 0;
+  return (total - metadata) / boot.sectorsPerCluster;
+}
+
+const char* fatTypeOf(const FatBootSector& boot, std::uint64_t sourceBytes) {
   if (boot.bytesPerSector == 0 || boot.sectorsPerCluster == 0) return "-";
-  const std::uint32_t rootSectors = (boot.bytesPerSector + boot.rootEntries * 32u - 1u) / boot.bytesPerSector;
-  const std::uint32_t total = boot.totalSectors16 != 0 ? boot.totalSectors16 : boot.totalSectors32;
-  const std::uint32_t fatSize = boot.fatSize16 != 0 ? boot.fatSize16 : boot.fatSize32;
-  // Unsigned 32-bit arithmetic throughout, wrapping as the counted formula does.
-  const std::uint32_t count =
-      (total - (std::uint32_t{boot.fatCount} + boot.reservedSectors) - fatSize - rootSectors) / boot.sectorsPerCluster;
+  // The standard thresholds over the clusters of the data area: counting fewer tables than there are
+  // takes a FAT16 volume near its limit for FAT32, and every chain is then read wrong.
+  const std::uint64_t count = fatClusterCount(boot, sourceBytes / boot.bytesPerSector);
+  if (count == 0) return "-";
   if (count < 4085) return "FAT12";
   if (count < 65525) return "FAT16";
   return "FAT32";
+}
+
+bool isFatBootSector(const FatBootSector& boot) {
+  const bool jump = boot.jump == 0xE9 || (boot.jump == 0xEB && boot.jumpOperand == 0x90);
+  const bool media = boot.mediaDescriptor == 0xF0 || boot.mediaDescriptor >= 0xF8;
+  return jump && boot.signature == 0xAA55 && boot.bytesPerSector >= 512 && boot.bytesPerSector <= 4096 &&
+         isPowerOfTwo(boot.bytesPerSector) && isPowerOfTwo(boot.sectorsPerCluster) && boot.reservedSectors != 0 &&
+         (boot.fatCount == 1 || boot.fatCount == 2) && (boot.fatSize16 != 0 || boot.fatSize32 != 0) && media;
+}
+
+std::uint64_t firstFatByteOffset(const FatBootSector& boot) {
+  return std::uint64_t{boot.reservedSectors} * boot.bytesPerSector;
 }
 
 }  // namespace nua::peek

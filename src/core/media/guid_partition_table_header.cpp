@@ -1,5 +1,9 @@
 #include "media/guid_partition_table_header.h"
 
+#include <vector>
+
+#include "media/crc32.h"
+
 namespace nua {
 
 Parsed<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes) {
@@ -8,10 +12,22 @@ Parsed<GUIDPartitionTableHeader> parseGUIDPartitionTableHeader(ByteSpan bytes) {
         parseReason("GPT header", "sizeOfPartitionEntry", 84, "past the end of the sector"));
   GUIDPartitionTableHeader header;
   header.signature = be64(bytes, 0);
+  header.headerSize = le32(bytes, 12);
+  header.headerCrc32 = le32(bytes, 16);
+  header.myLba = le64(bytes, 24);
+  header.alternateLba = le64(bytes, 32);
   header.partitionEntryLba = le64(bytes, 72);
   header.numberOfPartitionEntries = le32(bytes, 80);
   header.sizeOfPartitionEntry = le32(bytes, 84);
+  header.partitionEntryArrayCrc32 = le32(bytes, 88);
   return Parsed<GUIDPartitionTableHeader>::success(header);
+}
+
+bool gptHeaderCrcMatches(const GUIDPartitionTableHeader& header, ByteSpan sector) {
+  if (header.headerSize < kGUIDPartitionTableHeaderSize || header.headerSize > sector.size()) return false;
+  std::vector<std::byte> copy(sector.begin(), sector.begin() + header.headerSize);
+  putLe32(copy, 16, 0);
+  return crc32(copy) == header.headerCrc32;
 }
 
 bool isWalkableGptHeader(const GUIDPartitionTableHeader& header, std::uint32_t sectorSize, std::string* reason) {

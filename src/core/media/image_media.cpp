@@ -9,6 +9,7 @@
 #include "media/drive_finder.h"
 #include "media/fat_boot_peek.h"
 #include "media/hfs_peek.h"
+#include "media/image_geometry.h"
 #include "media/partition_reader.h"
 
 namespace nua {
@@ -20,18 +21,20 @@ bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
 }
 
 // What a source begins with when it has no map: "Apple_HFS", "FAT32" (the type is settled later) or "".
-std::string bareFileSystem(ByteSpan head) {
+std::string bareFileSystem(ByteSpan head, const ByteReader& read) {
   const std::uint16_t signature = be16(head, 1024);
   if (peek::isHfsPlusSignature(signature) || signature == peek::kHfsWrapperSignature) return "Apple_HFS";
   const auto boot = peek::parseFatBootSector(head);
   if (boot && boot->signature == 43605 && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT"))) return "FAT32";
+  // A FAT boot sector without the type text (older DOS) is told by its fields and its first table.
+  if (beginsWithFatVolume(head, read)) return "FAT32";
   return "";
 }
 
 // A map-less HFS+ volume whose primary header is lost but whose alternate header, 1024 bytes before
 // the end of the image, is intact: still a volume, scanned from that header.
-std::string bareFileSystemOrAlternateHfs(ByteSpan head, const DeviceFile& file) {
-  if (std::string content = bareFileSystem(head); !content.empty()) return content;
+std::string bareFileSystemOrAlternateHfs(ByteSpan head, const ByteReader& read, const DeviceFile& file) {
+  if (std::string content = bareFileSystem(head, read); !content.empty()) return content;
   const std::uint64_t at = peek::alternateHeaderByte(file.sizeInBytes());
   std::vector<std::byte> header(2, std::byte{0});
   int errorNumber = 0;
@@ -48,9 +51,12 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
   std::vector<std::byte> head(8192, std::byte{0});
   if (file->readAt(0, head, errorNumber) == ReadOutcome::kFailed) return {};
   std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
+  const ByteReader read = [&file](std::uint64_t byteOffset, std::span<std::byte> out) {
+    int error = 0;
+    return file->readAt(byteOffset, out, error) != ReadOutcome::kFailed;
+  };
   // An image of a 4096-byte-sector disk is read in its own sectors.
-  if (!sectorSizeOverride && !file->isBlockDevice() && !hasText(head, 512, "EFI PART") && hasText(head, 4096, "EFI PART"))
-    sectorSize = 4096;
+  if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, file->sizeInBytes(), read);
 
   const std::string name = std::filesystem::path(path).filename().string();
   Dict drive{{"Path", path},
@@ -91,7 +97,7 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
       if (content == "Apple_HFSX") content = "Apple_HFS";
       entries.push_back(volumeFrom(p.uint64("Volume Start"), p.uint64("Volume Size In Sectors"), content, volumeName));
     }
-  } else if (const std::string content = bareFileSystemOrAlternateHfs(head, *file); !content.empty()) {
+  } else if (const std::string content = bareFileSystemOrAlternateHfs(head, read, *file); !content.empty()) {
     std::string volumeName = std::filesystem::path(path).stem().string();
     if (!named.empty()) volumeName = named.front().string("Volume Name");
     entries.push_back(volumeFrom(0, file->sizeInBytes() / sectorSize, content, volumeName));

@@ -6,7 +6,9 @@
 #include "base/bytes.h"
 #include "base/text.h"
 #include "media/guid_partition_table_entry.h"
+#include "media/gpt_header_choice.h"
 #include "media/guid_partition_table_header.h"
+#include "media/image_geometry.h"
 #include "media/linux_media_source.h"
 #include "media/master_boot_record.h"
 #include "media/mbr_chain.h"
@@ -62,6 +64,13 @@ void PartitionReader::initialize(std::vector<Dict>& partitionListDictArray) {
   media_.volumePMArray.clear();
   std::vector<std::byte> head(kHeadBytes, std::byte{0});
   if (!readBytes(0, head)) return;
+  // A FAT volume written straight onto the disk has no map: boot code (as Windows writes it) fills
+  // the place of the table, and its bytes are no partitions.
+  if (beginsWithFatVolume(head, [this](std::uint64_t byteOffset, std::span<std::byte> out) {
+        return readBytes(byteOffset, out);
+      })) {
+    return;
+  }
   // A disk with both a boot signature and an Apple map counts as MBR; the GPT test wants the
   // protective entry and the signature together.
   if (u8(head, 450) == 0xEE && bootSignature(head)) {
@@ -131,20 +140,15 @@ void PartitionReader::readAndInterpretMBR() {
 void PartitionReader::readAndInterpretGPT() {
   const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
   // The header sits in LBA 1 of the disk's own sector size; an image of a 4096-byte-sector disk read
-  // with 512-byte sectors has it at byte 4096, and its LBAs count 4096-byte sectors.
-  std::vector<std::byte> header(512, std::byte{0});
-  std::uint64_t lbaSize = 0;
-  for (std::uint64_t candidate : {sectorSize, std::uint64_t{4096}, std::uint64_t{512}}) {
-    if (!readBytes(candidate, header)) continue;
-    if (const auto h = parseGUIDPartitionTableHeader(header); h && h->signature == kGptSignature) {
-      lbaSize = candidate;
-      break;
-    }
-  }
-  if (lbaSize == 0) return;
-  const auto decoded = parseGUIDPartitionTableHeader(header);
-  if (!decoded || !isWalkableGptHeader(*decoded, static_cast<std::uint32_t>(lbaSize))) return;
-  const GUIDPartitionTableHeader& h = *decoded;
+  // with 512-byte sectors has it at byte 4096, and its LBAs count 4096-byte sectors. A primary whose
+  // CRCs don't match gives way to the backup in the disk's last sector.
+  const auto choice = chooseGptHeader(
+      [this](std::uint64_t byteOffset, std::span<std::byte> out) { return readBytes(byteOffset, out); },
+      media_.sizeInBytes, static_cast<std::uint32_t>(sectorSize));
+  gptHeaderUsed_ = choice ? choice->which : std::string();
+  if (!choice) return;
+  const std::uint64_t lbaSize = choice->lbaSize;
+  const GUIDPartitionTableHeader& h = choice->header;
   const std::uint64_t perSector = lbaSize / h.sizeOfPartitionEntry;
   const std::uint32_t count = std::min(h.numberOfPartitionEntries, kMaxGptEntries);
   std::vector<std::byte> raw(kGUIDPartitionTableEntrySize, std::byte{0});

@@ -45,6 +45,9 @@ class PartitionReader {
 
   // Why the last MBR chain walk stopped early, or empty.
   [[nodiscard]] const std::string& chainStopReason() const { return chainStopReason_; }
+  // The GPT header the last GPT read used: "primary", "backup" or "primary (CRC mismatch)"; empty
+  // when the disk was not read as GPT or no header was found.
+  [[nodiscard]] const std::string& gptHeaderUsed() const { return gptHeaderUsed_; }
 
  private:
   [[nodiscard]] bool readBytes(std::uint64_t byteOffset, std::span<std::byte> out);
@@ -60,6 +63,7 @@ class PartitionReader {
   DMedia& media_;
   std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors
   std::string chainStopReason_;
+  std::string gptHeaderUsed_;
   peek::VolumeHeader header_;
   bool allTypes_ = false;
 };

@@ -5,6 +5,7 @@
 
 #include "base/bytes.h"
 #include "media/device_file.h"
+#include "media/image_geometry.h"
 
 namespace nua {
 namespace {
@@ -15,7 +16,7 @@ bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
   return std::memcmp(bytes.data() + offset, text, length) == 0;
 }
 
-std::string layoutOf(ByteSpan head, std::uint32_t sectorSize) {
+std::string layoutOf(ByteSpan head, std::uint32_t sectorSize, const ByteReader& read) {
   // A partition map is checked before a bare file system: a GPT disk also carries a boot signature.
   if (hasText(head, sectorSize, "EFI PART")) return "GPT";
   if (hasText(head, 0, "ER") && hasText(head, 512, "PM")) return "Apple partition map";
@@ -28,6 +29,7 @@ std::string layoutOf(ByteSpan head, std::uint32_t sectorSize) {
   }
   const bool bootSignature = fits(head.size(), 510, 2) && u8(head, 510) == 0x55 && u8(head, 511) == 0xAA;
   if (bootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT32"))) return "FAT";
+  if (beginsWithFatVolume(head, read)) return "FAT";
   if (bootSignature) return "MBR";
   return "unknown";
 }
@@ -42,16 +44,23 @@ Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
     d.set("Error", std::string(std::strerror(errorNumber)));
     return d;
   }
-  const std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
   d.set("Size", file->sizeInBytes());
-  d.set("Preferred Block Size", sectorSize);
+  d.set("Preferred Block Size", sectorSizeOverride ? sectorSizeOverride : file->sectorSize());
   d.set("Block Device", file->isBlockDevice());
   std::vector<std::byte> head(2 * 4096, std::byte{0});
   if (file->readAt(0, head, errorNumber) == ReadOutcome::kFailed) {
     d.set("Error", std::string(std::strerror(errorNumber)));
     return d;
   }
-  d.set("Layout", layoutOf(head, sectorSize));
+  const ByteReader read = [&file](std::uint64_t byteOffset, std::span<std::byte> out) {
+    int error = 0;
+    return file->readAt(byteOffset, out, error) != ReadOutcome::kFailed;
+  };
+  // The size every other command reads the source in: an image says it by its own structures.
+  std::uint32_t sectorSize = sectorSizeOverride ? sectorSizeOverride : file->sectorSize();
+  if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, file->sizeInBytes(), read);
+  d.set("Preferred Block Size", sectorSize);
+  d.set("Layout", layoutOf(head, sectorSize, read));
   return d;
 }
 

@@ -85,7 +85,7 @@ bool isVolumeFAT(const Dict& entry) {
 std::string fatFileSystemDetermination(const Dict& entry) {
   const std::vector<std::byte> head = readSectors(entry, 0, 4);
   const auto boot = peek::parseFatBootSector(head);
-  return boot ? peek::fatTypeOf(*boot) : "-";
+  return boot ? peek::fatTypeOf(*boot, entry.uint64("Size")) : "-";
 }
 
 bool isFATWithoutPartitionMap(const Dict& drive) {
