@@ -39,6 +39,7 @@ void registerHfsScenarios();
 void registerFatScenarios();
 void registerPartitionScenarios();
 void registerDemoScenarios();
+void registerLostVolumeScenarios();
 
 // Reads an unsigned option; `fallback` when absent. Returns false with `error` set when the value is
 // not a decimal number.

@@ -11,6 +11,7 @@ void registerAllScenarios() {
   registerFatScenarios();
   registerPartitionScenarios();
   registerDemoScenarios();
+  registerLostVolumeScenarios();
   // The FAT, partition-map and demo families add their register...Scenarios() calls here (and their
   // declarations in scenario.h) when their files land.
 }

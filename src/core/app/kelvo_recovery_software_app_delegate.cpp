@@ -23,12 +23,14 @@ Kelvo_Recovery_SoftwareAppDelegate::Kelvo_Recovery_SoftwareAppDelegate(WizardVie
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
   Volume::setAppController(this);
+  setVolumeScanObserver(this);
 }
 
 Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
   timer_.stop();
   joinFreeTree();
   if (Volume::appController() == this) Volume::setAppController(nullptr);
+  if (volumeScanObserver() == this) setVolumeScanObserver(nullptr);
 }
 
 void Kelvo_Recovery_SoftwareAppDelegate::showAlert(const std::string& title, const std::string& text) {
@@ -249,10 +251,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::chechBoxForScanForVolumesClicked(bool o
 
 void Kelvo_Recovery_SoftwareAppDelegate::ptListNextClicked() {
   if (scanForVolumesBox_) {
-    if (!selectedDrive) return;
-    scanIsRunning = true;
-    view_.showTab("PT scan prog");
-    launcher_.detachVolumeScan(selectedDrive);
+    startVolumeScan();
     return;
   }
   if (ptListSelection_ < 0) return;
@@ -276,6 +275,9 @@ void Kelvo_Recovery_SoftwareAppDelegate::volumeFromPTIsSelected() {
 
 void Kelvo_Recovery_SoftwareAppDelegate::showPTScanList(std::vector<Dict> foundVolumes) {
   scanIsRunning = false;
+  abortSheetVisible_ = false;
+  stopElapsedTimeThread = true;
+  completePTScanListEntries(foundVolumes);
   partitionScanListDictArray = std::move(foundVolumes);
   ptScanListSelection_ = -1;
   view_.reloadTable(WizardTable::kPTScanList);

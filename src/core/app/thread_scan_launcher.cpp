@@ -1,5 +1,6 @@
 #include "app/thread_scan_launcher.h"
 
+#include "lostvolume/lost_volume_scan.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -28,8 +29,16 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   });
 }
 
-void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia>) {
-  ui_.runAlertPanel({"!Can not process", "The search for lost volumes is not built yet.", {"OK"}});
+void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
+  join();  // one scan at a time
+  thread_ = std::thread([drive = std::move(drive)] {
+    // The lists travel to the controller inside the progress dictionaries, copied, so the two
+    // threads never share them.
+    std::vector<Dict> partitionScanListDictArray;
+    std::vector<Dict> volumeScanFoundArray;
+    LostVolumeScan(*drive, volumeScanObserver()).initializeForVolumeThoroughScan(partitionScanListDictArray,
+                                                                                 volumeScanFoundArray);
+  });
 }
 
 }  // namespace nua

@@ -1,6 +1,7 @@
 #include "lostvolume/lost_volume_scan.h"
 
 #include <algorithm>
+#include <atomic>
 
 #include "base/bytes.h"
 #include "base/text.h"
@@ -13,11 +14,17 @@ namespace {
 
 constexpr std::uint64_t kVolumeHeaderOffset = 1024;
 
+std::atomic<VolumeScanObserver*> sharedVolumeScanObserver{nullptr};
+
 double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 }  // namespace
+
+void setVolumeScanObserver(VolumeScanObserver* observer) { sharedVolumeScanObserver = observer; }
+
+VolumeScanObserver* volumeScanObserver() { return sharedVolumeScanObserver; }
 
 // What the sweep carries between candidates: the disk's size and the remaining-time estimate, which
 // restarts after every check so that the pause of a check doesn't spoil it.

@@ -28,6 +28,11 @@ class VolumeScanObserver {
   virtual void invalidateTimer() = 0;
 };
 
+// The observer every lost-volume search reports to, kept in one shared place as the controller is
+// one per process; null reports nothing.
+void setVolumeScanObserver(VolumeScanObserver* observer);
+[[nodiscard]] VolumeScanObserver* volumeScanObserver();
+
 class LostVolumeScan {
  public:
   // `observer` may be null: nothing is reported then.
