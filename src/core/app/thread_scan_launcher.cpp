@@ -31,13 +31,15 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
 
 void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
   join();  // one scan at a time
-  thread_ = std::thread([drive = std::move(drive)] {
+  running_ = true;
+  thread_ = std::thread([this, drive = std::move(drive)] {
     // The lists travel to the controller inside the progress dictionaries, copied, so the two
     // threads never share them.
     std::vector<Dict> partitionScanListDictArray;
     std::vector<Dict> volumeScanFoundArray;
     LostVolumeScan(*drive, volumeScanObserver()).initializeForVolumeThoroughScan(partitionScanListDictArray,
                                                                                  volumeScanFoundArray);
+    running_ = false;
   });
 }
 
