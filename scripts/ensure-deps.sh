@@ -19,6 +19,8 @@ if [ "${1:-}" = "--tests" ]; then
     imagemagick sox zip libjpeg-turbo-progs ffmpeg
     # an incrementally updated PDF for the PDF check: ghostscript writes it, qpdf checks it
     ghostscript qpdf
+    # reads the manifests in the command-line checks of the lost-volume search
+    python3
   )
 fi
 
