@@ -69,8 +69,8 @@ for scenario in lost-two-volumes lost-alternate-header lost-clone lost-damaged-c
     # The independent reader finds an HFS+ volume where the row says (the damaged catalog aside).
     if [ "$scenario" != lost-damaged-catalog-header ] && [ "$scenario" != lost-alternate-header ] \
        && [ "$scenario" != lost-last-chunk ]; then
-      fshfsinfo -o $((start * sectorSize)) "$work/$scenario.img" | grep -q "Name.*: $name" \
-        || { echo "$scenario: fshfsinfo sees no '$name' at $start"; exit 1; }
+      info=$(fshfsinfo -o $((start * sectorSize)) "$work/$scenario.img")
+      grep -q "Name.*: $name" <<< "$info" || { echo "$scenario: fshfsinfo sees no '$name' at $start"; exit 1; }
     fi
     [ "$scenario" = lost-damaged-catalog-header ] && continue  # no catalog header: the scan refuses it
     out="$work/out-$scenario-$row"
@@ -89,6 +89,12 @@ grep -q 'Volume Validity: 100% (10 half stars, "5_")' "$work/text.txt" || { echo
 status=0
 "$recover" scan "$work/lost-clone.img" --target lost --volume 9 --quiet > /dev/null 2> "$work/err.txt" || status=$?
 [ "$status" -eq 1 ] && grep -q 'there is no row 9' "$work/err.txt" || { echo "missing row"; cat "$work/err.txt"; exit 1; }
+# A session written after the scan of a volume found by its alternate header opens to the same tree.
+"$recover" scan "$work/lost-alternate-header.img" --target lost --quiet --list --session-out "$work/lost.nvs" \
+  2> /dev/null | grep -v '^Standard scan completed' > "$work/scanned.txt"
+"$recover" open "$work/lost.nvs" --list 2> /dev/null | grep -v '^Recovery Session Opened' > "$work/opened.txt"
+grep -q 'Minutes of the meeting.txt' "$work/scanned.txt" && cmp -s "$work/scanned.txt" "$work/opened.txt" \
+  || { echo "session"; diff "$work/scanned.txt" "$work/opened.txt"; exit 1; }
 # The plan names the lost-volume screens.
 "$recover" plan --mode partitions --target lost --content Apple_HFS --signatures skip > "$work/plan.txt" 2>&1 || true
 grep -q 'PT scan prog' "$work/plan.txt" && grep -q 'PT scan list' "$work/plan.txt" || { echo "plan"; cat "$work/plan.txt"; exit 1; }
