@@ -63,11 +63,15 @@ void zeroBytes(ImageWriter& out, std::uint64_t byteOffset, std::size_t length) {
   out.write(byteOffset, zeros);
 }
 
-// Two volumes at odd sectors behind a zeroed map: a journaled one, and one inside an HFS wrapper.
+// Two volumes at odd sectors behind a zeroed map: a journaled one whose catalog has several leaves in
+// several extents, and one inside an HFS wrapper.
 bool makeTwoVolumes(const std::string& outPath, const ScenarioOptions& options, Manifest& manifest, std::string& error) {
   std::vector<Placed> placed(2);
   if (!prepareHfsVolume(placed[0].volume, "Journaled volume", options.seed, 512, false, error)) return false;
   placed[0].volume.hfs.journaled = true;
+  // Leaves of two records over a catalog in four pieces: the leaf chain crosses extents.
+  placed[0].volume.hfs.catalogRecordsPerLeaf = 2;
+  placed[0].volume.hfs.catalogExtentCount = 4;
   if (!sizeHfsVolume(placed[0].volume, error)) return false;
   if (!prepareHfsVolume(placed[1].volume, "Wrapped volume", options.seed + 1, 512, false, error)) return false;
   placed[1].wrapped = true;
