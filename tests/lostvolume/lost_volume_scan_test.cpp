@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <random>
 
 #include "base/bytes.h"
 #include "imagekit/manifest.h"
@@ -204,6 +205,39 @@ TEST(LostVolumeScan, LargeSectorDiskVolumeIsFoundAtItsStart) {
   EXPECT_EQ(rowsAt(found, v.startSector), 1u);
   ASSERT_NE(volumeAt(found, v.startSector), nullptr);
   EXPECT_EQ(volumeAt(found, v.startSector)->uint64("Volume Size In Sectors"), v.sectorCount);
+}
+
+// Random disks with real headers planted at random sectors, their numbers then scrambled: the search
+// must end, and every volume it offers must lie on the disk.
+TEST(LostVolumeScan, ScrambledHeadersOverRandomBytesEndCleanly) {
+  const auto disk = makeDisk("lost-clone");
+  const auto& v = disk->manifest.volumes.front();
+  const auto header = readBytes(disk->path, v.startSector * 512 + 1024, 512);
+  const fs::path noise = disk->path.string() + ".noise";
+  std::mt19937_64 random(2024);
+  constexpr std::uint64_t kSectors = 4096;
+  for (int round = 0; round < 12; ++round) {
+    std::vector<std::byte> bytes(kSectors * 512);
+    for (auto& b : bytes) b = static_cast<std::byte>(random() & 0xFF);
+    for (int planted = 0; planted < 6; ++planted) {
+      std::vector<std::byte> copy = header;
+      // Scramble a few of the fields the check follows: forks, block size, total blocks.
+      for (int k = 0; k < 4; ++k) {
+        const std::size_t offsets[] = {40, 44, 192 + 12, 192 + 16, 192 + 20, 272 + 12, 272 + 16, 272 + 20};
+        putBe32(copy, offsets[random() % 8], static_cast<std::uint32_t>(random() % (k == 0 ? 5000 : 1u << 31)));
+      }
+      putBe32(copy, 16, static_cast<std::uint32_t>(random()));  // a new creation date, so each is checked
+      const std::uint64_t sector = 2 + random() % (kSectors - 4);
+      std::copy(copy.begin(), copy.end(), bytes.begin() + static_cast<std::ptrdiff_t>(sector * 512));
+    }
+    {
+      std::ofstream out(noise, std::ios::binary | std::ios::trunc);
+      out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    }
+    const Found found = search(noise, 512);
+    for (const Dict& d : found.list) EXPECT_LT(d.uint64("Volume Start"), kSectors);
+  }
+  fs::remove(noise);
 }
 
 // ---- The header test, field by field, on a real header. ----
