@@ -25,6 +25,8 @@ if [ "${1:-}" = "--tests" ]; then
     clang libclang-rt-14-dev
     # camera RAW builders are confirmed by exiftool; MIDI files come from abc2midi
     libimage-exiftool-perl abcmidi lame
+    # reads the manifests in the command-line checks of the lost-volume search
+    python3
   )
 fi
 

@@ -13,5 +13,6 @@ int drivesCommand(const std::vector<std::string>& args);
 int partitionsCommand(const std::vector<std::string>& args);
 int scanCommand(const std::vector<std::string>& args);
 int openCommand(const std::vector<std::string>& args);
+int findVolumesCommand(const std::vector<std::string>& args);
 
 }  // namespace nua::cli

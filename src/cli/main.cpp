@@ -16,6 +16,7 @@ const char* kUsage =
     "  types    list, add or remove the file types a signature search looks for\n"
     "  drives   list the drives and volumes, with disk images given by --image PATH (--json)\n"
     "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
+    "  find-volumes  search a whole disk or image for lost HFS+ volumes (--json)\n"
     "  scan     rebuild the tree of an HFS+ volume and print it (nua-recover scan --help)\n"
     "  open     open a recovery session file (.nvs) without scanning (nua-recover open --help)\n"
     "\n"
@@ -50,6 +51,7 @@ int main(int argc, char** argv) {
   if (command == "partitions") return nua::cli::partitionsCommand(args);
   if (command == "scan") return nua::cli::scanCommand(args);
   if (command == "open") return nua::cli::openCommand(args);
+  if (command == "find-volumes") return nua::cli::findVolumesCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

@@ -29,6 +29,7 @@ namespace {
 const char* kScanUsage =
     "usage: nua-recover scan TARGET [--mode files|partitions|formatted] [--tree-scan standard|advanced]\n"
     "                        [--signatures skip] [--partition N | --volume N] [--list] [--json] [--quiet]\n"
+    "                        [--target lost [--sector-size 512|4096]]\n"
     "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
     "                        [--session-out FILE.nvs]\n"
     "TARGET is a disk image or device.\n"
@@ -37,7 +38,9 @@ const char* kScanUsage =
     "--mode formatted runs the advanced scan of a formatted or reformatted HFS+ volume (--volume N).\n"
     "--mode partitions (the default) scans row N of TARGET's partition list (--partition N, default 0),\n"
     "or the partition holding row N of its volume list (--volume N). A bare volume image is a disk\n"
-    "whose one partition starts at sector 0.\n";
+    "whose one partition starts at sector 0.\n"
+    "--target lost first searches the whole of TARGET for lost HFS+ volumes (as find-volumes does) and\n"
+    "scans row N of the volumes found (--volume N, default 0).\n";
 
 bool parseRow(const std::optional<std::string>& text, int& row) {
   if (!text) return true;
@@ -126,6 +129,39 @@ class ProgressPrinter {
   std::chrono::steady_clock::time_point last_{};
 };
 
+// The lost-volume path of the partition goal: the search of the whole disk from "PT list", then row
+// `row` of "PT scan list". False, with the reason on standard error, when there is no such row.
+bool findLostVolume(Kelvo_Recovery_SoftwareAppDelegate& controller, ThreadScanLauncher& launcher, int driveRow, int row,
+                    const std::string& target) {
+  controller.recoverPartitionAndDrives();
+  controller.recoverPartitionAndDrivesFast();
+  controller.selectDrivesListRow(driveRow);
+  controller.nextButtonInDrivesListTabClicked();
+  controller.chechBoxForScanForVolumesClicked(true);
+  controller.ptListNextClicked();
+  bool abortAsked = false;
+  while (controller.scanIsRunning) {
+    controller.mainThread().runFor(std::chrono::milliseconds(100));
+    if (interrupted && !abortAsked) {
+      abortAsked = true;
+      controller.stopTreeThread();
+      controller.abortTreeThread();
+    }
+  }
+  // The search's last sends (the timer's end) wait for the main thread.
+  while (launcher.running()) controller.mainThread().runFor(std::chrono::milliseconds(20));
+  launcher.join();
+  controller.mainThread().runPending();
+  if (row >= static_cast<int>(controller.partitionScanListDictArray.size())) {
+    std::fprintf(stderr, "nua-recover scan: the search found %zu lost volumes on %s; there is no row %d\n",
+                 controller.partitionScanListDictArray.size(), target.c_str(), row);
+    return false;
+  }
+  controller.selectPTScanListRow(row);
+  controller.ptScanListNextClicked();
+  return true;
+}
+
 }  // namespace
 
 int scanCommand(const std::vector<std::string>& allArgs) {
@@ -134,7 +170,8 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   const std::vector<std::string> args = takeSaveOptions(allArgs, save);
   if (!save.error.empty()) return usageError(save.error);
   const ParsedOptions options =
-      parseOptions(args, {"--mode", "--tree-scan", "--signatures", "--partition", "--volume", "--session-out"},
+      parseOptions(args, {"--mode", "--tree-scan", "--signatures", "--partition", "--volume", "--session-out", "--target",
+                          "--sector-size"},
                    {"--list", "--json", "--quiet", "--help"});
   if (options.flag("--help")) {
     std::fputs(kScanUsage, stdout);
@@ -151,6 +188,13 @@ int scanCommand(const std::vector<std::string>& allArgs) {
     return usageError("--tree-scan belongs to --mode partitions");
   if (mode != "partitions" && options.value("--partition")) return usageError("--partition belongs to --mode partitions");
   if (options.value("--signatures").value_or("skip") != "skip") return usageError("--signatures takes skip");
+  const bool lostTarget = options.value("--target").has_value();
+  if (lostTarget && *options.value("--target") != "lost") return usageError("--target takes lost");
+  if (lostTarget && (mode != "partitions" || options.value("--partition")))
+    return usageError("--target lost goes with --mode partitions and --volume N");
+  const std::string sectorSize = options.value("--sector-size").value_or("");
+  if (!sectorSize.empty() && (!lostTarget || (sectorSize != "512" && sectorSize != "4096")))
+    return usageError("--sector-size takes 512 or 4096, with --target lost");
   // Kept absolute: a session written by this scan finds its image again from any folder.
   std::error_code ignored;
   const std::filesystem::path given(options.positional.front());
@@ -168,13 +212,22 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   DiscoveryOptions discovery;
   discovery.images = {target};
   MediaSources sources = discoveryMediaSources(discovery);
+  if (!sectorSize.empty()) {
+    // A disk without a map doesn't tell its sector size; the user does.
+    sources.initialDriveList = [list = sources.initialDriveList, target, sectorSize] {
+      DriveListing found = list();
+      for (Dict& drive : found.driveDictArray)
+        if (drive.string("Path") == target) drive.set("Preferred Block Size", std::stoi(sectorSize));
+      return found;
+    };
+  }
   const DriveListing listing = sources.initialDriveList();
   const int driveRow = rowWithPath(listing.driveDictArray, target);
   if (driveRow < 0) {
     std::fprintf(stderr, "nua-recover scan: %s cannot be read as a disk or disk image\n", target.c_str());
     return 1;
   }
-  if (volumeRow >= 0 && mode == "partitions") {
+  if (volumeRow >= 0 && mode == "partitions" && !lostTarget) {
     // A volume of the image is one of its partitions: find that row by where the volume starts.
     std::string error;
     const Dict chosen = scanTargetDict(target, -1, volumeRow, error);
@@ -208,7 +261,15 @@ int scanCommand(const std::vector<std::string>& allArgs) {
   controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
 
   std::signal(SIGINT, onInterrupt);
-  if (mode == "partitions") {
+  if (lostTarget) {
+    const int row = volumeRow < 0 ? 0 : volumeRow;
+    if (!findLostVolume(controller, launcher, driveRow, row, target)) return 1;
+    if (treeScan == "advanced") {
+      controller.treeScanModeAdvScanClicked();
+    } else {
+      controller.treeScanModeStdScanClicked();
+    }
+  } else if (mode == "partitions") {
     controller.recoverPartitionAndDrives();
     controller.recoverPartitionAndDrivesFast();
     controller.selectDrivesListRow(driveRow);

@@ -4,6 +4,7 @@
 #include <QListWidget>
 
 #include "drive_cell_delegate.h"
+#include "lostvolume/lost_volume_rows.h"
 #include "media/drive_cell_text.h"
 #include "page_kit.h"
 
@@ -79,6 +80,15 @@ QString startSectorLine(const Dict& row) {
   return QString("Start Sector: %1 (%2 in disk)").arg(row.uint64("Volume Start")).arg(QString::fromStdString(offset));
 }
 
+// The validity as half stars: full stars, a half one where the rating ends on a half, empty ones after.
+QString validityRatingLine(const Dict& row) {
+  const int halves = validityHalfStars(static_cast<double>(row.int64("Volume Validity")));
+  QString stars = QString(halves / 2, QChar(0x2605));
+  if (halves % 2 != 0) stars += QChar(0x00BD);
+  stars += QString(5 - (halves + 1) / 2, QChar(0x2606));
+  return QString("Validity: %1 (%2%)").arg(stars).arg(row.int64("Volume Validity"));
+}
+
 QStringList partitionLines(const Dict& row) {
   return {QString::fromStdString(row.string("Volume Name")), "Type: Volume",
           QString::fromStdString(sizeLine(row.uint64("Size"))), QString::fromStdString(fileSystemLine(row))};
@@ -141,9 +151,8 @@ QWidget* makePTListScreen(Controller& controller, WizardWidgets& widgets) {
   reportRow(list, page, [&controller](int row) { controller.selectPTListRow(row); });
 
   auto* box = new QCheckBox(QObject::tr("Scan the disk for lost volumes"));
-  // The search for lost volumes is not part of this version; the box stays for its place on the screen.
-  box->setEnabled(false);
-  box->setToolTip(QObject::tr("The search of a disk for lost volumes is not available in this version."));
+  box->setObjectName("scanForVolumes");
+  box->setToolTip(QObject::tr("Searches the whole disk for HFS+ volumes whose partition map is gone."));
   widgets.controls.insert(WizardControl::kScanForVolumesBox, box);
   QObject::connect(box, &QCheckBox::toggled, page, [&controller](bool on) { controller.chechBoxForScanForVolumesClicked(on); });
   layout->addWidget(box);
@@ -167,13 +176,19 @@ QWidget* makePTScanListScreen(Controller& controller, WizardWidgets& widgets) {
   widgets.fields.insert(WizardField::kNumFoundVolumes,
                         [count](const QString& text) { count->setText(QObject::tr("Volumes found: %1").arg(text)); });
   QListWidget* list = makeList();
+  list->setObjectName("ptScanList");
   layout->addWidget(list, 1);
   widgets.reload.insert(WizardTable::kPTScanList, [&controller, list] {
     fill(list, controller.partitionScanListDictArray, [](const Dict& row) {
       QStringList lines = partitionLines(row);
-      lines << startSectorLine(row);
+      lines << startSectorLine(row) << validityRatingLine(row);
       return lines;
     });
+    // The rating image of each row, for whoever draws or checks it.
+    for (int i = 0; i < list->count(); ++i)
+      list->item(i)->setData(Qt::UserRole + 1,
+                             QString::fromStdString(validityRatingImage(static_cast<double>(
+                                 controller.partitionScanListDictArray[static_cast<std::size_t>(i)].int64("Volume Validity")))));
   });
   registerDeselect(widgets, WizardTable::kPTScanList, list);
   reportRow(list, page, [&controller](int row) { controller.selectPTScanListRow(row); });

@@ -24,6 +24,7 @@
 #include "drive_list_pages.h"
 #include "page_kit.h"
 #include "progress_page.h"
+#include "volume_scan_progress_page.h"
 #include "session_sheet.h"
 #include "signatures_page.h"
 #include "simple_pages.h"
@@ -88,6 +89,7 @@ MainWindow::MainWindow(const QStringList& images)
   setCentralWidget(stack_);
   Kelvo_Recovery_SoftwareAppDelegate& c = *controller_;
   progress_ = new ProgressPage(c, widgets_);
+  volumeScanPage_ = new VolumeScanProgressPage(c);
   QWidget* tree = nullptr;
 #ifdef NUA_HAVE_TREE_PAGE
   tree_ = new TreePage(c, *bridge_);
@@ -106,7 +108,7 @@ MainWindow::MainWindow(const QStringList& images)
                         makeModeScreen(c, "Recover Partitions"),
                         makeDrivesListScreen(c, widgets_, drivesActions),
                         makePTListScreen(c, widgets_),
-                        makePTScanProgScreen(c),
+                        volumeScanPage_,
                         makePTScanListScreen(c, widgets_),
                         makeTreeScanModeScreen(c),
                         new SignaturesPage(c, widgets_),
@@ -118,6 +120,7 @@ MainWindow::MainWindow(const QStringList& images)
     stack_->addWidget(screen);
   }
   controller_->progressChanged = [this] { progress_->refresh(); };
+  controller_->volumeScanChanged = [this] { volumeScanPage_->refresh(); };
   sessionSheet_ = new SessionSheet(c, this);
   controller_->sessionScreenChanged = [this] { sessionSheet_->refresh(); };
   // The quit question's "Yes" asks for the file and writes the session; the quit waits for it.
@@ -214,8 +217,6 @@ std::string MainWindow::selectedTabIdentifier() const { return currentTab().toSt
 QString MainWindow::currentTab() const { return stack_->currentWidget()->objectName(); }
 
 void MainWindow::setEnabled(WizardControl control, bool enabled) {
-  // The lost-volume search is not offered: its box stays disabled whatever the wizard asks.
-  if (control == WizardControl::kScanForVolumesBox) return;
   if (QWidget* widget = widgets_.controls.value(control)) widget->setEnabled(enabled);
 }
 

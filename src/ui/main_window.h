@@ -23,6 +23,7 @@ class QLabel;
 namespace nua::ui {
 
 class ProgressPage;
+class VolumeScanProgressPage;
 class SessionSheet;
 class TreePage;
 
@@ -75,6 +76,7 @@ class MainWindow : public QMainWindow, public WizardView {
   void finishScanBeforeExit();
 
   std::unique_ptr<QtUiBridge> bridge_;
+  VolumeScanProgressPage* volumeScanPage_ = nullptr;
   std::unique_ptr<ThreadScanLauncher> launcher_;
   std::shared_ptr<QStringList> images_;
   WizardWidgets widgets_;

@@ -135,25 +135,6 @@ QWidget* makeTreeScanModeScreen(Controller& controller) {
   return page;
 }
 
-QWidget* makePTScanProgScreen(Controller& controller) {
-  // Shown by the lost-volume scan, which is not offered yet: the screen stands ready with its parts.
-  auto* page = new QWidget;
-  QVBoxLayout* layout = makePage(page, "PT scan prog", QObject::tr("Searching the disk for lost volumes"));
-  auto* bar = new QProgressBar;
-  auto* validity = new QProgressBar;
-  validity->setRange(0, 0);
-  layout->addWidget(bar);
-  layout->addWidget(new QLabel(QObject::tr("Time Remaining (Sub Task):")));
-  layout->addWidget(validity);
-  auto* found = new QTableWidget(0, 2);
-  found->setHorizontalHeaderLabels({QObject::tr("Volume"), QObject::tr("Start Sector")});
-  layout->addWidget(found, 1);
-  QPushButton* stop = makeButton(QObject::tr("Stop"), "process-stop", QStyle::SP_BrowserStop);
-  QObject::connect(stop, &QPushButton::clicked, page, [&controller] { controller.stopTreeThread(); });
-  layout->addLayout(navigationRow(nullptr, nullptr, {stop}));
-  return page;
-}
-
 QWidget* makeRawSliderScreen(Controller& controller, WizardWidgets& widgets) {
   auto* page = new QWidget;
   QVBoxLayout* layout = makePage(page, "Raw slider", QObject::tr("Set the part of the drive to search"));

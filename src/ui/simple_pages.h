@@ -1,5 +1,5 @@
 // The screens that are buttons and a few texts: the start, the three goals' mode choices, the tree
-// scan mode, the lost-volume scan's progress and the range of a signature search. Each forwards its
+// scan mode and the range of a signature search. Each forwards its
 // buttons to the controller and registers what the controller sets.
 #pragma once
 
@@ -14,7 +14,6 @@ QWidget* makeMainScreen(Kelvo_Recovery_SoftwareAppDelegate& controller);
 // "Recover Files", "Recover Photos" or "Recover Partitions".
 QWidget* makeModeScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, const QString& identifier);
 QWidget* makeTreeScanModeScreen(Kelvo_Recovery_SoftwareAppDelegate& controller);
-QWidget* makePTScanProgScreen(Kelvo_Recovery_SoftwareAppDelegate& controller);
 QWidget* makeRawSliderScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets);
 
 }  // namespace nua::ui

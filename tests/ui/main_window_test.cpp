@@ -100,7 +100,7 @@ class MainWindowTest : public QObject {
     QVERIFY(window.control(WizardControl::kDrivesListNext)->isEnabled());
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("PT list"));
-    QVERIFY(!window.control(WizardControl::kScanForVolumesBox)->isEnabled());
+    QVERIFY(window.control(WizardControl::kScanForVolumesBox)->isEnabled());
     QVERIFY(selectRow(window, "ptList", c.partitionListDictArray, [](const Dict&) { return true; }));
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Tree scan mode"));

@@ -25,6 +25,7 @@ Kelvo_Recovery_SoftwareAppDelegate::Kelvo_Recovery_SoftwareAppDelegate(WizardVie
   Volume::setAppController(this);
   launcher_.setScanThreadEnded(
       [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
+  setVolumeScanObserver(this);
 }
 
 Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
@@ -32,6 +33,7 @@ Kelvo_Recovery_SoftwareAppDelegate::~Kelvo_Recovery_SoftwareAppDelegate() {
   timer_.stop();
   joinFreeTree();
   if (Volume::appController() == this) Volume::setAppController(nullptr);
+  if (volumeScanObserver() == this) setVolumeScanObserver(nullptr);
 }
 
 void Kelvo_Recovery_SoftwareAppDelegate::showAlert(const std::string& title, const std::string& text) {
@@ -259,10 +261,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::chechBoxForScanForVolumesClicked(bool o
 
 void Kelvo_Recovery_SoftwareAppDelegate::ptListNextClicked() {
   if (scanForVolumesBox_) {
-    if (!selectedDrive) return;
-    scanIsRunning = true;
-    view_.showTab("PT scan prog");
-    launcher_.detachVolumeScan(selectedDrive);
+    startVolumeScan();
     return;
   }
   if (ptListSelection_ < 0) return;
@@ -286,6 +285,9 @@ void Kelvo_Recovery_SoftwareAppDelegate::volumeFromPTIsSelected() {
 
 void Kelvo_Recovery_SoftwareAppDelegate::showPTScanList(std::vector<Dict> foundVolumes) {
   scanIsRunning = false;
+  abortSheetVisible_ = false;
+  stopElapsedTimeThread = true;
+  completePTScanListEntries(foundVolumes);
   partitionScanListDictArray = std::move(foundVolumes);
   ptScanListSelection_ = -1;
   view_.reloadTable(WizardTable::kPTScanList);

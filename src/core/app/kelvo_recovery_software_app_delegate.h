@@ -13,11 +13,13 @@
 #include "app/media_sources.h"
 #include "app/scan_launcher.h"
 #include "app/scan_progress.h"
+#include "app/volume_scan_progress.h"
 #include "app/scan_run.h"
 #include "app/session_screen.h"
 #include "app/wizard_view.h"
 #include "base/dict.h"
 #include "base/ui_bridge.h"
+#include "lostvolume/lost_volume_scan.h"
 #include "media/device_lists.h"
 #include "signature/sig_node.h"
 #include "volume/volume.h"
@@ -28,7 +30,7 @@ class DMedia;
 class Volume;
 
 // NOLINTNEXTLINE(readability-identifier-naming): the controller's name
-class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
+class Kelvo_Recovery_SoftwareAppDelegate : public ScanController, public VolumeScanObserver {
  public:
   Kelvo_Recovery_SoftwareAppDelegate(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
   ~Kelvo_Recovery_SoftwareAppDelegate() override;
@@ -101,6 +103,14 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   void chechBoxForScanForVolumesClicked(bool on);
   void ptListNextClicked();
   void volumeFromPTIsSelected();
+  // ---- The lost-volume search (..._delegate_lost_volumes.cpp). ----
+  // Starts the search of the selected disk and shows "PT scan prog".
+  void startVolumeScan();
+  void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override;
+  void setUpTimerForDMedia() override;
+  [[nodiscard]] const VolumeScanScreen& volumeScanScreen() const { return volumeScanScreen_; }
+  // Called on the main thread after each change of volumeScanScreen().
+  std::function<void()> volumeScanChanged;
   // The lost-volume scan has ended with these volumes: fill and show "PT scan list".
   void showPTScanList(std::vector<Dict> foundVolumes);
   void selectPTScanListRow(int row);
@@ -262,6 +272,12 @@ class Kelvo_Recovery_SoftwareAppDelegate : public ScanController {
   // The way back after a scan that left no tree: the list the volume came from, the result freed.
   void backToListWithoutTree();
   void endScanWithoutCompletion(bool volumeScan);
+  void updateVolumeScanProgressOnMain(const Dict& update);
+  // The timer's tick for the search; false when it had nothing to hand over.
+  bool handOverVolumeScanUpdate();
+  // What a partition row gets from its disk's dictionary, added to each found volume.
+  void completePTScanListEntries(std::vector<Dict>& foundVolumes) const;
+  VolumeScanScreen volumeScanScreen_;
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;
   ProgressScreen progressScreen_;

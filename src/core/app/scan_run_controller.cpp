@@ -40,6 +40,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::invalidateTimer() {
 }
 
 void Kelvo_Recovery_SoftwareAppDelegate::myTimerFireMethod() {
+  if (handOverVolumeScanUpdate()) return;
   const std::shared_ptr<Volume> volume = selectedVolume;
   if (!volume || !volume->timerFireMethodCanRun) return;
   // While the flag is set the dictionary is ours; clearing it hands it back to the scan.

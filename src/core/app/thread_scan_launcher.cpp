@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "lostvolume/lost_volume_scan.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -38,10 +39,24 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   });
 }
 
-void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia>) {
+void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
+  join();  // one scan at a time
+  running_ = true;
   const std::uint64_t scanNumber = numberNextScan();
-  ui_.runAlertPanel({"!Can not process", "The search for lost volumes is not built yet.", {"OK"}});
-  reportScanThreadEnded(scanNumber, true);
+  thread_ = std::thread([this, scanNumber, drive = std::move(drive)] {
+    // The lists travel to the controller inside the progress dictionaries, copied, so the two
+    // threads never share them.
+    std::vector<Dict> partitionScanListDictArray;
+    std::vector<Dict> volumeScanFoundArray;
+    try {
+      LostVolumeScan(*drive, volumeScanObserver())
+          .initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+    } catch (const std::exception& failure) {
+      ui_.runAlertPanel({"!Can not process", std::string("The search for lost volumes failed: ") + failure.what(), {"OK"}});
+    }
+    running_ = false;
+    reportScanThreadEnded(scanNumber, true);
+  });
 }
 
 }  // namespace nua

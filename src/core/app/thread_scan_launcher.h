@@ -2,6 +2,7 @@
 // built; an entry that has none yet reports so and ends as a finished, empty scan.
 #pragma once
 
+#include <atomic>
 #include <functional>
 #include <map>
 #include <thread>
@@ -23,12 +24,16 @@ class ThreadScanLauncher : public ScanLauncher {
   void detachVolumeScan(std::shared_ptr<DMedia> drive) override;
   // Waits for the scan thread, if one runs.
   void join();
+  // True from a detach until the scan thread's last step: a headless caller serves its main thread
+  // until then, as the thread's last sends wait for it.
+  [[nodiscard]] bool running() const { return running_; }
 
  private:
   UiBridge& ui_;
   std::function<void(ScanEntry)> finished_;
   std::map<ScanEntry, EntryFunction> entries_;
   std::thread thread_;
+  std::atomic<bool> running_{false};
 };
 
 }  // namespace nua

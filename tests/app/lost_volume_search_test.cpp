@@ -1,0 +1,165 @@
+// The lost-volume search driven through the controller as the front ends drive it: "PT list" with the
+// box on, the search thread reporting to the main thread, "PT scan list" with completed entries, the
+// way on to the tree scan of a found volume, a stop part-way, and the progress keys one by one.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/thread_scan_launcher.h"
+#include "app/volume_scan_progress.h"
+#include "imagekit/scenario.h"
+
+namespace nua {
+namespace {
+
+namespace fs = std::filesystem;
+
+class RecordingView : public NullWizardView {
+ public:
+  void showTab(const std::string& identifier) override { tabs.push_back(identifier); }
+  void setText(WizardField field, const std::string& text) override { texts[field] = text; }
+  void setEnabled(WizardControl control, bool enabled) override { enabledState[control] = enabled; }
+  std::vector<std::string> tabs;
+  std::map<WizardField, std::string> texts;
+  std::map<WizardControl, bool> enabledState;
+};
+
+class LostVolumeSearchTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    image = fs::temp_directory_path() / ("nua-app-lost-" + std::to_string(::getpid()) + ".img");
+    const imagekit::Scenario* scenario = imagekit::findScenario("lost-two-volumes");
+    ASSERT_NE(scenario, nullptr);
+    std::string error;
+    ASSERT_TRUE(scenario->make(image.string(), {}, manifest, error)) << error;
+    sources.initialDriveList = [this] {
+      DriveListing listing;
+      listing.driveDictArray.push_back(
+          Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}});
+      return listing;
+    };
+    sources.partitionsOfDrive = [](DMedia&) { return std::vector<Dict>{}; };  // the map is gone
+    controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+    controller->volumeScanChanged = [this] {
+      if (onChange) onChange();
+    };
+  }
+  void TearDown() override {
+    serveUntilTheSearchEnds();
+    controller.reset();
+    fs::remove(image);
+  }
+  void startSearch() {
+    controller->recoverPartitionAndDrives();
+    controller->recoverPartitionAndDrivesFast();
+    controller->selectDrivesListRow(0);
+    controller->nextButtonInDrivesListTabClicked();
+    ASSERT_EQ(view.tabs.back(), "PT list");
+    EXPECT_FALSE(view.enabledState[WizardControl::kPTListNext]);
+    controller->chechBoxForScanForVolumesClicked(true);
+    EXPECT_TRUE(view.enabledState[WizardControl::kPTListNext]);
+    controller->ptListNextClicked();
+    EXPECT_EQ(view.tabs.back(), "PT scan prog");
+    serveUntilTheSearchEnds();
+  }
+  void serveUntilTheSearchEnds() {
+    for (int i = 0; i < 1200 && (controller->scanIsRunning || launcher.running()); ++i)
+      controller->mainThread().runFor(std::chrono::milliseconds(25));
+    launcher.join();
+    controller->mainThread().runPending();
+  }
+
+  fs::path image;
+  imagekit::Manifest manifest;
+  RecordingView view;
+  RecordingUiBridge ui;
+  ThreadScanLauncher launcher{ui, nullptr};
+  MediaSources sources;
+  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller;
+  std::function<void()> onChange;
+};
+
+TEST_F(LostVolumeSearchTest, FoundVolumesAreListedCompleteAndLeadToTheTreeScan) {
+  startSearch();
+  EXPECT_FALSE(controller->scanIsRunning);
+  EXPECT_FALSE(controller->timerValid());
+  EXPECT_EQ(view.tabs.back(), "PT scan list");
+  const auto& list = controller->partitionScanListDictArray;
+  EXPECT_EQ(view.texts[WizardField::kNumFoundVolumes], std::to_string(list.size()));
+  EXPECT_FALSE(view.enabledState[WizardControl::kPTScanListNext]);
+  EXPECT_EQ(controller->volumeScanScreen().volumeScanFoundArray.size(), list.size());
+  for (const auto& volume : manifest.volumes) {
+    const auto it = std::find_if(list.begin(), list.end(),
+                                 [&](const Dict& d) { return d.uint64("Volume Start") == volume.startSector; });
+    ASSERT_NE(it, list.end()) << volume.name;
+    EXPECT_EQ(it->string("Volume Name"), volume.name);
+    EXPECT_EQ(it->uint64("Preferred Block Size"), 512u);
+    EXPECT_EQ(it->uint64("Size"), volume.sectorCount * 512);
+  }
+  const auto row = static_cast<int>(std::distance(
+      list.begin(), std::find_if(list.begin(), list.end(), [&](const Dict& d) {
+        return d.uint64("Volume Start") == manifest.volumes[1].startSector;
+      })));
+  controller->selectPTScanListRow(row);
+  EXPECT_TRUE(view.enabledState[WizardControl::kPTScanListNext]);
+  controller->ptScanListNextClicked();
+  EXPECT_EQ(view.tabs.back(), "Tree scan mode");
+  EXPECT_EQ(controller->isPTListOrPTScanListChosen, 1);
+  ASSERT_NE(controller->selectedVolume, nullptr);
+  EXPECT_EQ(controller->selectedVolume->volumeScanType, 1);
+  EXPECT_EQ(controller->selectedVolume->HPlusVolStart, manifest.volumes[1].startSector);
+  // Back from the tree scan mode comes to the list again, with its count.
+  controller->treeScanModeBackClicked();
+  EXPECT_EQ(view.tabs.back(), "PT scan list");
+}
+
+TEST_F(LostVolumeSearchTest, StopAfterTheFirstFindListsWhatWasFound) {
+  onChange = [this] {
+    if (controller->volumeScanScreen().volumeScanFoundArray.size() == 1 && controller->scanIsRunning &&
+        !controller->abortSheetVisible()) {
+      controller->stopTreeThread();
+      EXPECT_TRUE(controller->abortSheetVisible());
+      controller->abortTreeThread();
+    }
+  };
+  startSearch();
+  EXPECT_EQ(view.tabs.back(), "PT scan list");
+  // A check cut short by the stop may still add a row (its word stays in place), never a volume.
+  const auto& rows = controller->volumeScanScreen().volumeScanFoundArray;
+  ASSERT_FALSE(rows.empty());
+  EXPECT_EQ(rows[0].string("Found Column"), "Volume Found @ Sector: " + std::to_string(manifest.volumes[0].startSector));
+  ASSERT_EQ(controller->partitionScanListDictArray.size(), 1u);
+  EXPECT_EQ(controller->partitionScanListDictArray[0].uint64("Volume Start"), manifest.volumes[0].startSector);
+}
+
+// ---- The progress keys of the search, one by one. ----
+
+TEST(VolumeScanProgress, EachKeyReachesItsField) {
+  VolumeScanScreen s;
+  applyVolumeScanDictionary(Dict{{"BarMaxValue", std::uint64_t{0x1'0000'0005}}, {"TimeRemaining", "0:00:01:00"}}, s);
+  EXPECT_EQ(s.barMaxValue, 5);  // read as i32
+  EXPECT_EQ(s.timeRemaining, "0:00:01:00");
+  applyVolumeScanDictionary(Dict{{"BarDoubleValue", 3}, {"BarIncrement", 2}}, s);
+  EXPECT_EQ(s.barDoubleValue, 3);
+  EXPECT_EQ(s.timeRemaining, "0:00:01:00");  // left alone when absent
+  applyVolumeScanDictionary(Dict{{"Start Animation", true}, {"Progress Status", true},
+                                 {"Time Remaining For SubTask", "0:00:00:09"}},
+                            s);
+  EXPECT_TRUE(s.validityBarAnimating);
+  EXPECT_EQ(s.subTaskLabel, "Time Remaining (Sub Task):");
+  EXPECT_EQ(s.subTaskTimeRemaining, "0:00:00:09");
+  applyVolumeScanDictionary(Dict{{"Stop Animation", true}}, s);
+  EXPECT_FALSE(s.validityBarAnimating);
+  EXPECT_EQ(s.subTaskLabel, "");          // emptied without "Progress Status"
+  EXPECT_EQ(s.subTaskTimeRemaining, "");  // blanking
+  const Dict row{{"Found Column", "Volume Found @ Sector: 7"}, {"Validity Column", DictArray{100, "Valid"}}};
+  applyVolumeScanDictionary(Dict{{"Volumes Found", row}}, s);
+  applyVolumeScanDictionary(Dict{{"Volumes Found", true}}, s);  // no row: nothing to add
+  ASSERT_EQ(s.volumeScanFoundArray.size(), 1u);
+  EXPECT_EQ(s.volumeScanFoundArray[0], row);
+}
+
+}  // namespace
+}  // namespace nua
