@@ -18,6 +18,7 @@ const char* kUsage =
     "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
     "  scan     rebuild the tree of an HFS+ volume and print it (nua-recover scan --help)\n"
     "  open     open a recovery session file (.nvs) without scanning (nua-recover open --help)\n"
+    "  preview  write what a preview of one entry shows (nua-recover preview --help)\n"
     "\n"
     "options:\n"
     "  --help     this text\n"
@@ -50,6 +51,7 @@ int main(int argc, char** argv) {
   if (command == "partitions") return nua::cli::partitionsCommand(args);
   if (command == "scan") return nua::cli::scanCommand(args);
   if (command == "open") return nua::cli::openCommand(args);
+  if (command == "preview") return nua::cli::previewCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

@@ -71,6 +71,25 @@ void findStringInDir(std::u16string_view text, NewDir* root, const ShownFolderNa
   if (!batch.empty()) deliver(std::move(batch));
 }
 
+std::vector<NewDir*> findAll(const TreeViewState& view, std::string_view text) {
+  std::vector<NewDir*> hits;
+  const std::atomic<bool> never{false};
+  findStringInDir(toUtf16(text), view.dirRootTemp(), shownFolderNamesOf(view), never,
+                  [&hits](std::vector<NewDir*> batch) { hits.insert(hits.end(), batch.begin(), batch.end()); });
+  return hits;
+}
+
+std::string pathBelowRoot(const NewDir* dir) {
+  std::vector<std::u16string> names;
+  // Bounded: a parent chain never holds more records than a tree can.
+  for (const NewDir* up = dir; up != nullptr && up->parent != nullptr && names.size() < 1000000; up = up->parent) {
+    names.push_back(shownNameOfDir(up));
+  }
+  std::string path;
+  for (auto it = names.rbegin(); it != names.rend(); ++it) path += (path.empty() ? "" : "/") + toUtf8(*it);
+  return path;
+}
+
 std::string findMatchesText(std::size_t count) { return formatText("%@ Matches Found", {std::to_string(count)}); }
 
 bool TreeFind::find() {

@@ -34,6 +34,12 @@ void findStringInDir(std::u16string_view text, NewDir* root, const ShownFolderNa
                      const std::atomic<bool>& findThreadAbort,
                      const std::function<void(std::vector<NewDir*>)>& deliver, std::size_t batchSize = 256);
 
+// Every hit of a UTF-8 text in the view now shown, in the order of the walk, on the calling thread
+// (for the command line).
+[[nodiscard]] std::vector<NewDir*> findAll(const TreeViewState& view, std::string_view text);
+// The shown names from below the top record down to dir, joined by "/"; the top record itself gives "".
+[[nodiscard]] std::string pathBelowRoot(const NewDir* dir);
+
 // "%@ Matches Found"
 [[nodiscard]] std::string findMatchesText(std::size_t count);
 
