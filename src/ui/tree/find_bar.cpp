@@ -22,16 +22,19 @@ FindBar::FindBar(QWidget* parent) : QWidget(parent) {
   findProgress_->setRange(0, 1);
   findProgress_->setTextVisible(false);
   findProgress_->setMaximumWidth(60);
+  findProgress_->setVisible(false);  // spins only while a search runs
   markAllButton_ = new QPushButton("Mark All", this);
   unmarkAllButton_ = new QPushButton("Unmark All", this);
   prevButton_ = new QPushButton("Previous", this);
   nextButton_ = new QPushButton("Next", this);
   auto* layout = new QHBoxLayout(this);
   layout->setContentsMargins(0, 0, 0, 0);
-  layout->addWidget(findField_, 1);
+  findField_->setMinimumWidth(220);
+  layout->addWidget(findField_);
   layout->addWidget(findProgress_);
   layout->addWidget(findTextField_);
   layout->addWidget(findTextFieldSelectedIndex_);
+  layout->addStretch();
   for (QPushButton* button : {prevButton_, nextButton_, markAllButton_, unmarkAllButton_}) layout->addWidget(button);
   connect(findField_, &QLineEdit::returnPressed, this, &FindBar::find);
   connect(nextButton_, &QPushButton::clicked, this, &FindBar::findNext);
@@ -68,6 +71,7 @@ void FindBar::stopAndClear() {
   done_ = true;
   find_.clear();
   findProgress_->setRange(0, 1);
+  findProgress_->setVisible(false);
   findTextField_->setText(" ");
   findTextFieldSelectedIndex_->setText(" ");
   updateButtons();
@@ -85,6 +89,7 @@ void FindBar::find() {
   find_.searchStarted();
   updateButtons();
   findProgress_->setRange(0, 0);
+  findProgress_->setVisible(true);
   done_ = false;
   const std::uint64_t generation = ++generation_;
   const std::u16string text = nua::toUtf16(findField_->text().toStdString());
@@ -112,6 +117,7 @@ void FindBar::findThreadComplete(std::uint64_t generation) {
   done_ = true;
   joinWorker();
   findProgress_->setRange(0, 1);
+  findProgress_->setVisible(false);
   findTextField_->setText(QString::fromStdString(find_.searchComplete()));
   updateButtons();
   emit searchFinished();

@@ -80,7 +80,7 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   auto* top = new QHBoxLayout;
   top->addWidget(backButton_);
   top->addWidget(homeButton_);
-  top->addWidget(findBar_, 1);
+  top->addStretch();
   top->addWidget(new QLabel("Total:", this));
   top->addWidget(totalData_);
   auto* bottom = new QHBoxLayout;
@@ -96,6 +96,7 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   bottom->addWidget(saveButton_);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(top);
+  layout->addWidget(findBar_);
   layout->addWidget(outline_, 1);
   layout->addLayout(bottom);
 
