@@ -139,6 +139,8 @@ class TreePreviewFindTest : public QObject {
     QCOMPARE(preview->currentTabName(), QString("Image"));
     QCOMPARE(preview->imageName(), QString("image"));
     QCOMPARE(preview->shownImage().size(), QSize(160, 120));
+    const QModelIndex row = page_->model()->indexOfRecord(record("Photos/holiday.jpg"), RecordTreeModel::kFiles);
+    QCOMPARE(row.data(Qt::ToolTipRole).toString(), QString("holiday.jpg\nPreview showing"));
 
     // While the window is open a new selection previews at once; a folder shows its name only.
     QSignalSpy shown(preview, &PreviewWindow::previewShown);
@@ -150,6 +152,10 @@ class TreePreviewFindTest : public QObject {
     QVERIFY(shown.wait(20000));
     QCOMPARE(preview->previewFileName(), QString("Documents"));
     QCOMPARE(preview->imageName(), QString(""));
+    preview->close();  // the title bar's close: the window empties and the count of requests is 0
+    QVERIFY(!preview->isVisible());
+    QCOMPARE(preview->gate().numPreviewAttempts(), 0);
+    QCOMPARE(row.data(Qt::ToolTipRole).toString(), QString("holiday.jpg\nDouble click to preview"));
   }
 
   void previewShowsTheEmbeddedJpegOfABuiltRawFile() {

@@ -1,6 +1,7 @@
 #include "tree/preview_window.h"
 
 #include <QBuffer>
+#include <QCloseEvent>
 #include <QFileIconProvider>
 #include <QHBoxLayout>
 #include <QLabel>
@@ -293,6 +294,11 @@ void PreviewWindow::nextLyricsStep() {
   const nua::LyricsStep& step = lyricsSteps_[lyricsStep_++];
   textFieldLyrics_->setText(QString::fromStdString(step.shown));
   lyricsTimer_.start(static_cast<int>(std::min(step.seconds, 86400.0) * 1000.0));
+}
+
+void PreviewWindow::closeEvent(QCloseEvent* event) {
+  previewClose();
+  QWidget::closeEvent(event);
 }
 
 void PreviewWindow::previewClose() {

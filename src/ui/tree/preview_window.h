@@ -56,6 +56,10 @@ class PreviewWindow : public QWidget {
   [[nodiscard]] bool posterShown() const { return posterShown_; }
   [[nodiscard]] bool loading() const { return imageName_ == "preview-loading"; }
 
+ protected:
+  // Closing the window by its title bar is closing the preview.
+  void closeEvent(QCloseEvent* event) override;
+
  signals:
   // An outcome is on screen (or a movie has gone to the player).
   void previewShown();

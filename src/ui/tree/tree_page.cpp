@@ -113,6 +113,10 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   connect(outline_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           [this] { outlineViewSelectionDidChange(); });
   findBar_->selectHit = [this](nua::NewDir* hit) { showFindHit(hit); };
+  model_->previewShowing = [this] { return previewWindow_->isVisible(); };
+  model_->selectedRecord = [this]() -> const nua::NewDir* {
+    return RecordTreeModel::recordOf(outline_->selectionModel()->currentIndex());
+  };
   findBar_->marksChanged = [this] {
     outline_->viewport()->update();
     countMarkedDataAndFiles();
