@@ -60,11 +60,19 @@ TEST(FindWalkTest, ANamelessRecordEndsItsBranchAndAnAbortStopsTheWalk) {
 }
 
 TEST(FindWalkTest, DeepTreeDoesNotOverflowTheStack) {
+  // Linked directly: the counting of TestTree would walk every chain of ancestors.
   TestTree tree;
   NewDir* dir = tree.root;
-  for (int depth = 0; depth < 100000; ++depth) dir = tree.folder(dir, u"d");
-  tree.file(dir, u"deep.bin", 1);
+  for (int depth = 0; depth <= 300000; ++depth) {
+    NewDir* child = tree.arena->newDir();
+    tree.arena->setFileName(depth == 300000 ? u"deep.bin" : u"d", child);
+    child->fileType = depth == 300000 ? 2 : 1;
+    child->parent = dir;
+    addChild(child, dir);
+    dir = child;
+  }
   EXPECT_EQ(walk(u"deep", tree.root).size(), 1U);
+  EXPECT_EQ(pathBelowRoot(dir).size(), 300000U * 2 + 8);
 }
 
 TEST(FindWalkTest, FileTypesFoldersMatchByExtensionAndTheDeletedViewOnlyByItsEntries) {

@@ -145,7 +145,10 @@ void TreePage::joinWorker() {
 void TreePage::hideEvent(QHideEvent* event) {
   // Leaving the screen comes before the controller frees the tree on its own thread: from here on
   // the outline asks nothing of the records.
-  if (!event->spontaneous() && !busy()) model_->setViewState(nullptr);
+  if (!event->spontaneous() && !busy()) {
+    findBar_->stopAndClear();  // the walk reads the records too
+    model_->setViewState(nullptr);
+  }
   QWidget::hideEvent(event);
 }
 
