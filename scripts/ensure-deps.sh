@@ -7,6 +7,8 @@ packages=(
   g++ cmake make pkg-config
   libgtest-dev libgmock-dev libbenchmark-dev
   qt6-base-dev libgl-dev
+  # previews: TIFF, WebP and ICNS images, sound and movies, camera RAW; HEIC only where libheif-dev is
+  qt6-image-formats-plugins qt6-multimedia-dev libraw-dev libheif-dev
   libssl-dev nlohmann-json3-dev
   # the image kit builds FAT volumes with these
   dosfstools mtools

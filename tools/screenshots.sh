@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Walks every screen of the desktop program under Xvfb with the demo disk image and writes one PNG
-# per screen, named after its tab identifier, into a folder (default ./screenshots).
+# per screen, named after its tab identifier, into a folder (default ./screenshots); the last one
+# shows the tree with a find for "jpg" stepped to its second hit and the preview window over it.
 #   tools/screenshots.sh [OUT_DIR] [BUILD_DIR]
 # BUILD_DIR defaults to build/release; nua-recovery and nua-mkimage are built there when missing.
 set -euo pipefail

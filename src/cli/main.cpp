@@ -19,6 +19,7 @@ const char* kUsage =
     "  find-volumes  search a whole disk or image for lost HFS+ volumes (--json)\n"
     "  scan     rebuild the tree of an HFS+ volume and print it (nua-recover scan --help)\n"
     "  open     open a recovery session file (.nvs) without scanning (nua-recover open --help)\n"
+    "  preview  write what a preview of one entry shows (nua-recover preview --help)\n"
     "\n"
     "options:\n"
     "  --help     this text\n"
@@ -52,6 +53,7 @@ int main(int argc, char** argv) {
   if (command == "scan") return nua::cli::scanCommand(args);
   if (command == "open") return nua::cli::openCommand(args);
   if (command == "find-volumes") return nua::cli::findVolumesCommand(args);
+  if (command == "preview") return nua::cli::previewCommand(args);
   std::fprintf(stderr, "nua-recover: unknown command or option '%s'\n%s", command.c_str(), kUsage);
   return 2;
 }

@@ -19,7 +19,9 @@ namespace {
 
 const char* kOpenUsage =
     "usage: nua-recover open FILE.nvs [--list] [--json] [--quiet]\n"
-    "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
+    "                        [--find TEXT] [--save DIR [--select all|deleted|find:TEXT|GLOB...] [--view data|types]\n"
+    "                        [--deleted-only]]\n"
+    "--find TEXT prints the entries whose names hold TEXT (any case); find:TEXT marks them for --save.\n"
     "Opens a recovery session written by the desktop program or by nua-recover scan --session-out, without\n"
     "scanning. The drive or image it came from is found again by its first sectors; saving reads it.\n";
 
@@ -38,7 +40,7 @@ class HeadlessView : public NullWizardView {
 
 }  // namespace
 
-int openCommand(const std::vector<std::string>& allArgs) {
+int openCommand(const std::vector<std::string>& allArgs, const TreeAction& treeAction) {
   SaveOptions save;
   const std::vector<std::string> args = takeSaveOptions(allArgs, save);
   if (!save.error.empty()) return usageError(save.error);
@@ -65,8 +67,10 @@ int openCommand(const std::vector<std::string>& allArgs) {
 
   const std::shared_ptr<Volume> volume = controller.selectedVolume;
   if (!volume || volume->dirRoot == nullptr) return 1;
+  if (treeAction) return treeAction(*volume);
   printTree(volume->dirRoot, *volume, {options.flag("--json"), options.flag("--list"),
                                        controller.progressScreen().treeTotal, {}});
+  printFindHits(*volume, save);
   if (!save.requested) return 0;
   if (controller.driveNotConnected || controller.volumeNotConnected) {
     std::printf("Nothing saved: the drive or volume of this session is not there.\n");

@@ -5,6 +5,10 @@
 #include <algorithm>
 #include <cstdio>
 
+#include "base/text.h"
+#include "view/tree_find.h"
+#include "view/tree_view_state.h"
+
 namespace nua::cli {
 
 namespace {
@@ -40,12 +44,28 @@ class StderrSaveProgress : public SaveProgressSink {
 
 }  // namespace
 
+void printFindHits(Volume& volume, const SaveOptions& save) {
+  if (save.find.empty() || volume.dirRoot == nullptr || !volume.arena) return;
+  TreeViewState view(volume.arena, volume.dirRoot);
+  for (const std::string& text : save.find) {
+    const std::vector<NewDir*> hits = findAll(view, text);
+    std::printf("%s\n", findMatchesText(hits.size()).c_str());
+    for (const NewDir* hit : hits) std::printf("  %s\n", pathBelowRoot(hit).c_str());
+  }
+}
+
 std::vector<std::string> takeSaveOptions(const std::vector<std::string>& args, SaveOptions& save) {
   std::vector<std::string> rest;
   bool lastWordIsTarget = false;
   for (std::size_t i = 0; i < args.size(); ++i) {
     const std::string& word = args[i];
-    if (word == "--save" || word == "--view") {
+    if (word == "--find") {
+      if (i + 1 >= args.size()) {
+        save.error = "--find needs a text";
+        return rest;
+      }
+      save.find.push_back(args[++i]);
+    } else if (word == "--save" || word == "--view") {
       if (i + 1 >= args.size()) {
         save.error = word + " needs a value";
         return rest;

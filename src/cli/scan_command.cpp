@@ -30,8 +30,10 @@ const char* kScanUsage =
     "usage: nua-recover scan TARGET [--mode files|partitions|formatted] [--tree-scan standard|advanced]\n"
     "                        [--signatures skip] [--partition N | --volume N] [--list] [--json] [--quiet]\n"
     "                        [--target lost [--sector-size 512|4096]]\n"
-    "                        [--save DIR [--select all|deleted|GLOB...] [--view data|types] [--deleted-only]]\n"
+    "                        [--find TEXT] [--save DIR [--select all|deleted|find:TEXT|GLOB...] [--view data|types]\n"
+    "                        [--deleted-only]]\n"
     "                        [--session-out FILE.nvs]\n"
+    "--find TEXT prints the entries whose names hold TEXT (any case); find:TEXT marks them for --save.\n"
     "TARGET is a disk image or device.\n"
     "--session-out writes the result as a recovery session, to be opened with nua-recover open.\n"
     "--mode files scans volume row N of TARGET (--volume N, default 0) for deleted files.\n"
@@ -164,7 +166,7 @@ bool findLostVolume(Kelvo_Recovery_SoftwareAppDelegate& controller, ThreadScanLa
 
 }  // namespace
 
-int scanCommand(const std::vector<std::string>& allArgs) {
+int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeAction) {
   // Saving after the scan: its options are read apart (see save_option.h).
   SaveOptions save;
   const std::vector<std::string> args = takeSaveOptions(allArgs, save);
@@ -338,9 +340,11 @@ int scanCommand(const std::vector<std::string>& allArgs) {
     if (!controller.scanInfoSaved()) return 1;
     ui.quiet = options.flag("--quiet");
   }
+  if (treeAction) return treeAction(*volume);
   printTree(root, *volume,
             {options.flag("--json"), options.flag("--list"), controller.progressScreen().treeTotal,
              controller.completionNote()});
+  printFindHits(*volume, save);
   // Saving after the scan, through the tree screen's logic.
   if (save.requested) return saveAfterScan(*volume, save, ui, options.flag("--quiet"));
   return 0;

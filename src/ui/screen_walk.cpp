@@ -2,13 +2,21 @@
 
 #include <QApplication>
 #include <QDir>
+#include <QLineEdit>
 #include <QListWidget>
+#include <QPainter>
+#include <QPushButton>
 #include <QTimer>
 #include <functional>
 #include <memory>
 #include <vector>
 
 #include "main_window.h"
+#ifdef NUA_HAVE_TREE_PAGE
+#include "tree/find_bar.h"
+#include "tree/preview_window.h"
+#include "tree/tree_page.h"
+#endif
 
 namespace nua::ui {
 
@@ -41,6 +49,24 @@ struct Walk {
       }
       steps[next++]();
     });
+  }
+  // The window with a tool window of its own drawn over its lower right corner.
+  void grabWithToolWindow(const QString& name, QWidget* tool) {
+    QPixmap shot = window.grab();
+    if (tool != nullptr && tool->isVisible()) {
+      const QPixmap over = tool->grab();
+      QPainter painter(&shot);
+      const QPoint at(shot.width() - over.width() - 16, shot.height() - over.height() - 56);
+      painter.fillRect(QRect(at, over.size()).adjusted(-1, -1, 1, 1), Qt::darkGray);
+      painter.drawPixmap(at, over);
+    }
+    const QString file = folder.filePath(QString("%1-%2.png").arg(written + failed + 1, 2, 10, QChar('0')).arg(name));
+    if (shot.save(file, "PNG")) {
+      ++written;
+    } else {
+      ++failed;
+    }
+    schedule();
   }
   // Grabs the screen the wizard shows now, named after it, then goes on.
   void grabShown() {
@@ -119,6 +145,28 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
         }
         w->grabShown();
       },
+#ifdef NUA_HAVE_TREE_PAGE
+      [w] {
+        // Find "jpg" in the tree, step to the first hit and preview it.
+        auto* tree = qobject_cast<TreePage*>(w->window.page("Tree"));
+        if (tree == nullptr) return w->schedule();
+        tree->findBar()->findField()->setText("jpg");
+        emit tree->findBar()->findField()->returnPressed();
+        w->schedule(1000);
+      },
+      [w] {
+        auto* tree = qobject_cast<TreePage*>(w->window.page("Tree"));
+        if (tree == nullptr) return w->schedule();
+        tree->findBar()->nextButton()->click();
+        tree->findBar()->nextButton()->click();
+        if (tree->previewButton()->isEnabled()) tree->previewButton()->click();
+        w->schedule(1500);
+      },
+      [w] {
+        auto* tree = qobject_cast<TreePage*>(w->window.page("Tree"));
+        w->grabWithToolWindow("Tree_preview_find", tree != nullptr ? tree->previewWindow() : nullptr);
+      },
+#endif
   };
   // The walk lives as long as the window.
   QObject::connect(&window, &QObject::destroyed, [walk] {});

@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "tree/new_dir_arena.h"
 #include "view/detail/tree_walk.h"
+#include "view/tree_find.h"
 
 namespace nua {
 
@@ -31,15 +32,28 @@ std::size_t markSelection(TreeViewState& view, const std::vector<std::string>& s
     view.setMark(root, true);
     return 1;
   }
-  const bool deleted = select.size() == 1 && select[0] == "deleted";
+  // "find:TEXT" marks every hit of find for TEXT, as its mark all button does.
+  std::vector<std::string> patterns;
   std::size_t marked = 0;
+  for (const std::string& word : select) {
+    if (word.rfind("find:", 0) != 0) {
+      patterns.push_back(word);
+      continue;
+    }
+    for (NewDir* hit : findAll(view, std::string_view(word).substr(5))) {
+      view.setMark(hit, true);
+      ++marked;
+    }
+  }
+  if (patterns.empty()) return marked;
+  const bool deleted = patterns.size() == 1 && patterns[0] == "deleted";
   std::vector<std::string> paths{""};  // path below the root of each folder being walked
   detail::walkTree(
       root,
       [&](NewDir*, NewDir* child) {
         const std::string name = toUtf8(NewDirArena::fileNameOfDir(child).value_or(u""));
         const std::string path = paths.back().empty() ? name : paths.back() + "/" + name;
-        const bool hit = deleted ? child->fileType == 2 && child->deleted == 1 : matchesAny(select, path, name);
+        const bool hit = deleted ? child->fileType == 2 && child->deleted == 1 : matchesAny(patterns, path, name);
         if (hit) {
           view.setMark(child, true);
           ++marked;

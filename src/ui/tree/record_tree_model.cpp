@@ -136,7 +136,10 @@ QVariant RecordTreeModel::data(const QModelIndex& index, int role) const {
         default: return Qt::PartiallyChecked;
       }
     case Qt::ToolTipRole: {
-      const std::string tip = nua::columnToolTip(*helper, columnIdentifier(column), tooltipContext);
+      nua::TooltipContext context = tooltipContext;
+      if (previewShowing) context.previewVisible = previewShowing();
+      if (selectedRecord) context.itemIsSelectedRow = selectedRecord() == helper->newDir();
+      const std::string tip = nua::columnToolTip(*helper, columnIdentifier(column), context);
       return tip.empty() ? QVariant() : QVariant(qText(tip));
     }
     case Qt::DecorationRole:

@@ -34,6 +34,9 @@ class RecordTreeModel : public QAbstractItemModel {
   // Whether a check box click may change a mark now ("Process Running" otherwise).
   std::function<bool()> scanInfoOrSavingNotProcessing = [] { return true; };
   nua::TooltipContext tooltipContext;
+  // For the tooltips of files: whether the preview window is open, and the record of the selected row.
+  std::function<bool()> previewShowing;
+  std::function<const nua::NewDir*()> selectedRecord;
 
   [[nodiscard]] static nua::NewDir* recordOf(const QModelIndex& index);
   // The index of a record shown in the tree; invalid when it is not in the view.

@@ -4,6 +4,7 @@
 #include <QHBoxLayout>
 #include <QHideEvent>
 #include <QHeaderView>
+#include <QItemSelectionModel>
 #include <QLabel>
 #include <QMetaObject>
 #include <QProgressBar>
@@ -11,9 +12,13 @@
 #include <QTreeView>
 #include <QVBoxLayout>
 
+#include "tree/find_bar.h"
 #include "tree/main_thread_ui_bridge.h"
+#include "tree/preview_window.h"
 #include "tree/record_tree_model.h"
 #include "tree/saving_sheet.h"
+#include "base/text.h"
+#include "view/preview_data.h"
 #include "volume/volume.h"
 
 namespace nua::ui {
@@ -67,6 +72,10 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   totalData_ = new QLabel(" ", this);
   markedData_ = new QLabel(" ", this);
   savedData_ = new QLabel(" ", this);
+  previewButton_ = new QPushButton("View File", this);
+  previewButton_->setEnabled(false);
+  findBar_ = new FindBar(this);
+  previewWindow_ = new PreviewWindow(this);
 
   auto* top = new QHBoxLayout;
   top->addWidget(backButton_);
@@ -77,6 +86,7 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   auto* bottom = new QHBoxLayout;
   bottom->addWidget(fileTypesToggle_);
   bottom->addWidget(deletedToggle_);
+  bottom->addWidget(previewButton_);
   bottom->addStretch();
   bottom->addWidget(new QLabel("Marked:", this));
   bottom->addWidget(markedData_);
@@ -86,6 +96,7 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   bottom->addWidget(saveButton_);
   auto* layout = new QVBoxLayout(this);
   layout->addLayout(top);
+  layout->addWidget(findBar_);
   layout->addWidget(outline_, 1);
   layout->addLayout(bottom);
 
@@ -95,6 +106,21 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   connect(fileTypesToggle_, &QPushButton::clicked, this, &TreePage::toggleTreeFileTypes);
   connect(deletedToggle_, &QPushButton::clicked, this, &TreePage::toggleTreeDeleted);
   connect(saveButton_, &QPushButton::clicked, this, &TreePage::saveData);
+  connect(previewButton_, &QPushButton::clicked, this, &TreePage::preview);
+  connect(outline_, &QTreeView::doubleClicked, this, [this](const QModelIndex& index) {
+    if (RecordTreeModel::recordOf(index) != nullptr && RecordTreeModel::recordOf(index)->fileType == 2) preview();
+  });
+  connect(outline_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
+          [this] { outlineViewSelectionDidChange(); });
+  findBar_->selectHit = [this](nua::NewDir* hit) { showFindHit(hit); };
+  model_->previewShowing = [this] { return previewWindow_->isVisible(); };
+  model_->selectedRecord = [this]() -> const nua::NewDir* {
+    return RecordTreeModel::recordOf(outline_->selectionModel()->currentIndex());
+  };
+  findBar_->marksChanged = [this] {
+    outline_->viewport()->update();
+    countMarkedDataAndFiles();
+  };
 
   preparingSheet_ = makePreparingSheet(this);
   savingSheet_ = new SavingSheet(this);
@@ -103,6 +129,7 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
 // The window's controller may be gone already (children go after the window's members): the page
 // touches only what it owns here.
 TreePage::~TreePage() {
+  findBar_->stopAndClear();
   bridge_->shutDown();
   if (saveRun_) saveRun_->abortDataSaving();
   joinWorker();
@@ -118,7 +145,10 @@ void TreePage::joinWorker() {
 void TreePage::hideEvent(QHideEvent* event) {
   // Leaving the screen comes before the controller frees the tree on its own thread: from here on
   // the outline asks nothing of the records.
-  if (!event->spontaneous() && !busy()) model_->setViewState(nullptr);
+  if (!event->spontaneous() && !busy()) {
+    findBar_->stopAndClear();  // the walk reads the records too
+    model_->setViewState(nullptr);
+  }
   QWidget::hideEvent(event);
 }
 
@@ -127,6 +157,8 @@ void TreePage::dropStaleState() {
   if (!state_ || (volume && volume->dirRoot == state_->dirRoot())) return;
   // The tree was freed or replaced. Its arena lives on with the state and freed records are
   // zeroed, so letting go is safe once the freeing thread is done.
+  findBar_->stopAndClear();
+  findBar_->setViewState(nullptr);
   model_->setViewState(nullptr);
   controller_.joinFreeTree();
   saveRun_.reset();
@@ -157,6 +189,9 @@ void TreePage::showResult() {
 void TreePage::releaseResult() {
   if (saveRun_) saveRun_->abortDataSaving();
   joinWorker();
+  findBar_->stopAndClear();
+  findBar_->setViewState(nullptr);
+  if (previewWindow_->isVisible()) previewWindow_->previewClose();
   dropStaleState();
   model_->setViewState(nullptr);
   saveRun_.reset();
@@ -179,6 +214,9 @@ void TreePage::runSheetForPreparingTree(nua::TreeToggle pressed) {
   if (!state_ || busy()) return;
   fileTypesToggle_->setEnabled(false);
   deletedToggle_->setEnabled(false);
+  // Find walks the same records the switch changes: it is stopped and its hits dropped first.
+  findBar_->stopAndClear();
+  findBar_->setViewState(nullptr);
   controller_.dirRootTemp = nullptr;
   model_->beginSwitch();
   preparingSheet_->open();
@@ -198,6 +236,7 @@ void TreePage::treeSwitchDone() {
   controller_.showDeletedToggleTitle = state_->buttonTreeShowDeletedTitle();
   controller_.dirRootTemp = state_->dirRootTemp();
   model_->setViewState(state_.get());
+  findBar_->setViewState(state_.get());
   fileTypesToggle_->setEnabled(true);
   deletedToggle_->setEnabled(true);
   showTreeModified();
@@ -217,6 +256,42 @@ void TreePage::countMarkedDataAndFiles() {
   if (!state_) return;
   markedData_->setText(QString::fromStdString(state_->textFieldMarkedData()));
   saveButton_->setEnabled(state_->saveButtonEnabled() && scanInfoOrSavingNotProcessing_);
+}
+
+void TreePage::outlineViewSelectionDidChange() {
+  const QModelIndex current = outline_->selectionModel()->currentIndex();
+  const nua::NewDir* dir = RecordTreeModel::recordOf(current);
+  previewButton_->setEnabled(dir != nullptr && dir->fileType == 2 && outline_->selectionModel()->hasSelection());
+  if (previewWindow_->isVisible()) preview();
+}
+
+void TreePage::preview() {
+  const QModelIndexList rows = outline_->selectionModel()->selectedRows(RecordTreeModel::kFiles);
+  nua::NewDir* dir = rows.isEmpty() ? nullptr : RecordTreeModel::recordOf(rows.first());
+  const bool isFolder = dir != nullptr && dir->fileType != 2;
+  const auto action = previewWindow_->gate().preview(dir != nullptr && state_ != nullptr, isFolder,
+                                                     previewWindow_->isVisible(), volume_, controller_.scanInfoSaved(),
+                                                     *bridge_);
+  if (action != nua::PreviewRequestAction::kStart || dir == nullptr || !volume_) return;
+  // The worker gets copies of what it reads, and holds the source open: it never touches the tree.
+  nua::PreviewRequest request;
+  request.isFolder = isFolder;
+  request.fileName = nua::toUtf8(nua::shownNameOfDir(dir));
+  request.entry = nua::previewEntryOf(*dir);
+  request.source = nua::previewSourceOf(*volume_);
+  request.keepAlive = volume_;
+  previewWindow_->showRequest(std::move(request));
+}
+
+void TreePage::showFindHit(nua::NewDir* hit) {
+  // Ancestors from the top down, each expanded, then the row itself selected and scrolled to.
+  std::vector<nua::NewDir*> ancestors;
+  for (nua::NewDir* up = hit->parent; up != nullptr && ancestors.size() < 100000; up = up->parent) ancestors.push_back(up);
+  for (auto it = ancestors.rbegin(); it != ancestors.rend(); ++it) outline_->expand(model_->indexOfRecord(*it));
+  const QModelIndex row = model_->indexOfRecord(hit, RecordTreeModel::kFiles);
+  if (!row.isValid()) return;
+  outline_->selectionModel()->setCurrentIndex(row, QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+  outline_->scrollTo(row);
 }
 
 QString TreePage::textFieldTotalData() const { return totalData_->text(); }

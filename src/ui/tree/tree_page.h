@@ -23,7 +23,9 @@ class QHideEvent;
 
 namespace nua::ui {
 
+class FindBar;
 class MainThreadUiBridge;
+class PreviewWindow;
 class RecordTreeModel;
 class SavingSheet;
 
@@ -55,6 +57,10 @@ class TreePage : public QWidget {
   [[nodiscard]] QPushButton* saveButton() const { return saveButton_; }
   [[nodiscard]] QPushButton* saveScanButton() const { return saveScanButton_; }
   [[nodiscard]] QPushButton* buttonTreeBackToPartitions() const { return backButton_; }
+  // The "View File" button, the preview window and the find field with its buttons.
+  [[nodiscard]] QPushButton* previewButton() const { return previewButton_; }
+  [[nodiscard]] PreviewWindow* previewWindow() const { return previewWindow_; }
+  [[nodiscard]] FindBar* findBar() const { return findBar_; }
   [[nodiscard]] QString textFieldTotalData() const;
   [[nodiscard]] QString textFieldMarkedData() const;
   [[nodiscard]] QString textFieldSavedData() const;
@@ -67,6 +73,8 @@ class TreePage : public QWidget {
   void toggleTreeDeleted();
   // The save button: the question, the folder chooser, the checks, then the run on a worker.
   void saveData();
+  // The "View File" button, a double click, and a new selection while the window is open.
+  void preview();
 
  signals:
   void backClicked();
@@ -90,6 +98,8 @@ class TreePage : public QWidget {
   void savingDone(const nua::SaveReport& report);
   void joinWorker();
   [[nodiscard]] std::optional<QString> runFolderChooser();
+  void outlineViewSelectionDidChange();
+  void showFindHit(nua::NewDir* hit);
 
   nua::Kelvo_Recovery_SoftwareAppDelegate& controller_;
   std::unique_ptr<MainThreadUiBridge> bridge_;
@@ -111,6 +121,9 @@ class TreePage : public QWidget {
   QLabel* totalData_ = nullptr;
   QLabel* markedData_ = nullptr;
   QLabel* savedData_ = nullptr;
+  QPushButton* previewButton_ = nullptr;
+  PreviewWindow* previewWindow_ = nullptr;
+  FindBar* findBar_ = nullptr;
   QDialog* preparingSheet_ = nullptr;
   SavingSheet* savingSheet_ = nullptr;
 };
