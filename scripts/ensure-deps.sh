@@ -25,6 +25,8 @@ if [ "${1:-}" = "--tests" ]; then
     clang libclang-rt-14-dev
     # camera RAW builders are confirmed by exiftool; MIDI files come from abc2midi
     libimage-exiftool-perl abcmidi lame
+    # E01 sets are made by ewfacquire, kit .dmg images converted back by dmg2img
+    ewf-tools dmg2img
   )
 fi
 
