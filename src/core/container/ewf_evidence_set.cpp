@@ -75,6 +75,12 @@ std::unique_ptr<EwfEvidenceSet> EwfEvidenceSet::open(const std::string& firstPat
     return nullptr;
   }
   set->sizeInBytes_ = mediaSize;
+  // libewf opens a set whose segment was cut short and reads the lost chunks as zeros: refuse it.
+  if (libewf_handle_segment_files_corrupted(handle, &error) != 0) {
+    problem = takeError(error, "a segment file is truncated or damaged");
+    errorNumber = EIO;
+    return nullptr;
+  }
   set->fields_.caseNumber = headerValue(handle, "case_number");
   set->fields_.examinerName = headerValue(handle, "examiner_name");
   set->fields_.acquiryDate = headerValue(handle, "acquiry_date");
@@ -104,9 +110,17 @@ ReadOutcome EwfEvidenceSet::readAt(std::uint64_t byteOffset, std::span<std::byte
   const std::size_t wanted = buffer.size() < left ? buffer.size() : static_cast<std::size_t>(left);
   std::size_t done = 0;
   std::lock_guard lock(handleMutex_);
+  auto* handle = static_cast<libewf_handle_t*>(handle_);
+  const auto checksumErrors = [handle] {
+    std::uint32_t count = 0;
+    libewf_error_t* error = nullptr;
+    if (libewf_handle_get_number_of_checksum_errors(handle, &count, &error) != 1) libewf_error_free(&error);
+    return count;
+  };
+  const std::uint32_t errorsBefore = checksumErrors();
   while (done < wanted) {
     libewf_error_t* error = nullptr;
-    const ssize_t got = libewf_handle_read_random(static_cast<libewf_handle_t*>(handle_), buffer.data() + done,
+    const ssize_t got = libewf_handle_read_random(handle, buffer.data() + done,
                                                   wanted - done, static_cast<off64_t>(byteOffset + done), &error);
     if (error) libewf_error_free(&error);
     if (got <= 0) {
@@ -114,6 +128,11 @@ ReadOutcome EwfEvidenceSet::readAt(std::uint64_t byteOffset, std::span<std::byte
       return ReadOutcome::kFailed;
     }
     done += static_cast<std::size_t>(got);
+  }
+  // A chunk whose checksum failed was read anyway; its bytes cannot be trusted.
+  if (checksumErrors() != errorsBefore) {
+    errorNumber = EIO;
+    return ReadOutcome::kFailed;
   }
   return wanted == buffer.size() ? ReadOutcome::kComplete : ReadOutcome::kShortAtEnd;
 }
