@@ -50,6 +50,21 @@ for scenario in hfs-basic fat16-basic; do
   done
 done
 
+# The partitions inside a .dmg are listed as for the raw disk.
+"$mkimage" make gpt "$work/gpt.img" > /dev/null
+"$mkimage" udif "$work/gpt.img" "$work/gpt.dmg" zlib
+"$recover" drives --image "$work/gpt.img" | grep -v "^    Mount Point:" | sed 's/gpt\.img/gpt.X/' > "$work/a.txt"
+"$recover" drives --image "$work/gpt.dmg" | grep -v "^    Mount Point:" | sed 's/gpt\.dmg/gpt.X/' > "$work/b.txt"
+grep -q '^Volumes (3)' "$work/a.txt" && cmp -s "$work/a.txt" "$work/b.txt" || { echo "dmg partitions"; diff "$work/a.txt" "$work/b.txt"; exit 1; }
+
+# A session of an E01 set names the container and reopens from it with the same tree and files.
+"$recover" scan "$work/fat16-basic.E01" --mode files --json --quiet --session-out "$work/s.nvs" > "$work/scan.jsonl" 2> /dev/null
+grep -qa 'containerKind' "$work/s.nvs" && grep -qa 'E01' "$work/s.nvs" || { echo "session lacks the container kind"; exit 1; }
+"$recover" open "$work/s.nvs" --json > "$work/open.jsonl" 2> /dev/null
+cmp -s <(grep '"path"' "$work/scan.jsonl") <(grep '"path"' "$work/open.jsonl") || { echo "reopened E01 session differs"; exit 1; }
+"$recover" open "$work/s.nvs" --quiet --save "$work/session-out" --select all > /dev/null 2>&1 || true
+saved_sums "$work/session-out" | cmp -s - "$work/fat16-basic-raw.sums" || { echo "saved from the session differ"; exit 1; }
+
 # info: the acquiry fields and the stored MD5 checked against the media.
 "$recover" info "$work/hfs-basic.E01" --verify > "$work/info.txt"
 for line in '^Container: E01$' '^Case Number: case 27$' '^Examiner Name: Examiner Nua$' '^Acquiry Date: .' \

@@ -14,10 +14,12 @@ namespace {
 
 // Disk Utility writes chunks of at most 1 MiB inflated; anything far larger is damage, and would
 // otherwise let one table entry ask for gigabytes of memory.
-constexpr std::uint64_t kMaxChunkBytes = 64ull << 20;
+constexpr std::uint64_t kMaxChunkBytes = 16ull << 20;
 constexpr std::uint64_t kMaxPropertyListBytes = 256ull << 20;
-// Enough inflated chunks for several readers (scan, preview, save) to each keep their own run warm.
+// Enough inflated chunks for several readers (scan, preview, save) to each keep their own run warm,
+// within a memory budget that holds even when every chunk is as large as allowed.
 constexpr std::size_t kCachedChunks = 16;
+constexpr std::size_t kCacheBudgetBytes = 64u << 20;
 
 std::string unsupportedCompression(std::uint32_t entryType) {
   const char* name = nullptr;
@@ -182,7 +184,12 @@ std::shared_ptr<const std::vector<std::byte>> UdifImage::inflatedChunk(std::size
   }
   std::lock_guard lock(cacheMutex_);
   cache_.push_front({index, inflated});
-  if (cache_.size() > kCachedChunks) cache_.pop_back();
+  std::size_t cachedBytes = 0;
+  for (const CachedChunk& cached : cache_) cachedBytes += cached.bytes->size();
+  while (cache_.size() > 1 && (cache_.size() > kCachedChunks || cachedBytes > kCacheBudgetBytes)) {
+    cachedBytes -= cache_.back().bytes->size();
+    cache_.pop_back();
+  }
   return inflated;
 }
 
