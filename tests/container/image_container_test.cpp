@@ -13,6 +13,7 @@
 #include <random>
 #include <vector>
 
+#include "base/bytes.h"
 #include "container/split_raw_set.h"
 #include "container/udif_image.h"
 #include "imagekit/scenario.h"
@@ -145,6 +146,20 @@ TEST_F(ContainerFixture, DamagedUdifChunksFailTheReadAndUnsupportedOnesRefuseThe
   int errorNumber = 0;
   EXPECT_EQ(image->readAt(0, buffer, errorNumber), ReadOutcome::kFailed);
   EXPECT_NE(errorNumber, 0);
+
+  // A trailer claiming more sectors than the tables map: the unmapped tail is unknown, not zeros.
+  ASSERT_TRUE(imagekit::writeUdifImage(raw_.string(), f + "/longer.dmg", imagekit::UdifEncoding::kRaw, error));
+  {
+    std::fstream file(f + "/longer.dmg", std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(static_cast<std::streamoff>(fs::file_size(f + "/longer.dmg") - 512 + 492));
+    std::vector<std::byte> count(8);
+    putBe64(count, 0, rawBytes_.size() / 512 + 8);
+    file.write(reinterpret_cast<const char*>(count.data()), 8);
+  }
+  const auto longer = openOrFail(f + "/longer.dmg", problem);
+  ASSERT_TRUE(longer) << problem;
+  EXPECT_EQ(longer->readAt(rawBytes_.size() - 512, buffer, errorNumber), ReadOutcome::kFailed);
+  EXPECT_EQ(longer->readAt(rawBytes_.size() - 4096, std::span(buffer).first(4096), errorNumber), ReadOutcome::kComplete);
 
   ASSERT_TRUE(imagekit::writeUdifImage(raw_.string(), f + "/lzfse.dmg", imagekit::UdifEncoding::kMarkedLzfse, error));
   EXPECT_FALSE(openOrFail(f + "/lzfse.dmg", problem));

@@ -2,6 +2,7 @@
 // cleanly, and each validated field out of range.
 #include <gtest/gtest.h>
 
+#include <random>
 #include <string>
 #include <vector>
 
@@ -126,6 +127,21 @@ TEST(UdifResourceListTest, MissingOrDamagedListsAreProblems) {
                            "<key>blkx</key><array></array>", "<key>blkx</key><array><key>Data</key><data>A*B</data></array>",
                            "<key>blkx</key><array><key>Data</key>"}) {
     EXPECT_TRUE(std::holds_alternative<UdifProblem>(parseUdifBlockTableList(list))) << list;
+  }
+}
+
+// Random and mutated bytes: the parsers only have to return.
+TEST(UdifParsersRobustnessTest, RandomAndMutatedInputsReturn) {
+  std::mt19937 random(2027);
+  const auto goodTable = table(0, 20, 0, {{0x80000005, 0, 10, 0, 100}, {1, 10, 10, 100, 5120}});
+  for (int round = 0; round < 2000; ++round) {
+    std::vector<std::byte> bytes = round % 2 ? goodTrailer() : goodTable;
+    for (int flips = 1 + static_cast<int>(random() % 8); flips > 0; --flips)
+      bytes[random() % bytes.size()] = static_cast<std::byte>(random());
+    bytes.resize(random() % (bytes.size() + 1));
+    (void)parseUdifTrailer(bytes);
+    (void)parseUdifBlockTable(bytes, random());
+    (void)parseUdifBlockTableList(std::string(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
   }
 }
 
