@@ -29,6 +29,8 @@ if [ "${1:-}" = "--tests" ]; then
     libimage-exiftool-perl abcmidi lame
     # reads the manifests in the command-line checks of the lost-volume search
     python3
+    # E01 sets are made by ewfacquire, kit .dmg images converted back by dmg2img
+    ewf-tools dmg2img
   )
 fi
 

@@ -10,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 
 targets=(hfs_volume_header hfs_btree_node hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector fat_volume
          partition_maps partition_records session_file session_record signature_data formats_dispatch
-         file_check_list)
+         file_check_list udif_image)
 for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
 
 image() { "$mkimage" make "$1" "$work/$1.img" "${@:2}" >/dev/null; }
@@ -48,6 +48,13 @@ for s in mbr-ebr mbr-ebr-self-loop gpt hybrid apm; do
   cut "$s" partition_maps $((1024 * 1024))
 done
 cp "$work/hfs-basic.img" "$out/partition_maps/hfs-basic"
+# Kit UDIF images of a small FAT volume in each chunk encoding, and their trailers on their own.
+image fat12-basic
+for encoding in raw zlib bzip2 lzfse-marked; do
+  "$mkimage" udif "$work/fat12-basic.img" "$work/fat12-$encoding.dmg" "$encoding"
+  cp "$work/fat12-$encoding.dmg" "$out/udif_image/fat12-$encoding"
+  tail -c 512 "$work/fat12-$encoding.dmg" > "$out/udif_image/koly-$encoding"
+done
 slice mbr-ebr partition_records 0 512
 slice gpt partition_records 512 512
 slice gpt partition_records 1024 128

@@ -11,9 +11,9 @@
 namespace nua::cli {
 
 int infoCommand(const std::vector<std::string>& args) {
-  const ParsedOptions options = parseOptions(args, {"--sector-size"}, {"--json"});
+  const ParsedOptions options = parseOptions(args, {"--sector-size"}, {"--json", "--verify"});
   if (!options.error.empty() || options.positional.size() != 1) {
-    std::fprintf(stderr, "nua-recover info: %s\nusage: nua-recover info TARGET [--sector-size N] [--json]\n",
+    std::fprintf(stderr, "nua-recover info: %s\nusage: nua-recover info TARGET [--sector-size N] [--verify] [--json]\n",
                  options.error.empty() ? "one TARGET is needed" : options.error.c_str());
     return 2;
   }
@@ -25,7 +25,12 @@ int infoCommand(const std::vector<std::string>& args) {
     }
     sectorSize = static_cast<std::uint32_t>(std::stoul(*v));
   }
-  const Dict d = describeSource(options.positional.front(), sectorSize);
+  Dict d = describeSource(options.positional.front(), sectorSize);
+  if (options.flag("--verify") && !d.has("Error")) {
+    const Dict check = verifyStoredDigest(options.positional.front());
+    d.set("MD5 Check", check.string("MD5 Check"));
+    if (check.has("Computed MD5")) d.set("Computed MD5", check.string("Computed MD5"));
+  }
   if (options.flag("--json")) {
     std::cout << toJson(d) << "\n";
   } else if (d.has("Error")) {
@@ -35,7 +40,10 @@ int infoCommand(const std::vector<std::string>& args) {
               << "Type: " << (d.boolean("Block Device") ? "block device" : "disk image") << "\n"
               << "Size: " << sizeText(d.uint64("Size")) << " (" << d.uint64("Size") << " bytes)\n"
               << "Sector size: " << d.uint64("Preferred Block Size") << "\n"
-              << "Layout: " << d.string("Layout") << "\n";
+              << "Layout: " << d.string("Layout") << "\n"
+              << "Container: " << d.string("Container") << "\n";
+    for (const char* key : {"Case Number", "Examiner Name", "Acquiry Date", "Stored MD5", "MD5 Check"})
+      if (d.has(key)) std::cout << key << ": " << d.string(key) << "\n";
   }
   return d.has("Error") ? 1 : 0;
 }

@@ -308,8 +308,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 // ---- Disk images and rights ----
 
 void MainWindow::chooseDiskImage() {
-  const QString path = QFileDialog::getOpenFileName(this, tr("Add Disk Image"), QDir::homePath(),
-                                                    tr("Disk images (*.img *.dmg *.iso *.bin *.raw *.dd);;All files (*)"));
+  // Containers are named by their first piece: E01 sets and split raw sets.
+  const QString path = QFileDialog::getOpenFileName(
+      this, tr("Add Disk Image"), QDir::homePath(),
+      tr("Disk images (*.img *.dmg *.iso *.bin *.raw *.dd *.E01 *.e01 *.Ex01 *.001 *.000 *aa);;All files (*)"));
   if (!path.isEmpty()) addDiskImage(path);
 }
 

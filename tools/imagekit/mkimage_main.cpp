@@ -5,6 +5,7 @@
 
 #include "imagekit/manifest.h"
 #include "imagekit/scenario.h"
+#include "imagekit/udif_writer.h"
 
 namespace {
 
@@ -18,7 +19,8 @@ int usage(const std::string& message) {
   if (!message.empty()) std::fprintf(stderr, "nua-mkimage: %s\n", message.c_str());
   std::fprintf(stderr,
                "usage: nua-mkimage list\n"
-               "       nua-mkimage make SCENARIO OUT.img [--manifest OUT.json] [--seed N] [--key value ...]\n");
+               "       nua-mkimage make SCENARIO OUT.img [--manifest OUT.json] [--seed N] [--key value ...]\n"
+               "       nua-mkimage udif IN.img OUT.dmg raw|zlib|bzip2|lzfse-marked\n");
   return kExitUsage;
 }
 
@@ -69,6 +71,22 @@ int makeImage(const std::vector<std::string>& args) {
   return kExitOk;
 }
 
+int makeUdif(const std::vector<std::string>& args) {
+  if (args.size() != 3) return usage("udif needs an image, an output path and a chunk encoding");
+  using nua::imagekit::UdifEncoding;
+  UdifEncoding encoding = UdifEncoding::kRaw;
+  if (args[2] == "zlib") encoding = UdifEncoding::kZlib;
+  else if (args[2] == "bzip2") encoding = UdifEncoding::kBzip2;
+  else if (args[2] == "lzfse-marked") encoding = UdifEncoding::kMarkedLzfse;
+  else if (args[2] != "raw") return usage("unknown chunk encoding \"" + args[2] + "\"");
+  std::string error;
+  if (!nua::imagekit::writeUdifImage(args[0], args[1], encoding, error)) {
+    std::fprintf(stderr, "nua-mkimage: %s\n", error.c_str());
+    return kExitFailed;
+  }
+  return kExitOk;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -78,5 +96,6 @@ int main(int argc, char** argv) {
   args.erase(args.begin());
   if (command == "list" && args.empty()) return listScenarios();
   if (command == "make") return makeImage(args);
+  if (command == "udif") return makeUdif(args);
   return usage("unknown command \"" + command + "\"");
 }

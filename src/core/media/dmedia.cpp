@@ -16,6 +16,7 @@ void DMedia::initWithDictionary(const Dict& dict, MediaContext context) {
   const std::int64_t sector = dict.int64("Preferred Block Size");
   u32BytesInSector = sector > 0 && sector <= (1 << 20) ? static_cast<std::int32_t>(sector) : 512;
   path = dict.string("Path");
+  containerKind = dict.string("Container");
   sizeInBytes = dict.uint64("Size");
   sizeInSect = sizeInBytes / static_cast<std::uint64_t>(u32BytesInSector);
   model = dict.string("device model");

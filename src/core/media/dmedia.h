@@ -53,6 +53,8 @@ class DMedia {
 
   // Fields, named as the rest of the engine knows them.
   std::string path;
+  // "Container" of the discovery dictionary: "split raw", "E01" or "UDIF"; empty for a device or raw image.
+  std::string containerKind;
   std::uint64_t sizeInBytes = 0;
   std::uint64_t sizeInSect = 0;
   std::string model, serial, revision;

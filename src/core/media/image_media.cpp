@@ -68,6 +68,9 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
              {"Physical Interconnect", file->isBlockDevice() ? "Block Device" : "Disk Image"},
              {"CFBundleIdentifier", "org.freedesktop.icon-theme"},
              {"IOBundleResourceFile", file->isBlockDevice() ? "drive-harddisk" : "media-optical"}};
+  // Carried into the volumes and on into a session, which names the container it was read from.
+  if (file->containerKind() != ContainerKind::kRaw)
+    drive.set("Container", std::string(containerKindName(file->containerKind())));
 
   DMedia media;
   media.initWithDictionary(drive, {});

@@ -4,6 +4,8 @@
 #include <vector>
 
 #include "base/bytes.h"
+#include "container/ewf_evidence_set.h"
+#include "container/media_digest.h"
 #include "media/device_file.h"
 #include "media/image_geometry.h"
 
@@ -39,12 +41,21 @@ std::string layoutOf(ByteSpan head, std::uint32_t sectorSize, const ByteReader& 
 Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
   Dict d{{"Path", path}};
   int errorNumber = 0;
-  auto file = DeviceFile::open(path, errorNumber);
+  std::string problem;
+  auto file = DeviceFile::open(path, errorNumber, problem);
   if (!file) {
-    d.set("Error", std::string(std::strerror(errorNumber)));
+    d.set("Error", problem.empty() ? std::string(std::strerror(errorNumber)) : problem);
     return d;
   }
   d.set("Size", file->sizeInBytes());
+  d.set("Container", std::string(containerKindName(file->containerKind())));
+  if (const auto* set = dynamic_cast<const EwfEvidenceSet*>(&file->container())) {
+    const EwfAcquiryFields& fields = set->acquiryFields();
+    if (!fields.caseNumber.empty()) d.set("Case Number", fields.caseNumber);
+    if (!fields.examinerName.empty()) d.set("Examiner Name", fields.examinerName);
+    if (!fields.acquiryDate.empty()) d.set("Acquiry Date", fields.acquiryDate);
+    if (!fields.storedMd5.empty()) d.set("Stored MD5", fields.storedMd5);
+  }
   d.set("Preferred Block Size", sectorSizeOverride ? sectorSizeOverride : file->sectorSize());
   d.set("Block Device", file->isBlockDevice());
   std::vector<std::byte> head(2 * 4096, std::byte{0});
@@ -61,6 +72,26 @@ Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride) {
   if (!sectorSizeOverride && !file->isBlockDevice()) sectorSize = imageSectorSize(head, file->sizeInBytes(), read);
   d.set("Preferred Block Size", sectorSize);
   d.set("Layout", layoutOf(head, sectorSize, read));
+  return d;
+}
+
+Dict verifyStoredDigest(const std::string& path) {
+  Dict d{{"Path", path}};
+  int errorNumber = 0;
+  std::string problem;
+  auto file = DeviceFile::open(path, errorNumber, problem);
+  const auto* set = file ? dynamic_cast<const EwfEvidenceSet*>(&file->container()) : nullptr;
+  if (!set || set->acquiryFields().storedMd5.empty()) {
+    d.set("MD5 Check", std::string("no MD5 stored"));
+    return d;
+  }
+  const auto computed = mediaMd5(*set, nullptr);
+  if (!computed) {
+    d.set("MD5 Check", std::string("media cannot be read"));
+    return d;
+  }
+  d.set("Computed MD5", *computed);
+  d.set("MD5 Check", std::string(*computed == set->acquiryFields().storedMd5 ? "matches" : "does not match"));
   return d;
 }
 

@@ -144,6 +144,7 @@ KeyedObject encodeVolume(const Volume& v) {
   setTextIfPresent(object, "volumeContent", v.volumeContent);
   setTextIfPresent(object, "scanMode", v.scanMode);
   setTextIfPresent(object, "path", v.path);
+  setTextIfPresent(object, "containerKind", v.containerKind);
   object.set("sizeInSect", KeyedValue::integer(KeyedKind::kUInt64, v.sizeInSect));
   object.set("HPlusVolStart", KeyedValue::int64(static_cast<std::int64_t>(v.HPlusVolStart)));
   object.set("blockSize", KeyedValue::int32(v.blockSize));
@@ -182,6 +183,7 @@ Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value) {
   keys.text("volumeContent", v->volumeContent);
   keys.text("scanMode", v->scanMode);
   keys.text("path", v->path);
+  keys.text("containerKind", v->containerKind);
   keys.number("sizeInSect", v->sizeInSect);
   keys.number("HPlusVolStart", v->HPlusVolStart);
   keys.number("blockSize", v->blockSize);
