@@ -24,7 +24,8 @@ int makeAdvTree(HfsVolume& hfs) {
     // The walk read only live records: what deletion left in the catalog's nodes is judged against
     // them and placed before the volume search, whose catalog-file finds the walk already has.
     v.orphEntriesTotal = 0;
-    NodeSlackSearch slack(hfs, nullptr);
+    const LiveCatalogIds live = liveCatalogIdsOfTree(v.dirRoot);
+    NodeSlackSearch slack(hfs, &live);
     slack.findDeletedEntries();
     if (v.orphEntriesTotal != 0) {
       processOrphanEntriesWithIncrement(v, false, false);

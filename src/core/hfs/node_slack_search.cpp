@@ -176,15 +176,24 @@ void NodeSlackSearch::takeFolder(const FragmentRecord& record) {
 }
 
 bool NodeSlackSearch::copyOfLiveFile(const FragmentRecord& record) const {
-  if (!v_.btreeNormalScan) return false;
   const HFSPlusCatalogFile_& f = record.file;
-  ItemType* live = v_.btreeNormalScan->retrieveKeyField(f.fileID);
-  if (live == nullptr || live->dir == nullptr) return false;
-  // The live table keeps data and resource together; a copy matches by either sum.
-  const std::uint64_t size = live->dir->fileSize;
+  std::uint64_t size = 0;
+  std::u16string name;
+  if (live_ != nullptr && live_->files.count(f.fileID) != 0) {
+    const LiveCatalogIds::LiveFile& file = live_->files.at(f.fileID);
+    size = file.size;
+    name = file.name;
+  } else if (ItemType* item = v_.btreeNormalScan ? v_.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
+             item != nullptr && item->dir != nullptr) {
+    size = item->dir->fileSize;
+    name = NewDirArena::fileNameOfDir(item->dir).value_or(u"");
+  } else {
+    return false;
+  }
+  // The deleted-file scan's live table keeps data and resource together; a copy matches by either.
   const bool sameSize =
       size == f.dataFork.logicalSize || size == f.dataFork.logicalSize + f.resourceFork.logicalSize;
-  return sameSize && NewDirArena::fileNameOfDir(live->dir).value_or(u"") == record.key.name;
+  return sameSize && name == record.key.name;
 }
 
 void NodeSlackSearch::takeFile(const FragmentRecord& record) {
@@ -208,6 +217,23 @@ void NodeSlackSearch::takeFile(const FragmentRecord& record) {
   v_.dataSize += dir->fileSize;
   files_.push_back(SlackFile{dir, f.dataFork.totalBlocks});
   placeDeletedEntry(v_, dir);
+}
+
+LiveCatalogIds liveCatalogIdsOfTree(const NewDir* root) {
+  LiveCatalogIds live;
+  std::vector<const NewDir*> stack;
+  if (root != nullptr) stack.push_back(root);
+  for (std::size_t steps = 0; !stack.empty() && steps < kMaxTreeWalkSteps; ++steps) {
+    const NewDir* at = stack.back();
+    stack.pop_back();
+    if (at->fileType == 2) {
+      live.files[at->fileID] = {NewDirArena::fileNameOfDir(at).value_or(u""), at->fileSize};
+    } else if (at != root) {
+      live.folders.insert(at->fileID);
+    }
+    for (const NewDir* child : at->childList) stack.push_back(child);
+  }
+  return live;
 }
 
 void NodeSlackSearch::finishFiles() {

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
+#include <unordered_map>
 #include <unordered_set>
 
 #include <vector>
@@ -13,15 +15,24 @@
 
 namespace nua {
 
-// What the live catalog holds beside btree: folders by id (the deleted-file scan keeps them apart).
+// What the live catalog holds beside btree: folders by id, and files by id with their name and data
+// size when btreeNormalScan doesn't hold them.
 struct LiveCatalogIds {
+  struct LiveFile {
+    std::u16string name;
+    std::uint64_t size = 0;
+  };
   std::unordered_set<std::uint32_t> folders;
+  std::unordered_map<std::uint32_t, LiveFile> files;
 };
+
+// The folders and files of a tree the catalog walk built, bounded like every tree walk.
+[[nodiscard]] LiveCatalogIds liveCatalogIdsOfTree(const NewDir* root);
 
 // Reads every catalog node (bounded by the catalog file and its header's node count): a leaf in use
 // gives the records in its slack, a leaf the map marks free all its records. A record counts as deleted
-// under the journal's rules: its id isn't in btree, and no live file (btreeNormalScan, when present)
-// has its id, name and size. Deleted entries hang under their folder in btree or wait in btreeOrph, and
+// under the journal's rules: its id isn't in btree, and no live file (btreeNormalScan, or the given
+// live files) has its id, name and size. Deleted entries hang under their folder in btree or wait in btreeOrph, and
 // are counted. Needs the catalog header to have been read (catNodeSize); does nothing otherwise.
 // Stops at stopTreeThread.
 class NodeSlackSearch {
