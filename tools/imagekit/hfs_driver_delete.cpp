@@ -62,9 +62,9 @@ class TreeFileEdit {
     return removed;
   }
 
-  // Frees an emptied leaf: its map bit, the sibling links and header fields that name it, and the
-  // index record that points to it. Its bytes stay as they are.
-  void freeLeaf(std::uint32_t n, const std::vector<std::byte>& leaf) {
+  // Frees an emptied node: its map bit, the sibling links and header fields that name it, and the
+  // index record that points to it (freeing that index node in turn when it empties). Its bytes stay.
+  void freeNode(std::uint32_t n, const std::vector<std::byte>& leaf) {
     const std::uint32_t forward = be32(leaf, 0), backward = be32(leaf, 4);
     if (forward != 0) {
       auto next = read(forward);
@@ -78,8 +78,8 @@ class TreeFileEdit {
     }
     auto header = read(0);
     const std::size_t h = kDescriptorSize;
-    if (be32(header, h + 10) == n) putBe32(header, h + 10, forward);
-    if (be32(header, h + 14) == n) putBe32(header, h + 14, backward);
+    if (static_cast<std::int8_t>(leaf[8]) == kLeaf && be32(header, h + 10) == n) putBe32(header, h + 10, forward);
+    if (static_cast<std::int8_t>(leaf[8]) == kLeaf && be32(header, h + 14) == n) putBe32(header, h + 14, backward);
     if (be32(header, h + 2) == n) {  // the root itself: the tree is empty now
       putBe32(header, h + 2, 0);
       putBe16(header, h + 0, 0);
@@ -98,6 +98,7 @@ class TreeFileEdit {
         if (be32(node, at + keyBytes) != n) continue;
         (void)removeRecord(node, r);
         write(i, node);
+        if (be16(node, 10) == 0) freeNode(i, node);
         break;
       }
     }
@@ -127,7 +128,7 @@ class TreeFileEdit {
       const bool emptied = be16(node, 10) == 0;
       write(n, node);
       addLeafRecords(-static_cast<std::int32_t>(removed.size()));
-      if (emptied) freeLeaf(n, node);
+      if (emptied) freeNode(n, node);
       const std::size_t freeStart = be16(node, node.size() - 2 * (be16(node, 10) + 1));
       for (const auto& record : removed) {
         const auto found = std::search(node.begin() + static_cast<std::ptrdiff_t>(freeStart), node.end(), record.begin(), record.end());
