@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <set>
 
 #include "app/scan_entries.h"
 #include "app/scan_run.h"
+#include "view/recover_to_folder.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
 
@@ -124,6 +126,35 @@ INSTANTIATE_TEST_SUITE_P(
       return std::string(std::get<0>(param.param) == Scan::kAdvanced ? "Advanced" : "DeletedFiles") + "PerLeaf" +
              std::get<1>(param.param);
     });
+
+// Saving everything the advanced scan found writes each deleted file whose blocks are free byte-exact,
+// and reports the file whose blocks a live file took as not its own data rather than saved.
+TEST(NodeSlackSave, AReusedFileIsNeverReportedSavedWhole) {
+  const KitImage image = makeKitImage("hfs-node-slack");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  const imagekit::ManifestVolume& manifest = image.manifest.volumes.at(0);
+  auto v = runScan(image, Scan::kAdvanced);
+  const std::filesystem::path out = testing::imageFolder() / "node-slack-saved";
+  SilentUiBridge ui;
+  const RecoverResult result = recoverToFolder(*v, {out.string(), {"all"}, false, false}, ui, nullptr);
+  ASSERT_TRUE(result.saved) << result.message;
+  std::set<std::string> failed;
+  for (const SaveFailure& f : result.report.failures) failed.insert(f.path);
+  std::size_t reused = 0;
+  for (const auto& e : manifest.entries) {
+    if (!e.deleted || e.folder || !survives(e)) continue;
+    const bool listedInFailures = std::any_of(failed.begin(), failed.end(),
+                                              [&](const std::string& p) { return p.find(e.name) != std::string::npos; });
+    if (e.reused) {
+      ++reused;
+      EXPECT_TRUE(listedInFailures) << e.path;
+      continue;
+    }
+    EXPECT_FALSE(listedInFailures) << e.path;
+  }
+  EXPECT_EQ(reused, 1u);
+  std::filesystem::remove_all(out);
+}
 
 }  // namespace
 }  // namespace nua
