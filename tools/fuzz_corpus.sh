@@ -8,8 +8,8 @@ mkimage=$build/tools/imagekit/nua-mkimage
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
-targets=(hfs_volume_header hfs_btree_node hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector fat_volume
-         partition_maps partition_records session_file session_record signature_data formats_dispatch
+targets=(hfs_volume_header hfs_btree_node hfs_node_slack hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector
+         fat_volume partition_maps partition_records session_file session_record signature_data formats_dispatch
          file_check_list udif_image)
 for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
 
@@ -34,6 +34,16 @@ for s in hfs-basic hfs-fragmented hfs-journal-deleted; do
     read -r kind height < <(od -An -tx1 -j $((at + 8)) -N2 "$work/$s.img")
     case "$kind:$height" in ff:01 | 00:0[2-8] | 01:00) slice "$s" hfs_btree_node "$at" 4096 ;; esac
   done
+done
+
+# Catalog and extents nodes of a volume whose deletions left records in node slack and freed nodes.
+image hfs-node-slack
+cp "$work/hfs-node-slack.img" "$out/hfs_catalog_scan/hfs-node-slack"
+cp "$work/hfs-node-slack.img" "$out/hfs_deleted_file_scan/hfs-node-slack"
+size=$(stat -c %s "$work/hfs-node-slack.img")
+for ((at = 4096; at < size; at += 4096)); do
+  read -r kind height < <(od -An -tx1 -j $((at + 8)) -N2 "$work/hfs-node-slack.img")
+  case "$kind:$height" in ff:01) slice hfs-node-slack hfs_node_slack "$at" 4096 ;; esac
 done
 
 for s in fat12-basic fat16-basic fat32-basic fat-chain-loop fat-dir-loop fat-oversized-boot fat-second-fat-differs \

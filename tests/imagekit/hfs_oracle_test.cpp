@@ -121,6 +121,8 @@ const OracleCase kCases[] = {
     {"node8192", "hfs-basic", {{"node-size", "8192"}}},
     {"deep_index", "hfs-fragmented", {{"records-per-leaf", "2"}}},
     {"sector4096", "hfs-basic", {{"sector-size", "4096"}}},
+    {"node_slack", "hfs-node-slack", {}},
+    {"node_slack_deep", "hfs-node-slack", {{"records-per-leaf", "4"}}},
     {"sector4096_block512", "hfs-journal-deleted", {{"sector-size", "4096"}, {"block-size", "512"}}},
 };
 

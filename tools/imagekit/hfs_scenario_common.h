@@ -11,8 +11,9 @@ namespace nua::imagekit {
 
 // Fills the volume volumeSpec's files and scenario-specific knobs after the common options are applied.
 using HfsScenarioBuild = std::function<bool(HfsVolumeSpec&, const ScenarioOptions&, std::string& error)>;
-// Damages the written volume on purpose; the manifest still lists what was written.
-using HfsScenarioDamage = std::function<bool(ImageWriter&, const ManifestVolume&, std::string& error)>;
+// Damages or edits the written volume on purpose; an edit that changes what a reader should find
+// (a deletion) updates the manifest too.
+using HfsScenarioDamage = std::function<bool(ImageWriter&, ManifestVolume&, std::string& error)>;
 
 // Reads --block-size, --sector-size, --node-size, --extents-node-size, --records-per-leaf, --hfsx,
 // --journaled and the seed into `volumeSpec`; false with `error` on a malformed value.
@@ -25,5 +26,7 @@ using HfsScenarioDamage = std::function<bool(ImageWriter&, const ManifestVolume&
 
 // hfs-many lives in its own file because it streams its catalog.
 void registerHfsManyScenario();
+// Driver-style deletions without a journal: records in node slack and freed nodes.
+void registerHfsSlackScenarios();
 
 }  // namespace nua::imagekit

@@ -181,6 +181,7 @@ void registerHfsScenarios() {
   addScenario("hfs-reformatted", "empty HFS+ over old catalog leaves left in free space", makeReformatted);
   addScenario("hfs-two-extent-catalog", "HFS+ whose catalog file has two extents", makeTwoExtentCatalog);
   registerHfsManyScenario();
+  registerHfsSlackScenarios();
 }
 
 }  // namespace nua::imagekit

@@ -13,7 +13,7 @@ nlohmann::json toJson(const ManifestEntry& entry) {
   nlohmann::json extents = nlohmann::json::array();
   for (const auto& [start, count] : entry.extents) extents.push_back({start, count});
   return {{"path", entry.path},          {"name", entry.name},       {"id", entry.id},
-          {"folder", entry.folder},      {"size", entry.size},       {"deleted", entry.deleted},
+          {"folder", entry.folder},      {"size", entry.size},       {"deleted", entry.deleted},    {"reused", entry.reused},
           {"foundIn", entry.foundIn},    {"extents", extents},       {"sha256", entry.sha256},
           {"createDate", entry.createDate}, {"modDate", entry.modDate}, {"parentId", entry.parentId}};
 }
@@ -41,6 +41,7 @@ ManifestEntry entryFromJson(const nlohmann::json& json) {
   entry.folder = json.value("folder", false);
   entry.size = json.value("size", std::uint64_t{0});
   entry.deleted = json.value("deleted", false);
+  entry.reused = json.value("reused", false);
   entry.foundIn = json.value("foundIn", std::string());
   if (json.contains("extents")) {
     for (const auto& extent : json.at("extents")) {

@@ -20,6 +20,7 @@ struct ManifestEntry {
   bool folder = false;
   std::uint64_t size = 0;  // logical size in bytes; 0 for folders
   bool deleted = false;
+  bool reused = false;  // deleted, and some of its blocks now belong to a live file
   std::string foundIn;  // where a reader finds the record: "catalog", "journal", "free-space", "fat", ...
   std::vector<std::pair<std::uint64_t, std::uint64_t>> extents;  // [startBlock, blockCount] in blocks or clusters
   std::string sha256;  // hex digest of the content; empty for folders

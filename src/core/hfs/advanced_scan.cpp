@@ -2,6 +2,7 @@
 #include "hfs/advanced_scan.h"
 
 #include "hfs/catalog_fragments.h"
+#include "hfs/node_slack_search.h"
 #include "hfs/orphan_entries.h"
 #include "tree/new_dir_ops.h"
 
@@ -19,6 +20,21 @@ int makeAdvTree(HfsVolume& hfs) {
   }
   // Whatever the walk left waiting has been handled by its own orphan pass.
   v.btreeOrph = std::make_unique<BTreeTableClassOrph>();
+  if (walkRan) {
+    // The walk read only live records: what deletion left in the catalog's nodes is judged against
+    // them and placed before the volume search, whose catalog-file finds the walk already has.
+    v.orphEntriesTotal = 0;
+    const LiveCatalogIds live = liveCatalogIdsOfTree(v.dirRoot);
+    NodeSlackSearch slack(hfs, &live);
+    slack.findDeletedEntries();
+    if (v.orphEntriesTotal != 0) {
+      processOrphanEntriesWithIncrement(v, false, false);
+      if (controller != nullptr) controller->invalidateTimer();
+    }
+    slack.finishFiles();
+    v.btreeOrph = std::make_unique<BTreeTableClassOrph>();
+    v.orphEntriesTotal = 0;
+  }
   searchCatFrags(hfs);
   hfs.checkAllocationFile();
   if (walkRan) {

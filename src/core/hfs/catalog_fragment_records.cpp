@@ -80,24 +80,6 @@ NewDir* fragmentFile(Volume& v, const FragmentRecord& record) {
   return dir;
 }
 
-// Hangs a deleted entry under its parent when btree knows it, else leaves it to the orphan pass.
-void placeDeletedEntry(Volume& v, NewDir* dir) {
-  ItemType* parentItem = v.btree->retrieveKeyField(dir->parentID);
-  if (parentItem != nullptr && parentItem->dir != nullptr && parentItem->dir != dir) {
-    dir->parent = parentItem->dir;
-    dir->childBTree = v.btree.get();
-    if (dir->fileType == 2) {
-      raiseAncestorCountsForFile(dir);
-    } else {
-      raiseAncestorCountsForFolder(dir);
-    }
-    addChildUpdateBTree(dir, parentItem->dir, TreeSide::kVolume);
-    return;
-  }
-  ++v.orphEntriesTotal;
-  storeOrphan(v, *v.btreeOrph, dir);
-}
-
 // A file of the journal: fork checks, id unknown to btree, a size and a first extent, then the
 // comparison with the live file of that id.
 void journalFile(Volume& v, const FragmentRecord& record) {
@@ -151,6 +133,24 @@ Dict journalCounts(const Volume& v, const std::string* timeRemaining) {
 }
 
 }  // namespace
+
+// Hangs a deleted entry under its parent when btree knows it, else leaves it to the orphan pass.
+void placeDeletedEntry(Volume& v, NewDir* dir) {
+  ItemType* parentItem = v.btree->retrieveKeyField(dir->parentID);
+  if (parentItem != nullptr && parentItem->dir != nullptr && parentItem->dir != dir) {
+    dir->parent = parentItem->dir;
+    dir->childBTree = v.btree.get();
+    if (dir->fileType == 2) {
+      raiseAncestorCountsForFile(dir);
+    } else {
+      raiseAncestorCountsForFolder(dir);
+    }
+    addChildUpdateBTree(dir, parentItem->dir, TreeSide::kVolume);
+    return;
+  }
+  ++v.orphEntriesTotal;
+  storeOrphan(v, *v.btreeOrph, dir);
+}
 
 void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSectors) {
   Volume& v = hfs.volume();

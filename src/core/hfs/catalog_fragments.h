@@ -40,4 +40,8 @@ void searchCatFragsForDeletedFiles(HfsVolume& hfs);
 // deleted entry under its parent, or waits in btreeOrph. `timeRemaining` is shown when given.
 void processCatFragForDeletedFiles(HfsVolume& hfs, std::uint64_t sector, const std::string* timeRemaining);
 
+// Hangs a deleted entry under its parent when btree knows it, else stores it in btreeOrph for the
+// orphan pass (counting it in orphEntriesTotal); a second copy of an id already waiting is freed.
+void placeDeletedEntry(Volume& v, NewDir* dir);
+
 }  // namespace nua

@@ -14,6 +14,7 @@
 #include "hfs/hfs_extent_key.h"
 #include "hfs/journal_extent_search.h"
 #include "hfs/leaf_node_search.h"
+#include "hfs/node_slack_search.h"
 #include "hfs/orphan_entries.h"
 #include "tree/new_dir_arena.h"
 #include "tree/new_dir_ops.h"
@@ -237,6 +238,12 @@ void searchJournalForDeletedEntries(HfsVolume& hfs) {
   v.orphEntriesTotal = 0;
   hfs.getJournalSizeAndStart();
   searchCatFragsForDeletedFiles(hfs);
+  // Most volumes have no journal, or one long overwritten: the catalog's own leftovers come next, and
+  // a record the journal already gave is not taken twice.
+  LiveCatalogIds live;
+  for (const auto& [id, folder] : liveFolders) live.folders.insert(id);
+  NodeSlackSearch slack(hfs, &live);
+  slack.findDeletedEntries();
   placeOrphansUnderLiveFolders(v, liveFolders);
   logLine("Removing redundant entries..");
   freeBtreeNormalScanNDIRs(v);
@@ -252,6 +259,7 @@ void searchJournalForDeletedEntries(HfsVolume& hfs) {
   v.sendProgress(Dict{{"Progress Status", "Rearranging extra extents ..."}, {"Progress Type", 0}, {"Start Animation", true}},
                  true);
   rearrangeExtsFound(hfs, v.dirRoot);
+  slack.finishFiles();
   v.sendProgress(Dict{{"Progress Status", "Rearranging extra extents ..."}, {"Stop Animation", true}}, true);
   v.treeScanMode = 1;
 }
