@@ -28,6 +28,7 @@ std::string layoutOf(ByteSpan head, std::uint32_t sectorSize, const ByteReader& 
     if (signature == 0x4244) return "HFS wrapper";
   }
   const bool bootSignature = fits(head.size(), 510, 2) && u8(head, 510) == 0x55 && u8(head, 511) == 0xAA;
+  if (bootSignature && hasText(head, 3, "EXFAT   ")) return "exFAT";
   if (bootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT32"))) return "FAT";
   if (beginsWithFatVolume(head, read)) return "FAT";
   if (bootSignature) return "MBR";

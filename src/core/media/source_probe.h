@@ -9,7 +9,7 @@
 namespace nua {
 
 // Keys: "Path", "Size", "Preferred Block Size", "Block Device" (bool), and "Layout" with one of
-// "MBR", "GPT", "Apple partition map", "HFS+", "HFSX", "HFS wrapper", "FAT", "unknown". A source that
+// "MBR", "GPT", "Apple partition map", "HFS+", "HFSX", "HFS wrapper", "FAT", "exFAT", "unknown". A source that
 // cannot be opened gives "Error" with the reason instead.
 [[nodiscard]] Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride = 0);
 
