@@ -41,6 +41,7 @@ void registerFatGeometryScenarios();
 void registerPartitionScenarios();
 void registerDemoScenarios();
 void registerFatSaveScenarios();
+void registerExfatScenarios();
 
 // Reads an unsigned option; `fallback` when absent. Returns false with `error` set when the value is
 // not a decimal number.

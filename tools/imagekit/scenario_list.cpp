@@ -13,6 +13,7 @@ void registerAllScenarios() {
   registerPartitionScenarios();
   registerDemoScenarios();
   registerFatSaveScenarios();
+  registerExfatScenarios();
   // The FAT, partition-map and demo families add their register...Scenarios() calls here (and their
   // declarations in scenario.h) when their files land.
 }
