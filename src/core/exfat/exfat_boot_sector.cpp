@@ -54,8 +54,9 @@ Parsed<ExfatBootSector> parseExfatBootSector(ByteSpan bytes) {
     return Result::failure(parseReason(kStructure, "SectorsPerClusterShift", 109, "out of range"));
   if (b.numberOfFats != 1 && b.numberOfFats != 2)
     return Result::failure(parseReason(kStructure, "NumberOfFats", 110, "is neither 1 nor 2"));
-  if (b.fatOffset < kExfatBootRegionSectors * 2U || b.fatLength == 0)
+  if (b.fatOffset < kExfatBootRegionSectors * 2U)
     return Result::failure(parseReason(kStructure, "FatOffset", 80, "overlaps the boot regions"));
+  if (b.fatLength == 0) return Result::failure(parseReason(kStructure, "FatLength", 84, "is 0"));
   // Every cluster needs four bytes of FAT, counting the two reserved entries.
   const std::uint64_t fatBytes = std::uint64_t{b.fatLength} * b.bytesPerSector();
   if ((std::uint64_t{b.clusterCount} + 2U) * 4U > fatBytes)
