@@ -29,7 +29,8 @@ TEST_P(Layouts, AreToldFromTheFirstSectors) {
   const Case& c = GetParam();
   std::vector<char> image(16384, 0);
   for (std::size_t i = 0; i < c.bytes.size(); ++i) image[c.offset + i] = static_cast<char>(c.bytes[i]);
-  if (std::string(c.layout) == "MBR" || std::string(c.layout) == "GPT" || std::string(c.layout) == "FAT") {
+  if (std::string(c.layout) == "MBR" || std::string(c.layout) == "GPT" || std::string(c.layout) == "FAT" ||
+      std::string(c.layout) == "exFAT") {
     image[510] = 0x55;
     image[511] = static_cast<char>(0xAA);
   }
@@ -50,6 +51,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"hfsx", 1024, {'H', 'X', 0, 5}, 512, "HFSX"},
                       Case{"wrapper", 1024, {'B', 'D'}, 512, "HFS wrapper"},
                       Case{"fat32", 82, {'F', 'A', 'T', '3', '2'}, 512, "FAT"},
+                      Case{"exfat", 3, {'E', 'X', 'F', 'A', 'T', ' ', ' ', ' '}, 512, "exFAT"},
                       Case{"mbr", 446, {0x80}, 512, "MBR"},
                       Case{"empty", 0, {}, 512, "unknown"}),
     [](const auto& p) { return std::string(p.param.name); });
