@@ -29,7 +29,9 @@ std::uint8_t ExfatDirectoryWalk::enumerateRoot(NewDir* root, std::uint32_t rootC
   ancestors_.assign(1, rootCluster);
   enters_[rootCluster] = 1;
   volume_.sendProgress(Dict{{"TimeRemaining", ""}}, true);
+  heldBytes_ = directory.size();
   enumerateEntries(directory, root, false);
+  heldBytes_ = 0;
   // A walk shorter than one timer tick would otherwise leave the counts on screen at 0.
   volume_.sendProgress(counts(), true);
   return whole ? 1 : 0;
@@ -49,7 +51,9 @@ std::vector<std::byte> ExfatDirectoryWalk::readDirectory(std::uint32_t firstClus
   whole = false;
   std::vector<std::byte> bytes;
   if (!geometry_.isCluster(firstCluster) || geometry_.clusterBytes == 0) return bytes;
-  const std::uint64_t maxClusters = std::max<std::uint64_t>(1, kMaxDirectoryBytes / geometry_.clusterBytes);
+  const std::uint64_t budget = kMaxHeldDirectoryBytes - std::min(heldBytes_, kMaxHeldDirectoryBytes);
+  const std::uint64_t maxClusters = std::min(kMaxDirectoryBytes, budget) / geometry_.clusterBytes;
+  if (maxClusters == 0) return bytes;
   std::vector<std::uint32_t> clusters;
   bool chainWhole = true;
   if (contiguous) {
@@ -201,7 +205,9 @@ void ExfatDirectoryWalk::walkFolder(const ExfatEntrySet& set, bool deleted, NewD
   const bool contiguous = deleted || set.noFatChain();
   const std::vector<std::byte> directory = readDirectory(first, set.dataLength, contiguous, whole);
   ancestors_.push_back(first);
+  heldBytes_ += directory.size();
   enumerateEntries(directory, folder, deleted);
+  heldBytes_ -= directory.size();
   ancestors_.pop_back();
 }
 

@@ -33,6 +33,9 @@ class ExfatDirectoryWalk {
   static constexpr std::uint8_t kMaxEntersPerCluster = 4;
   // No directory may be larger than this; a bigger length or chain is damage.
   static constexpr std::uint64_t kMaxDirectoryBytes = 256ULL * 1024 * 1024;
+  // The directories on the path being walked are held in memory together; damaged folders nested
+  // deep could otherwise each claim the largest size.
+  static constexpr std::uint64_t kMaxHeldDirectoryBytes = 512ULL * 1024 * 1024;
 
   ExfatDirectoryWalk(Volume& volume, const ExfatGeometry& geometry, const ExfatBlockUnits& units, ExfatFatTable& fat,
                      ExfatAllocationBitmap& bitmap)
@@ -44,7 +47,8 @@ class ExfatDirectoryWalk {
   std::uint8_t enumerateRoot(NewDir* root, std::uint32_t rootCluster);
 
   // The bytes of a directory: its FAT chain when `contiguous` is false, otherwise `dataLength` bytes
-  // of consecutive clusters, both within kMaxDirectoryBytes and the heap. `whole` is false when the
+  // of consecutive clusters, both within kMaxDirectoryBytes, what kMaxHeldDirectoryBytes leaves and
+  // the heap. `whole` is false when the
   // chain was cut or a read failed; the bytes read so far are returned.
   [[nodiscard]] std::vector<std::byte> readDirectory(std::uint32_t firstCluster, std::uint64_t dataLength,
                                                      bool contiguous, bool& whole);
@@ -65,6 +69,7 @@ class ExfatDirectoryWalk {
   ExfatAllocationBitmap& bitmap_;
   std::vector<std::uint32_t> ancestors_;  // first clusters of the folders being walked, root first
   std::unordered_map<std::uint32_t, std::uint8_t> enters_;
+  std::uint64_t heldBytes_ = 0;  // bytes of the directories on the current path
 };
 
 }  // namespace nua
