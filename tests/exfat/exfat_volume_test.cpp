@@ -5,12 +5,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <sstream>
 #include <random>
 #include <set>
 
+#include "exfat/exfat_directory_entry.h"
 #include "fat/fat_test_support.h"
 #include "imagekit/fat_tool_runner.h"
 #include "media/image_media.h"
@@ -163,6 +165,100 @@ TEST(ExfatHostile, RandomCorruptionOfAKitVolume) {
     EXPECT_LE(walked.volume->entryCount, 100000U);
   }
 }
+
+}  // namespace
+}  // namespace nua
+
+namespace nua {
+namespace {
+
+// Image offset of the stream extension whose FirstCluster is `cluster`, searched in the root.
+std::uint64_t streamEntryOf(const std::string& path, std::uint32_t cluster) {
+  std::ifstream in(path, std::ios::binary);
+  std::vector<char> raw((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  const ByteSpan image(reinterpret_cast<const std::byte*>(raw.data()), raw.size());
+  const std::uint64_t heap = std::uint64_t{le32(image, 88)} * 512;
+  const std::uint64_t root = heap + std::uint64_t{le32(image, 96) - 2} * 4096;
+  for (std::uint64_t at = root; at < root + 4096; at += 32)
+    if (u8(image, at) == kExfatStreamExtension && le32(image, at + 20) == cluster) return at;
+  return 0;
+}
+
+std::vector<std::uint8_t> le32Bytes(std::uint32_t value) {
+  return {static_cast<std::uint8_t>(value % 256), static_cast<std::uint8_t>(value / 256 % 256),
+          static_cast<std::uint8_t>(value / 65536 % 256), static_cast<std::uint8_t>(value / 16777216)};
+}
+
+struct DamageCase {
+  const char* name;
+  // What to change, given the image and the stream entry of "DCIM".
+  std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>> (*patches)(std::uint64_t dcimStream);
+  bool alert;
+};
+
+class ExfatDamage : public ::testing::TestWithParam<DamageCase> {};
+
+TEST_P(ExfatDamage, GivesFewerEntriesOrTheAlert) {
+  const KitImage image = makeKitImage("exfat-basic");
+  ASSERT_TRUE(image.error.empty()) << image.error;
+  const std::uint32_t dcimCluster = static_cast<std::uint32_t>(image.manifest.volumes.at(0).entries.at(0).id);
+  const std::uint64_t stream = streamEntryOf(image.path, dcimCluster);
+  ASSERT_NE(stream, 0U);
+  std::string path = image.path;
+  int n = 0;
+  for (const auto& [offset, bytes] : GetParam().patches(stream))
+    path = testing::patchedCopy(path, std::string(GetParam().name) + std::to_string(n++), offset, bytes);
+  testing::RecordingController controller;
+  Volume::setAppController(&controller);
+  auto walked = walkExfat(path, 0, image.manifest.imageBytes / 512);
+  Volume::setAppController(nullptr);
+  EXPECT_EQ(controller.alerts.empty(), !GetParam().alert);
+  EXPECT_LT(walked.volume->entryCount, image.manifest.volumes.at(0).entries.size() + 1);
+  if (!GetParam().alert) {
+    EXPECT_GE(walked.volume->entryCount, 3U);  // the root's own files stay
+  }
+}
+
+std::vector<std::uint8_t> zeros(std::size_t n) { return std::vector<std::uint8_t>(n, 0); }
+
+INSTANTIATE_TEST_SUITE_P(
+    Cases, ExfatDamage,
+    ::testing::Values(
+        // Both boot regions gone: nothing to read the volume by.
+        DamageCase{"both-boot-sectors",
+                   [](std::uint64_t) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                           {0, zeros(512)}, {12 * 512, zeros(512)}}; },
+                   true},
+        // The main region's checksum broken by one byte of boot code: the backup holds.
+        DamageCase{"main-checksum",
+                   [](std::uint64_t) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                           {300, {0x77}}}; },
+                   false},
+        // A folder that leads back to the root.
+        DamageCase{"folder-loop",
+                   [](std::uint64_t s) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                             {s + 20, le32Bytes(5)}}; },
+                   false},
+        // A folder claiming the largest length there is, and one starting past the heap.
+        DamageCase{"folder-length",
+                   [](std::uint64_t s) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                             {s + 24, std::vector<std::uint8_t>(8, 0xFF)}, {s + 8, std::vector<std::uint8_t>(8, 0xFF)}}; },
+                   false},
+        DamageCase{"folder-past-heap",
+                   [](std::uint64_t s) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                             {s + 20, le32Bytes(0xFFFFFFF0)}}; },
+                   false},
+        // The FAT's first window all end-of-chain marks, and the bitmap cleared.
+        DamageCase{"fat-and-bitmap",
+                   [](std::uint64_t) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                           {2048 * 512, std::vector<std::uint8_t>(8192, 0xFF)},
+                                           {4096 * 512, zeros(1024)}}; },
+                   false}),
+    [](const auto& p) {
+      std::string name = p.param.name;
+      std::replace(name.begin(), name.end(), '-', '_');
+      return name;
+    });
 
 }  // namespace
 }  // namespace nua
