@@ -54,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"wrapper", 1024, {'B', 'D'}, 512, "HFS wrapper"},
                       Case{"fat32", 82, {'F', 'A', 'T', '3', '2'}, 512, "FAT"},
                       Case{"exfat", 3, {'E', 'X', 'F', 'A', 'T', ' ', ' ', ' '}, 512, "exFAT"},
-                      Case{"exfat-backup", 12 * 512 + 3, {'E', 'X', 'F', 'A', 'T', ' ', ' ', ' '}, 512, "exFAT"},
+                      Case{"exfatBackup", 12 * 512 + 3, {'E', 'X', 'F', 'A', 'T', ' ', ' ', ' '}, 512, "exFAT"},
                       Case{"mbr", 446, {0x80}, 512, "MBR"},
                       Case{"empty", 0, {}, 512, "unknown"}),
     [](const auto& p) { return std::string(p.param.name); });
