@@ -234,6 +234,11 @@ INSTANTIATE_TEST_SUITE_P(
                    [](std::uint64_t) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
                                            {300, {0x77}}}; },
                    false},
+        // Both checksum sectors broken: the sound boot sector still opens the volume.
+        DamageCase{"both-checksums",
+                   [](std::uint64_t) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{
+                                           {11 * 512, zeros(512)}, {23 * 512, zeros(512)}}; },
+                   false},
         // A folder that leads back to the root.
         DamageCase{"folder-loop",
                    [](std::uint64_t s) { return std::vector<std::pair<std::uint64_t, std::vector<std::uint8_t>>>{

@@ -23,12 +23,12 @@ std::uint32_t upcaseTableChecksum(ByteSpan table) {
 
 }  // namespace
 
-Parsed<ExfatBootSector> ExfatVolume::regionAt(std::uint64_t byteOffset) {
+Parsed<ExfatBootSector> ExfatVolume::regionAt(std::uint64_t byteOffset, bool checksummed) {
   std::vector<std::byte> first(kExfatBootSectorSize, std::byte{0});
   if (!readVolumeBytes(volume_, byteOffset, first))
     return Parsed<ExfatBootSector>::failure("exFAT boot region: unreadable");
   const auto boot = parseExfatBootSector(first);
-  if (!boot) return boot;
+  if (!boot || !checksummed) return boot;
   std::vector<std::byte> region(std::size_t{boot->bytesPerSector()} * kExfatBootRegionSectors, std::byte{0});
   if (!readVolumeBytes(volume_, byteOffset, region))
     return Parsed<ExfatBootSector>::failure("exFAT boot region: unreadable");
@@ -37,18 +37,22 @@ Parsed<ExfatBootSector> ExfatVolume::regionAt(std::uint64_t byteOffset) {
 
 std::optional<ExfatBootSector> ExfatVolume::readBootRegion(std::string& reason) {
   usedBackup_ = false;
-  const auto main = regionAt(0);
-  if (main) return *main;
-  reason = "main: " + main.reason;
-  // The backup region starts twelve of the volume's sectors in; a damaged main boot sector can't say
-  // how large those are, so each size is tried.
-  for (std::uint32_t sectorBytes : kSectorSizes) {
-    const auto backup = regionAt(std::uint64_t{sectorBytes} * kExfatBootRegionSectors);
-    if (backup && backup->bytesPerSector() == sectorBytes) {
-      usedBackup_ = true;
-      return *backup;
+  // A region whose checksum holds first, main before backup; then a boot sector that is sound in
+  // itself, since a damaged checksum sector alone must not hide the volume's files.
+  for (const bool checksummed : {true, false}) {
+    const auto main = regionAt(0, checksummed);
+    if (main) return *main;
+    if (checksummed) reason = "main: " + main.reason;
+    // The backup region starts twelve of the volume's sectors in; a damaged main boot sector can't
+    // say how large those are, so each size is tried.
+    for (std::uint32_t sectorBytes : kSectorSizes) {
+      const auto backup = regionAt(std::uint64_t{sectorBytes} * kExfatBootRegionSectors, checksummed);
+      if (backup && backup->bytesPerSector() == sectorBytes) {
+        usedBackup_ = true;
+        return *backup;
+      }
+      if (checksummed && sectorBytes == 512) reason += "; backup: " + backup.reason;
     }
-    if (sectorBytes == 512) reason += "; backup: " + backup.reason;
   }
   return std::nullopt;
 }

@@ -18,7 +18,8 @@ class ExfatVolume {
   explicit ExfatVolume(Volume& volume) : volume_(volume) {}
 
   // The boot sector of the main boot region when it parses and its checksum holds, else that of the
-  // backup region at sector 12; nullopt when neither does. `reason` names what was wrong with each.
+  // backup region at sector 12; when neither checksum holds, the first of the two boot sectors that
+  // parses. nullopt when none does; `reason` names what was wrong with each region.
   [[nodiscard]] std::optional<ExfatBootSector> readBootRegion(std::string& reason);
 
   // Boot region, geometry and the walk from the root into volume.dirRoot; non-zero when the root was
@@ -33,7 +34,8 @@ class ExfatVolume {
   [[nodiscard]] std::optional<bool> upcaseTableChecksumMatches() const { return upcaseMatches_; }
 
  private:
-  [[nodiscard]] Parsed<ExfatBootSector> regionAt(std::uint64_t byteOffset);
+  // The boot sector at `byteOffset`, with the region's checksum checked when `checksummed`.
+  [[nodiscard]] Parsed<ExfatBootSector> regionAt(std::uint64_t byteOffset, bool checksummed);
   void readRootTables(const ExfatGeometry& geometry, std::uint32_t rootCluster, ExfatFatTable& fat,
                       std::uint32_t& bitmapCluster, std::uint64_t& bitmapBytes);
 
