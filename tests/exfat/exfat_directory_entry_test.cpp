@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <random>
+
 #include "exfat/exfat_timestamp.h"
 #include "exfat_bytes_builder.h"
 
@@ -126,6 +128,38 @@ INSTANTIATE_TEST_SUITE_P(
                       TimestampCase{0, 0, 0x80, 0},                               // no date
                       TimestampCase{0x56A07405, 0, 0x80, 0},                      // day 0
                       TimestampCase{0x57AB7405, 0, 0x80, 0}));                    // month 13
+
+}  // namespace
+}  // namespace nua
+
+namespace nua {
+namespace {
+
+// Mutated sets and boot regions with a fixed seed: the only check is that every parser returns.
+TEST(ExfatParsersRobustness, MutatedBytesNeverBreakAParser) {
+  std::mt19937 random(26);
+  const auto liveSet = testing::exfatEntrySet("Forty units long, so three name entries!", false);
+  auto region = testing::exfatBootRegion();
+  testing::resealExfatBootRegion(region);
+  for (int round = 0; round < 3000; ++round) {
+    auto set = liveSet;
+    auto boot = region;
+    for (int i = 0; i < 1 + round % 8; ++i) {
+      put8(set, random() % set.size(), static_cast<std::uint8_t>(random()));
+      put8(boot, random() % 512, static_cast<std::uint8_t>(random()));
+    }
+    const std::size_t cut = random() % (set.size() + 1);
+    if (const auto parsed = parseExfatEntrySet(ByteSpan(set).first(cut))) {
+      EXPECT_LE(parsed->name.size(), kExfatMaxNameUnits);
+      (void)exfatTimestampToHFSSeconds(parsed->create);
+    }
+    (void)parseExfatClusterTableEntry(set);
+    (void)parseExfatVolumeLabel(set);
+    if (const auto parsed = parseExfatBootRegion(boot)) {
+      EXPECT_LE(parsed->bytesPerCluster(), 32U * 1024 * 1024);
+    }
+  }
+}
 
 }  // namespace
 }  // namespace nua
