@@ -16,7 +16,7 @@ packages=(
 if [ "${1:-}" = "--tests" ]; then
   packages+=(
     # independent readers of the test images
-    sleuthkit libfshfs-utils fdisk gdisk
+    sleuthkit libfshfs-utils fdisk gdisk exfatprogs
     # the desktop entry's MIME package is checked by building a database from it
     shared-mime-info
     # makers of real files in the formats the signature rows are checked against

@@ -9,8 +9,8 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 
 targets=(hfs_volume_header hfs_btree_node hfs_node_slack hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector
-         fat_volume partition_maps partition_records session_file session_record signature_data formats_dispatch
-         file_check_list udif_image)
+         fat_volume exfat_boot_region exfat_entry_set exfat_volume partition_maps partition_records session_file
+         session_record signature_data formats_dispatch file_check_list udif_image)
 for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
 
 image() { "$mkimage" make "$1" "$work/$1.img" "${@:2}" >/dev/null; }
@@ -52,6 +52,16 @@ for s in fat12-basic fat16-basic fat32-basic fat-chain-loop fat-dir-loop fat-ove
   cut "$s" fat_volume $((2 * 1024 * 1024))
   slice "$s" fat_boot_sector 0 512
 done
+
+# exFAT: the boot region, the root and its first folders (entry sets, live and deleted), and the
+# first 2.5 MiB, which hold the FAT, the bitmap and every directory of the kit's volumes.
+for s in exfat-basic exfat-damaged-boot; do
+  image "$s"
+  cut "$s" exfat_volume $((5 * 512 * 1024))
+  slice "$s" exfat_boot_region 0 $((24 * 512))
+done
+heap=$(od -An -tu4 -j 88 -N4 "$work/exfat-basic.img" | tr -d ' ')
+slice exfat-basic exfat_entry_set $((heap * 512)) $((64 * 1024))
 
 for s in mbr-ebr mbr-ebr-self-loop gpt hybrid apm; do
   image "$s"

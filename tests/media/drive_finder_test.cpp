@@ -106,6 +106,9 @@ TEST(DriveFinder, SataDiskWithJournaledHfsAndFatVolumes) {
   EXPECT_EQ(hfsLines[2], "Type: Volume");
   EXPECT_EQ(hfsLines[4], "File System: Mac OS Extended (Journaled)");
   EXPECT_EQ(logicalDriveCellLines(fat)[4], "File System: FAT32");
+  Dict exfat = fat;
+  exfat.set("Content", "exFAT");
+  EXPECT_EQ(logicalDriveCellLines(exfat)[4], "File System: exFAT");
 }
 
 TEST(DriveFinder, UsbStickIsNamedByVendorAndProductIdentification) {

@@ -29,9 +29,12 @@ TEST_P(Layouts, AreToldFromTheFirstSectors) {
   const Case& c = GetParam();
   std::vector<char> image(16384, 0);
   for (std::size_t i = 0; i < c.bytes.size(); ++i) image[c.offset + i] = static_cast<char>(c.bytes[i]);
-  if (std::string(c.layout) == "MBR" || std::string(c.layout) == "GPT" || std::string(c.layout) == "FAT") {
-    image[510] = 0x55;
-    image[511] = static_cast<char>(0xAA);
+  if (std::string(c.layout) == "MBR" || std::string(c.layout) == "GPT" || std::string(c.layout) == "FAT" ||
+      std::string(c.layout) == "exFAT") {
+    // The boot signature closes the sector the text is in.
+    const std::size_t sectorEnd = c.offset / 512 * 512 + 510;
+    image[sectorEnd] = 0x55;
+    image[sectorEnd + 1] = static_cast<char>(0xAA);
   }
   const fs::path path = fs::temp_directory_path() / ("nua-probe-" + std::to_string(::getpid()) + c.name);
   std::ofstream(path, std::ios::binary).write(image.data(), static_cast<std::streamsize>(image.size()));
@@ -50,6 +53,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Case{"hfsx", 1024, {'H', 'X', 0, 5}, 512, "HFSX"},
                       Case{"wrapper", 1024, {'B', 'D'}, 512, "HFS wrapper"},
                       Case{"fat32", 82, {'F', 'A', 'T', '3', '2'}, 512, "FAT"},
+                      Case{"exfat", 3, {'E', 'X', 'F', 'A', 'T', ' ', ' ', ' '}, 512, "exFAT"},
+                      Case{"exfatBackup", 12 * 512 + 3, {'E', 'X', 'F', 'A', 'T', ' ', ' ', ' '}, 512, "exFAT"},
                       Case{"mbr", 446, {0x80}, 512, "MBR"},
                       Case{"empty", 0, {}, 512, "unknown"}),
     [](const auto& p) { return std::string(p.param.name); });

@@ -42,6 +42,7 @@ void registerPartitionScenarios();
 void registerDemoScenarios();
 void registerFatSaveScenarios();
 void registerLostVolumeScenarios();
+void registerExfatScenarios();
 
 // Reads an unsigned option; `fallback` when absent. Returns false with `error` set when the value is
 // not a decimal number.

@@ -14,6 +14,7 @@ void registerAllScenarios() {
   registerDemoScenarios();
   registerFatSaveScenarios();
   registerLostVolumeScenarios();
+  registerExfatScenarios();
   // The FAT, partition-map and demo families add their register...Scenarios() calls here (and their
   // declarations in scenario.h) when their files land.
 }

@@ -15,11 +15,14 @@ namespace nua {
 void startMakingTreeHFS(Volume& volume);
 // The tree of a FAT volume: the root record and the directory walk.
 void startMakingTreeFAT(Volume& volume);
+// The tree of an exFAT volume: the root record and the walk of its entry sets.
+void startMakingTreeExFAT(Volume& volume);
 
 // The deleted-file scans with their argument arrays as the wizard built them. Each ends by sending
 // "Tree Complete" itself.
 void scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments);
 void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments);
+void scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments);
 
 // Elements of an argument array, read without trusting its length or types.
 [[nodiscard]] inline const std::string* scanArgumentString(const ScanArguments& arguments, std::size_t index) {

@@ -92,6 +92,8 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments) {
     const std::string& content = volume.volumeContent;
     if (content.rfind("FAT", 0) == 0) {
       startMakingTreeFAT(volume);
+    } else if (content == "exFAT") {
+      startMakingTreeExFAT(volume);
     } else if (content.rfind("Apple", 0) == 0) {
       startMakingTreeHFS(volume);
     }
@@ -115,6 +117,8 @@ void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments) {
     scanForDeletedFilesHFS(volume, arguments);
   } else if (content.rfind("FAT", 0) == 0) {
     scanForDeletedFilesFAT(volume, arguments);
+  } else if (content == "exFAT") {
+    scanForDeletedFilesExFAT(volume, arguments);
   }
 }
 

@@ -23,7 +23,7 @@ std::string fileSystemLine(const Dict& volume) {
   if (content == "Apple_HFSX")
     return journaled ? "File System: Mac OS Extended (Case Sensitive, Journaled)"
                      : "File System: Mac OS Extended (Case Sensitive)";
-  if (content == "FAT12" || content == "FAT16" || content == "FAT32") return "File System: " + content;
+  if (content == "FAT12" || content == "FAT16" || content == "FAT32" || content == "exFAT") return "File System: " + content;
   return "File System: -";
 }
 

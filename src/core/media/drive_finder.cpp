@@ -180,7 +180,8 @@ void DriveFinder::separateDrvVol() {
     entry.set("journaled", "-");
     const std::string content = entry.has("Content") ? entry.string("Content") : std::string("FAT32");
     // FAT12 joins the FAT names: a FAT12 volume (MBR type 0x01) would otherwise never be listed.
-    static const std::set<std::string> fatNames{"DOS_FAT_32", "FAT32", "DOS_FAT_16", "FAT16", "DOS_FAT_12", "FAT12"};
+    static const std::set<std::string> fatNames{"DOS_FAT_32", "FAT32", "DOS_FAT_16", "FAT16", "DOS_FAT_12", "FAT12",
+                                                "exFAT"};
     if (fatNames.count(content)) {
       addFATVolume(entry);
     } else if (content == "Apple_HFS" || content == "HFS+" || content == "Apple_HFSX") {
@@ -192,7 +193,9 @@ void DriveFinder::separateDrvVol() {
         if (const DictValue* v = journal->find(key)) entry.set(key, *v);
       volumeDictArray.push_back(entry);
       volumeDictArrayHFSOnly.push_back(entry);
-    } else if (content == "EBD0A0A2-B9E5-4433-87C0-68B6B72699C7" && probe_.isVolumeFAT(entry)) {
+    } else if ((content == "EBD0A0A2-B9E5-4433-87C0-68B6B72699C7" || content == "Windows_NTFS") &&
+               probe_.isVolumeFAT(entry)) {
+      // MBR type 0x07 is shared by NTFS and exFAT; only the boot sector tells them apart.
       addFATVolume(entry);
     }
   }

@@ -1,5 +1,7 @@
 #include "media/fat_boot_peek.h"
 
+#include <cstring>
+
 namespace nua::peek {
 
 Parsed<FatBootSector> parseFatBootSector(ByteSpan b) {
@@ -68,6 +70,16 @@ bool isFatBootSector(const FatBootSector& boot) {
 
 std::uint64_t firstFatByteOffset(const FatBootSector& boot) {
   return std::uint64_t{boot.reservedSectors} * boot.bytesPerSector;
+}
+
+bool isExfatBootSector(ByteSpan bytes, std::size_t sectorBytes) {
+  // A damaged main boot sector leaves the backup region, which readers fall back to.
+  for (const std::size_t at : {std::size_t{0}, 12 * sectorBytes}) {
+    if (!fits(bytes.size(), at, kFatBootSectorSize)) continue;
+    const ByteSpan sector = bytes.subspan(at, kFatBootSectorSize);
+    if (std::memcmp(sector.data() + 3, "EXFAT   ", 8) == 0 && le16(sector, 510) == 0xAA55) return true;
+  }
+  return false;
 }
 
 }  // namespace nua::peek

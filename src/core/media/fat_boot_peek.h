@@ -51,6 +51,10 @@ struct FatBootSector {
 // 0xF8 to 0xFF. A partition table's boot code and entries do not pass all of these together.
 [[nodiscard]] bool isFatBootSector(const FatBootSector& boot);
 
+// Whether `bytes`, read from a volume's start, hold an exFAT boot sector ("EXFAT   " at byte 3 and
+// the 55 AA signature) at 0, or failing that the backup one twelve sectors of `sectorBytes` in.
+[[nodiscard]] bool isExfatBootSector(ByteSpan bytes, std::size_t sectorBytes = 512);
+
 // Byte offset of the first table from the start of the volume.
 [[nodiscard]] std::uint64_t firstFatByteOffset(const FatBootSector& boot);
 

@@ -20,10 +20,12 @@ bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
   return fits(bytes.size(), offset, length) && std::memcmp(bytes.data() + offset, text, length) == 0;
 }
 
-// What a source begins with when it has no map: "Apple_HFS", "FAT32" (the type is settled later) or "".
+// What a source begins with when it has no map: "Apple_HFS", "exFAT", "FAT32" (the type is settled
+// later) or "".
 std::string bareFileSystem(ByteSpan head, const ByteReader& read) {
   const std::uint16_t signature = be16(head, 1024);
   if (peek::isHfsPlusSignature(signature) || signature == peek::kHfsWrapperSignature) return "Apple_HFS";
+  if (peek::isExfatBootSector(head)) return "exFAT";
   const auto boot = peek::parseFatBootSector(head);
   if (boot && boot->signature == 43605 && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT"))) return "FAT32";
   // A FAT boot sector without the type text (older DOS) is told by its fields and its first table.

@@ -7,6 +7,7 @@
 #include "container/ewf_evidence_set.h"
 #include "container/media_digest.h"
 #include "media/device_file.h"
+#include "media/fat_boot_peek.h"
 #include "media/image_geometry.h"
 
 namespace nua {
@@ -30,6 +31,8 @@ std::string layoutOf(ByteSpan head, std::uint32_t sectorSize, const ByteReader& 
     if (signature == 0x4244) return "HFS wrapper";
   }
   const bool bootSignature = fits(head.size(), 510, 2) && u8(head, 510) == 0x55 && u8(head, 511) == 0xAA;
+  // The backup boot sector tells an exFAT volume whose main one is damaged.
+  if (peek::isExfatBootSector(head)) return "exFAT";
   if (bootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT32"))) return "FAT";
   if (beginsWithFatVolume(head, read)) return "FAT";
   if (bootSignature) return "MBR";

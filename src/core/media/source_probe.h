@@ -9,9 +9,9 @@
 namespace nua {
 
 // Keys: "Path", "Size", "Preferred Block Size", "Block Device" (bool), and "Layout" with one of
-// "MBR", "GPT", "Apple partition map", "HFS+", "HFSX", "HFS wrapper", "FAT", "unknown". A source that
-// cannot be opened gives "Error" with the reason instead. "Container" names the kind ("raw", "split
-// raw", "E01", "UDIF"); an E01 set adds "Case Number", "Examiner Name", "Acquiry Date" and
+// "MBR", "GPT", "Apple partition map", "HFS+", "HFSX", "HFS wrapper", "FAT", "exFAT", "unknown". A
+// source that cannot be opened gives "Error" with the reason instead. "Container" names the kind ("raw",
+// "split raw", "E01", "UDIF"); an E01 set adds "Case Number", "Examiner Name", "Acquiry Date" and
 // "Stored MD5" where it holds them.
 [[nodiscard]] Dict describeSource(const std::string& path, std::uint32_t sectorSizeOverride = 0);
 

@@ -79,11 +79,13 @@ std::optional<Dict> checkForJournal(const Dict& entry) {
 bool isVolumeFAT(const Dict& entry) {
   const std::vector<std::byte> head = readSectors(entry, 0, 4);
   if (head.size() < 85) return false;
+  if (peek::isExfatBootSector(readSectors(entry, 0, 13), sectorSizeOf(entry))) return true;
   return std::memcmp(head.data() + 54, "FAT", 3) == 0 || std::memcmp(head.data() + 82, "FAT", 3) == 0;
 }
 
 std::string fatFileSystemDetermination(const Dict& entry) {
   const std::vector<std::byte> head = readSectors(entry, 0, 4);
+  if (peek::isExfatBootSector(readSectors(entry, 0, 13), sectorSizeOf(entry))) return "exFAT";
   const auto boot = peek::parseFatBootSector(head);
   return boot ? peek::fatTypeOf(*boot, entry.uint64("Size")) : "-";
 }

@@ -14,9 +14,10 @@ namespace nua {
 // `checkForJournal:`: "Content" ("Apple_HFS", "Apple_HFSX" or "-"), "journaled" ("Yes"/"No"),
 // "HFSVolumeStart" and "supportFileSystemRecovery"; nothing when the sectors cannot be read.
 [[nodiscard]] std::optional<Dict> checkForJournal(const Dict& entry);
-// `isVolumeFAT:`: "FAT" at byte 54 or 82 of the first sector; false when unreadable.
+// `isVolumeFAT:`: "FAT" at byte 54 or 82 of the first sector, or an exFAT boot sector; false when
+// unreadable.
 [[nodiscard]] bool isVolumeFAT(const Dict& entry);
-// `fatFileSystemDetermination:`: "FAT12", "FAT16", "FAT32" or "-".
+// `fatFileSystemDetermination:`: "FAT12", "FAT16", "FAT32", "exFAT" or "-".
 [[nodiscard]] std::string fatFileSystemDetermination(const Dict& entry);
 // The FAT test of `checkForFATPartitionByWindows:addTo:` on a drive's sector 0.
 [[nodiscard]] bool isFATWithoutPartitionMap(const Dict& drive);

@@ -1,0 +1,37 @@
+// The exFAT halves of `startMakingTree` and `scanForDeletedFiles`: the root record, then the file
+// system recovery that walks the directories into it, as for FAT.
+#include "app/scan_entries.h"
+#include "exfat/exfat_volume.h"
+#include "tree/new_dir_ops.h"
+#include "tree/tree_cleanup.h"
+
+namespace nua {
+namespace {
+
+void makeExfatRoot(Volume& volume) { volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get()); }
+
+}  // namespace
+
+void startMakingTreeExFAT(Volume& volume) {
+  makeExfatRoot(volume);
+  ExfatVolume exfat(volume);
+  (void)exfat.startExfatFileSystemRecovery();
+}
+
+void scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments) {
+  // After a crash resume the tree has come from the recovery file; no walk happens.
+  if (!volume.autoCrashRecovery) {
+    makeExfatRoot(volume);
+    ExfatVolume exfat(volume);
+    (void)exfat.startExfatFileSystemRecovery();
+  }
+  // Element 1 asks for a signature search, which joins here (over the allocation bitmap's free
+  // clusters) once it is built.
+  if (scanArgumentNumber(arguments, 1).value_or(0) != 0) volume.treeScanMode = 0;
+  volume.processDuplicateEntries();
+  if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
+  volume.sendProgress(
+      Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}, {"Stop Animation", true}}, false);
+}
+
+}  // namespace nua
