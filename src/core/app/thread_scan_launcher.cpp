@@ -41,8 +41,12 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
 
 void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
   join();  // one scan at a time
-  running_ = true;
   const std::uint64_t scanNumber = numberNextScan();
+  if (!drive) {  // nothing to search: the search ends at once, with no volumes
+    reportScanThreadEnded(scanNumber, true);
+    return;
+  }
+  running_ = true;
   thread_ = std::thread([this, scanNumber, drive = std::move(drive)] {
     // The lists travel to the controller inside the progress dictionaries, copied, so the two
     // threads never share them.

@@ -31,22 +31,43 @@ bool isPowerOfTwo(std::uint32_t value) { return value != 0 && (value & (value - 
 
 }  // namespace
 
+namespace {
+
+std::uint64_t metadataSectors(const FatBootSector& boot) {
+  const std::uint64_t rootSectors =
+      (std::uint64_t{boot.rootEntries} * 32U + boot.bytesPerSector - 1U) / boot.bytesPerSector;
+  const std::uint64_t fatSize = boot.fatSize16 != 0 ? boot.fatSize16 : boot.fatSize32;
+  return std::uint64_t{boot.reservedSectors} + std::uint64_t{boot.fatCount} * fatSize + rootSectors;
+}
+
+std::uint64_t clustersIn(const FatBootSector& boot, std::uint64_t totalSectors) {
+  if (boot.bytesPerSector == 0 || boot.sectorsPerCluster == 0) return 0;
+  const std::uint64_t metadata = metadataSectors(boot);
+  return totalSectors <= metadata ? 0 : (totalSectors - metadata) / boot.sectorsPerCluster;
+}
+
+// Whether the first table has an entry for each of `clusters` in the width that count gives.
+bool tableHolds(const FatBootSector& boot, std::uint64_t clusters) {
+  const std::uint64_t bits = clusters < 4085 ? 12 : (clusters < 65525 ? 16 : 32);
+  const std::uint64_t fatSize = boot.fatSize16 != 0 ? boot.fatSize16 : boot.fatSize32;
+  return (clusters + 2) * bits <= fatSize * boot.bytesPerSector * 8;
+}
+
+}  // namespace
+
 std::uint64_t fatVolumeSectors(const FatBootSector& boot, std::uint64_t sourceSectors) {
   const std::uint64_t claimed = boot.totalSectors16 != 0 ? boot.totalSectors16 : boot.totalSectors32;
-  // A cleared or oversized total would hide every cluster of the volume; the holder's length is at hand.
-  if (claimed == 0 || (sourceSectors != 0 && claimed > sourceSectors)) return sourceSectors;
+  // A cleared total would hide every cluster of the volume; the holder's length is at hand.
+  if (claimed == 0) return sourceSectors;
+  // A total beyond the holder is either a volume cut short (an image or partition copied in part),
+  // whose table was sized for the claim and whose clusters keep the layout and width it gives, or a
+  // damaged field, which no table can hold.
+  if (sourceSectors != 0 && claimed > sourceSectors && !tableHolds(boot, clustersIn(boot, claimed))) return sourceSectors;
   return claimed;
 }
 
 std::uint64_t fatClusterCount(const FatBootSector& boot, std::uint64_t sourceSectors) {
-  if (boot.bytesPerSector == 0 || boot.sectorsPerCluster == 0) return 0;
-  const std::uint64_t rootSectors =
-      (std::uint64_t{boot.rootEntries} * 32U + boot.bytesPerSector - 1U) / boot.bytesPerSector;
-  const std::uint64_t fatSize = boot.fatSize16 != 0 ? boot.fatSize16 : boot.fatSize32;
-  const std::uint64_t metadata = std::uint64_t{boot.reservedSectors} + std::uint64_t{boot.fatCount} * fatSize + rootSectors;
-  const std::uint64_t total = fatVolumeSectors(boot, sourceSectors);
-  if (total <= metadata) return 0;
-  return (total - metadata) / boot.sectorsPerCluster;
+  return clustersIn(boot, fatVolumeSectors(boot, sourceSectors));
 }
 
 const char* fatTypeOf(const FatBootSector& boot, std::uint64_t sourceBytes) {

@@ -32,8 +32,10 @@ struct FatBootSector {
 [[nodiscard]] Parsed<FatBootSector> parseFatBootSector(ByteSpan bytes);
 
 // The volume's length in its own sectors: the boot sector's total (the 16-bit field, else the
-// 32-bit one), unless that is 0 or claims more than `sourceSectors`, the partition or image holding
-// the volume; then `sourceSectors`. A `sourceSectors` of 0 means the source's length is unknown.
+// 32-bit one), unless that is 0, or claims more than `sourceSectors` (the partition or image holding
+// the volume) with a table too small for the clusters it claims; then `sourceSectors`. A volume cut
+// short keeps its claimed total, so its type and cluster layout stay those it was formatted with. A
+// `sourceSectors` of 0 means the source's length is unknown.
 [[nodiscard]] std::uint64_t fatVolumeSectors(const FatBootSector& boot, std::uint64_t sourceSectors);
 
 // Data clusters of the volume: sectors behind the reserved area, every table and the fixed root,
