@@ -7,18 +7,18 @@ namespace nua::imagekit {
 namespace {
 
 HfsFileSpec fileAt(const std::string& path, std::uint64_t bytes, std::uint32_t fragments = 1) {
-  HfsFileSpec spec;
-  spec.path = path;
-  spec.patternBytes = bytes;
-  spec.fragments = fragments;
-  return spec;
+  HfsFileSpec file;
+  file.path = path;
+  file.patternBytes = bytes;
+  file.fragments = fragments;
+  return file;
 }
 
 HfsFileSpec folderAt(const std::string& path) {
-  HfsFileSpec spec;
-  spec.path = path;
-  spec.folder = true;
-  return spec;
+  HfsFileSpec folder;
+  folder.path = path;
+  folder.folder = true;
+  return folder;
 }
 
 bool makeNodeSlack(HfsVolumeSpec& volumeSpec, const ScenarioOptions&, std::string&) {

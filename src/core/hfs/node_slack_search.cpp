@@ -259,10 +259,11 @@ void NodeSlackSearch::finishFiles() {
         blocks += d.blockCount;
       }
     }
-    bool complete = blockBytes * blocks >= dir->fileSize;
+    bool inUse = false;
     for (const ExtP& e : dir->dataExt)
-      if (complete && !bitmap.blocksAreFree(e.startBlock, e.blockCount)) complete = false;
-    dir->complete = complete ? 1 : 0;
+      if (!bitmap.blocksAreFree(e.startBlock, e.blockCount)) inUse = true;
+    dir->blocksInUse = inUse ? 1 : 0;
+    dir->complete = blockBytes * blocks >= dir->fileSize && !inUse ? 1 : 0;
   }
 }
 

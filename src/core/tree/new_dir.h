@@ -55,6 +55,9 @@ struct NewDir {
   std::uint8_t isFATEntry = 0;
   std::uint8_t complete = 0;  // file: the extents in hand cover fileSize
   std::uint8_t deleted = 0;   // deleted, lost or carved, or a folder on the way to one
+  // Deleted file: some of its blocks are allocated to the volume's live data now, so its extents no
+  // longer hold only its own bytes. Known while the result is in memory; not kept in session files.
+  std::uint8_t blocksInUse = 0;
   std::vector<ExtP> dataExt;  // data extents in file order
   std::uint32_t dataExtCompCount = 0;  // one above the groups in dataExtComp once the first is added
   std::vector<ExtCompP> dataExtComp;   // extent groups from the journal, not yet placed

@@ -132,6 +132,12 @@ SaveRun::CopyOutcome SaveRun::checkNotOverwritten(const NewDir* file, CopyProgre
   // reused, a contiguous guess running into a live file); the copy then holds that file's bytes. A
   // signature find (it has an extension of its own) may well be a copy of a live file: not checked.
   if (file->deleted != 1 || file->extensionLength() != 0) return CopyOutcome::kDone;
+  // The scan that found it already knows its blocks are allocated again (the live files may not be
+  // in this result at all, as after a deleted-file scan).
+  if (file->blocksInUse != 0) {
+    progress.reason = "parts of it are in use by the volume's live files now";
+    return CopyOutcome::kOverwritten;
+  }
   if (!liveData_) liveData_ = std::make_unique<detail::LiveDataMap>(view_.dirRoot());
   std::uint64_t sizeLeft = file->fileSize;
   const std::uint64_t blockBytes = static_cast<std::uint64_t>(source_.u32BytesInSector) * file->sectorsPerBlock;
