@@ -91,8 +91,10 @@ void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitio
 
   for (const Dict& volume : media_.volumeScanArray) partitionScanListDictArray.push_back(volume);
   DictArray finalList(partitionScanListDictArray.begin(), partitionScanListDictArray.end());
-  report(Dict{{"Scan Complete", DictValue(std::move(finalList))}}, true);
+  // The timer stops first: once "Scan Complete" is shown the user may start the next scan at once,
+  // which waits for this thread, so nothing may wait on the main thread after it.
   if (observer_ != nullptr) observer_->invalidateTimer();
+  report(Dict{{"Scan Complete", DictValue(std::move(finalList))}}, true);
 }
 
 bool LostVolumeScan::readHeaderAt(std::uint64_t sector, std::uint32_t offsetInSector) {
