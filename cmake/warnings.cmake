@@ -11,7 +11,7 @@ function(nua_warnings target)
   endif()
   # Sanitizer instrumentation makes g++ report uninitialised reads inside std::function and std::regex
   # that do not exist; the same code compiles clean without the instrumentation.
-  if(NUA_SANITIZE)
+  if(NUA_SANITIZE OR NUA_SANITIZE_THREAD)
     target_compile_options(${target} PRIVATE -Wno-maybe-uninitialized)
   endif()
   if(NUA_WERROR)
