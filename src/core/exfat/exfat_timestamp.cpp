@@ -2,6 +2,8 @@
 
 #include <ctime>
 
+#include "fat/fat_dos_date.h"
+
 namespace nua {
 namespace {
 constexpr std::int64_t kSecondsFrom1904To1970 = 2082844800;
@@ -10,23 +12,10 @@ constexpr std::uint8_t kUtcOffsetValid = 0x80;
 
 std::uint32_t exfatTimestampToHFSSeconds(const ExfatTimestamp& timestamp) {
   const std::uint32_t packed = timestamp.packed;
-  const std::uint32_t date = packed / 65536U;
-  const std::uint32_t time = packed % 65536U;
-  const unsigned day = date % 32U;
-  const unsigned month = (date / 32U) % 16U;
-  const unsigned year = date / 512U;
-  if (date == 0 || day == 0 || month < 1 || month > 12) return 0;
-  unsigned second = (time % 32U) * 2U;
-  unsigned minute = (time / 32U) % 64U;
-  unsigned hour = time / 2048U;
-  if (hour > 23 || minute > 59 || second > 59) hour = minute = second = 0;
-  std::tm fields{};
-  fields.tm_year = static_cast<int>(year + 80);
-  fields.tm_mon = static_cast<int>(month - 1);
-  fields.tm_mday = static_cast<int>(day);
-  fields.tm_hour = static_cast<int>(hour);
-  fields.tm_min = static_cast<int>(minute);
-  fields.tm_sec = static_cast<int>(second);
+  std::optional<std::tm> decoded = dosDateTimeFields(static_cast<std::uint16_t>(packed / 65536U),
+                                                     static_cast<std::uint16_t>(packed % 65536U));
+  if (!decoded) return 0;
+  std::tm fields = *decoded;
   std::int64_t unixTime = 0;
   if ((timestamp.utcOffset & kUtcOffsetValid) != 0) {
     // Bits 0-6 are a two's-complement count of 15-minute steps east of UTC.

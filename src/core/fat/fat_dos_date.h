@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstdint>
+#include <ctime>
+#include <optional>
 
 namespace nua {
 
@@ -10,5 +12,9 @@ namespace nua {
 // seconds / 2. The fields are local time, as FAT keeps no zone. Gives 0 (no date) when the date is 0
 // or a field is out of range; a bad time with a good date counts as midnight.
 [[nodiscard]] std::uint32_t dosDateTimeToHFSSeconds(std::uint16_t date, std::uint16_t time);
+
+// The calendar fields of the same packed pair (exFAT keeps the layout too), zone left to the caller;
+// nothing where the conversion above gives 0 for the date.
+[[nodiscard]] std::optional<std::tm> dosDateTimeFields(std::uint16_t date, std::uint16_t time);
 
 }  // namespace nua
