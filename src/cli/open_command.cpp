@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "app/drive_discovery.h"
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/thread_scan_launcher.h"
 #include "cli_options.h"
 #include "commands.h"
@@ -58,7 +58,7 @@ int openCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   HeadlessView view;
   StderrUiBridge ui;
   ThreadScanLauncher launcher(ui, nullptr);
-  Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, discoveryMediaSources({}));
+  WizardController controller(view, ui, launcher, discoveryMediaSources({}));
   controller.mainThread().adoptCurrentThread();
   if (!controller.open()) return 1;
   controller.open(path);

@@ -28,10 +28,10 @@ const char* kPreviewUsage =
     "embedded JPEG of a camera RAW file, the cover picture of an MP3's tag, or else the entry's bytes\n"
     "as the preview gathers them (at most 50000000). Without --out the bytes go to standard output.\n";
 
-NewDir* entryAtPath(NewDir* root, const std::string& path) {
-  std::vector<NewDir*> stack{root};
+Entry* entryAtPath(Entry* root, const std::string& path) {
+  std::vector<Entry*> stack{root};
   while (!stack.empty()) {
-    NewDir* dir = stack.back();
+    Entry* dir = stack.back();
     stack.pop_back();
     if (dir != root && pathBelowRoot(dir) == path) return dir;
     stack.insert(stack.end(), dir->childList.begin(), dir->childList.end());
@@ -40,7 +40,7 @@ NewDir* entryAtPath(NewDir* root, const std::string& path) {
 }
 
 int writePreview(Volume& volume, const std::string& entryPath, const std::string& out) {
-  NewDir* dir = entryAtPath(volume.dirRoot, entryPath);
+  Entry* dir = entryAtPath(volume.dirRoot, entryPath);
   if (dir == nullptr || dir->fileType != 2) {
     std::fprintf(stderr, "nua-recover: no file %s in the tree\n", entryPath.c_str());
     return 1;

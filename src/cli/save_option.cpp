@@ -48,9 +48,9 @@ void printFindHits(Volume& volume, const SaveOptions& save) {
   if (save.find.empty() || volume.dirRoot == nullptr || !volume.arena) return;
   TreeViewState view(volume.arena, volume.dirRoot);
   for (const std::string& text : save.find) {
-    const std::vector<NewDir*> hits = findAll(view, text);
+    const std::vector<Entry*> hits = findAll(view, text);
     std::printf("%s\n", findMatchesText(hits.size()).c_str());
-    for (const NewDir* hit : hits) std::printf("  %s\n", pathBelowRoot(hit).c_str());
+    for (const Entry* hit : hits) std::printf("  %s\n", pathBelowRoot(hit).c_str());
   }
 }
 

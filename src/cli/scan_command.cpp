@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "app/drive_discovery.h"
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/scan_run.h"
 #include "app/signature_source.h"
 #include "app/thread_scan_launcher.h"
@@ -20,7 +20,7 @@
 #include "media/device_file.h"
 #include "save_option.h"
 #include "tree_output.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 #include "volume/volume.h"
 
 namespace nua::cli {
@@ -133,13 +133,13 @@ class ProgressPrinter {
 
 // The lost-volume path of the partition goal: the search of the whole disk from "PT list", then row
 // `row` of "PT scan list". False, with the reason on standard error, when there is no such row.
-bool findLostVolume(Kelvo_Recovery_SoftwareAppDelegate& controller, ThreadScanLauncher& launcher, int driveRow, int row,
+bool findLostVolume(WizardController& controller, ThreadScanLauncher& launcher, int driveRow, int row,
                     const std::string& target) {
   controller.recoverPartitionAndDrives();
   controller.recoverPartitionAndDrivesFast();
   controller.selectDrivesListRow(driveRow);
   controller.nextButtonInDrivesListTabClicked();
-  controller.chechBoxForScanForVolumesClicked(true);
+  controller.checkBoxForScanForVolumesClicked(true);
   controller.ptListNextClicked();
   bool abortAsked = false;
   while (controller.scanIsRunning) {
@@ -257,7 +257,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
   sources.loadSigData = signatureCatalogSource(ui);
-  Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
+  WizardController controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();
   ProgressPrinter printer(options.flag("--quiet"), ui);
   controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
@@ -329,7 +329,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   printer.finish();
   std::signal(SIGINT, SIG_DFL);
 
-  const NewDir* root = volume ? volume->dirRoot : nullptr;
+  const Entry* root = volume ? volume->dirRoot : nullptr;
   if (root == nullptr) return 1;
   // The session is written before anything is printed or saved, as the desktop program offers it
   // as soon as the tree is shown.

@@ -5,19 +5,19 @@
 
 #include "base/dict.h"
 #include "base/text.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 
 namespace nua::cli {
 namespace {
 
-std::string nameText(const NewDir* dir) { return toUtf8(NewDirArena::fileNameOfDir(dir).value_or(u"")); }
+std::string nameText(const Entry* dir) { return toUtf8(EntryArena::fileNameOfDir(dir).value_or(u"")); }
 
 // Parents before children, with their depth and path, by an explicit stack that holds one frame per
 // level, so a folder of a million entries costs no more than one.
 template <class Visit>
-void walkTree(const NewDir* root, Visit visit) {
+void walkTree(const Entry* root, Visit visit) {
   struct Frame {
-    const NewDir* dir;
+    const Entry* dir;
     std::size_t next;
     std::size_t pathLength;
   };
@@ -30,7 +30,7 @@ void walkTree(const NewDir* root, Visit visit) {
       stack.pop_back();
       continue;
     }
-    const NewDir* child = top.dir->childList[top.next++];
+    const Entry* child = top.dir->childList[top.next++];
     if (child == nullptr) continue;
     path.resize(top.pathLength);
     path += "/" + nameText(child);
@@ -39,7 +39,7 @@ void walkTree(const NewDir* root, Visit visit) {
   }
 }
 
-void printJsonLine(const NewDir* dir, const std::string& path) {
+void printJsonLine(const Entry* dir, const std::string& path) {
   std::string extents = "[";
   for (std::size_t i = 0; i < dir->dataExt.size(); ++i)
     extents += (i ? ",[" : "[") + std::to_string(dir->dataExt[i].startBlock) + "," +
@@ -58,10 +58,10 @@ void printJsonLine(const NewDir* dir, const std::string& path) {
 
 }  // namespace
 
-void printTree(const NewDir* root, const Volume& volume, const TreeOutput& output) {
+void printTree(const Entry* root, const Volume& volume, const TreeOutput& output) {
   std::fflush(stdout);
   if (output.json) {
-    walkTree(root, [](const NewDir* dir, int, const std::string& path) { printJsonLine(dir, path); });
+    walkTree(root, [](const Entry* dir, int, const std::string& path) { printJsonLine(dir, path); });
     std::fflush(stdout);
     Dict totals{{"Folders", volume.folderCount},
                 {"Files", volume.fileCount},
@@ -71,7 +71,7 @@ void printTree(const NewDir* root, const Volume& volume, const TreeOutput& outpu
     std::cout << "{\"summary\":" << toJson(totals) << "}\n";
   } else {
     if (output.list)
-      walkTree(root, [](const NewDir* dir, int depth, const std::string&) {
+      walkTree(root, [](const Entry* dir, int depth, const std::string&) {
         std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << nameText(dir) << "  "
                   << sizeText(dir->fileSize) << (dir->deleted ? "  D" : "") << "\n";
       });

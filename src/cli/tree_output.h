@@ -6,7 +6,7 @@
 #include <string>
 
 #include "base/ui_bridge.h"
-#include "tree/new_dir.h"
+#include "records/entry.h"
 #include "volume/volume.h"
 
 namespace nua::cli {
@@ -35,6 +35,6 @@ struct TreeOutput {
 };
 
 // Prints the tree below root (parents before children) and the volume's counts as asked.
-void printTree(const NewDir* root, const Volume& volume, const TreeOutput& output);
+void printTree(const Entry* root, const Volume& volume, const TreeOutput& output);
 
 }  // namespace nua::cli

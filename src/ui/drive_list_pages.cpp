@@ -10,7 +10,7 @@
 
 namespace nua::ui {
 
-using Controller = Kelvo_Recovery_SoftwareAppDelegate;
+using Controller = WizardController;
 
 QIcon driveRowIcon(const Dict& row) {
   const QString name = QString::fromStdString(row.string("IOBundleResourceFile"));
@@ -154,7 +154,7 @@ QWidget* makePTListScreen(Controller& controller, WizardWidgets& widgets) {
   box->setObjectName("scanForVolumes");
   box->setToolTip(QObject::tr("Searches the whole disk for HFS+ volumes whose partition map is gone."));
   widgets.controls.insert(WizardControl::kScanForVolumesBox, box);
-  QObject::connect(box, &QCheckBox::toggled, page, [&controller](bool on) { controller.chechBoxForScanForVolumesClicked(on); });
+  QObject::connect(box, &QCheckBox::toggled, page, [&controller](bool on) { controller.checkBoxForScanForVolumesClicked(on); });
   layout->addWidget(box);
 
   QPushButton* back = makeButton(QObject::tr("Back"), "go-previous", QStyle::SP_ArrowBack);

@@ -5,7 +5,7 @@
 #include <QWidget>
 #include <functional>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "base/dict.h"
 #include "wizard_widgets.h"
 
@@ -17,10 +17,10 @@ struct DrivesListActions {
   std::function<bool(const Dict& row)> mayOpen;
 };
 
-QWidget* makeDrivesListScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets,
+QWidget* makeDrivesListScreen(WizardController& controller, WizardWidgets& widgets,
                               DrivesListActions actions);
-QWidget* makePTListScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets);
-QWidget* makePTScanListScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets);
+QWidget* makePTListScreen(WizardController& controller, WizardWidgets& widgets);
+QWidget* makePTScanListScreen(WizardController& controller, WizardWidgets& widgets);
 
 // The icon of a row: the theme icon its dictionary names ("IOBundleResourceFile"), else a style icon.
 QIcon driveRowIcon(const Dict& row);

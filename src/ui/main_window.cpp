@@ -52,7 +52,7 @@ MediaSources mediaSources(std::shared_ptr<QStringList> images) {
 
 #ifndef NUA_HAVE_TREE_PAGE
 // Until the tree screen's library is built in: the way back and home.
-QWidget* placeholderTreeScreen(Kelvo_Recovery_SoftwareAppDelegate& controller) {
+QWidget* placeholderTreeScreen(WizardController& controller) {
   auto* page = new QWidget;
   auto* layout = new QVBoxLayout(page);
   page->setObjectName("Tree");
@@ -82,12 +82,12 @@ MainWindow::MainWindow(const QStringList& images)
   launcher_->setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
   MediaSources sources = mediaSources(images_);
   sources.loadSigData = signatureCatalogSource(*bridge_);
-  controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(*this, *bridge_, *launcher_, std::move(sources));
+  controller_ = std::make_unique<WizardController>(*this, *bridge_, *launcher_, std::move(sources));
   controller_->mainThread().adoptCurrentThread();
 
   stack_ = new QStackedWidget(this);
   setCentralWidget(stack_);
-  Kelvo_Recovery_SoftwareAppDelegate& c = *controller_;
+  WizardController& c = *controller_;
   progress_ = new ProgressPage(c, widgets_);
   volumeScanPage_ = new VolumeScanProgressPage(c);
   QWidget* tree = nullptr;
@@ -335,7 +335,7 @@ void MainWindow::openScanInfoFile(const QString& path) {
 
 void MainWindow::saveRecoverySession() {
   if (!controller_->selectedVolume || controller_->selectedVolume->dirRoot == nullptr) return;
-  const QString suggested = QString::fromStdString(Kelvo_Recovery_SoftwareAppDelegate::suggestedScanInfoFileName());
+  const QString suggested = QString::fromStdString(WizardController::suggestedScanInfoFileName());
   QString path = QFileDialog::getSaveFileName(this, tr("Save Recovery Session"),
                                               QDir::home().filePath(suggested + ".nvs"), tr("Recovery sessions (*.nvs)"));
   if (path.isEmpty()) return;

@@ -9,7 +9,7 @@
 #include <memory>
 #include <vector>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/thread_scan_launcher.h"
 #include "app/wizard_view.h"
 #include "qt_ui_bridge.h"
@@ -49,7 +49,7 @@ class MainWindow : public QMainWindow, public WizardView {
   void restoreInitialWindowFrame() override;
 
   [[nodiscard]] QString currentTab() const;
-  [[nodiscard]] Kelvo_Recovery_SoftwareAppDelegate& controller() { return *controller_; }
+  [[nodiscard]] WizardController& controller() { return *controller_; }
   [[nodiscard]] QtUiBridge& uiBridge() { return *bridge_; }
   [[nodiscard]] QWidget* page(const QString& identifier) const { return pages_.value(identifier); }
   [[nodiscard]] QWidget* control(WizardControl control) const { return widgets_.controls.value(control); }
@@ -80,7 +80,7 @@ class MainWindow : public QMainWindow, public WizardView {
   std::unique_ptr<ThreadScanLauncher> launcher_;
   std::shared_ptr<QStringList> images_;
   WizardWidgets widgets_;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller_;
+  std::unique_ptr<WizardController> controller_;
   QStackedWidget* stack_ = nullptr;
   QMap<QString, QWidget*> pages_;
   ProgressPage* progress_ = nullptr;

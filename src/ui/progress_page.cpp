@@ -10,7 +10,7 @@
 
 namespace nua::ui {
 
-ProgressPage::ProgressPage(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets)
+ProgressPage::ProgressPage(WizardController& controller, WizardWidgets& widgets)
     : controller_(controller) {
   QVBoxLayout* layout = makePage(this, "Progress", tr("Scanning"));
   status_ = new QLabel;

@@ -4,7 +4,7 @@
 
 #include <QWidget>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "wizard_widgets.h"
 
 class QLabel;
@@ -16,7 +16,7 @@ namespace nua::ui {
 
 class ProgressPage : public QWidget {
  public:
-  ProgressPage(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets);
+  ProgressPage(WizardController& controller, WizardWidgets& widgets);
 
   // The controller changed the progress screen: redraw from it.
   void refresh();
@@ -27,7 +27,7 @@ class ProgressPage : public QWidget {
   void stopClicked();
   void tickElapsed();
 
-  Kelvo_Recovery_SoftwareAppDelegate& controller_;
+  WizardController& controller_;
   QLabel* status_ = nullptr;
   QLabel* started_ = nullptr;
   QLabel* elapsed_ = nullptr;

@@ -82,7 +82,7 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
   walk->folder.mkpath(".");
   window.uiBridge().answerAutomatically(1);  // "OK" in the tips; the completion note has one button
   window.addDiskImage(image);
-  Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+  WizardController& c = window.controller();
   Walk* w = walk.get();
   auto selectImageRow = [w, &c] {
     const std::vector<Dict> rows = c.drivesListRows();

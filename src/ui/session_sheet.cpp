@@ -6,7 +6,7 @@
 
 namespace nua::ui {
 
-SessionSheet::SessionSheet(Kelvo_Recovery_SoftwareAppDelegate& controller, QWidget* window)
+SessionSheet::SessionSheet(WizardController& controller, QWidget* window)
     : QFrame(window), controller_(controller) {
   setObjectName("sessionSheet");
   setFrameStyle(QFrame::Panel | QFrame::Raised);

@@ -4,7 +4,7 @@
 
 #include <QFrame>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 
 class QLabel;
 class QProgressBar;
@@ -13,12 +13,12 @@ namespace nua::ui {
 
 class SessionSheet : public QFrame {
  public:
-  SessionSheet(Kelvo_Recovery_SoftwareAppDelegate& controller, QWidget* window);
+  SessionSheet(WizardController& controller, QWidget* window);
   // The controller changed its session screen: show, update or hide the sheet.
   void refresh();
 
  private:
-  Kelvo_Recovery_SoftwareAppDelegate& controller_;
+  WizardController& controller_;
   QLabel* title_ = nullptr;
   QProgressBar* bar_ = nullptr;
 };

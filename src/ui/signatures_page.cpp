@@ -24,7 +24,7 @@ Qt::CheckState stateOf(const SigNode& node) {
 }
 }  // namespace
 
-SignaturesPage::SignaturesPage(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets)
+SignaturesPage::SignaturesPage(WizardController& controller, WizardWidgets& widgets)
     : controller_(controller) {
   QVBoxLayout* layout = makePage(this, "Signatures", tr("Mark the file types to search for"));
   outline_ = new QTreeWidget;

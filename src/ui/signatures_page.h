@@ -5,7 +5,7 @@
 
 #include <QWidget>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "wizard_widgets.h"
 
 class QTreeWidget;
@@ -16,7 +16,7 @@ namespace nua::ui {
 
 class SignaturesPage : public QWidget {
  public:
-  SignaturesPage(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets);
+  SignaturesPage(WizardController& controller, WizardWidgets& widgets);
 
  private:
   void reload();
@@ -27,7 +27,7 @@ class SignaturesPage : public QWidget {
   void showCount();
   void itemChanged(QTreeWidgetItem* item, int column);
 
-  Kelvo_Recovery_SoftwareAppDelegate& controller_;
+  WizardController& controller_;
   QTreeWidget* outline_ = nullptr;
   QLabel* count_ = nullptr;
   bool handlingMark_ = false;

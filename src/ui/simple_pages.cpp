@@ -9,7 +9,7 @@
 
 namespace nua::ui {
 
-using Controller = Kelvo_Recovery_SoftwareAppDelegate;
+using Controller = WizardController;
 
 namespace {
 

@@ -5,15 +5,15 @@
 
 #include <QWidget>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "wizard_widgets.h"
 
 namespace nua::ui {
 
-QWidget* makeMainScreen(Kelvo_Recovery_SoftwareAppDelegate& controller);
+QWidget* makeMainScreen(WizardController& controller);
 // "Recover Files", "Recover Photos" or "Recover Partitions".
-QWidget* makeModeScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, const QString& identifier);
-QWidget* makeTreeScanModeScreen(Kelvo_Recovery_SoftwareAppDelegate& controller);
-QWidget* makeRawSliderScreen(Kelvo_Recovery_SoftwareAppDelegate& controller, WizardWidgets& widgets);
+QWidget* makeModeScreen(WizardController& controller, const QString& identifier);
+QWidget* makeTreeScanModeScreen(WizardController& controller);
+QWidget* makeRawSliderScreen(WizardController& controller, WizardWidgets& widgets);
 
 }  // namespace nua::ui

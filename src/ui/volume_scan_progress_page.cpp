@@ -20,7 +20,7 @@ namespace {
 const QColor kFoundRowColour(255, 210, 127);
 }  // namespace
 
-VolumeScanProgressPage::VolumeScanProgressPage(Kelvo_Recovery_SoftwareAppDelegate& controller)
+VolumeScanProgressPage::VolumeScanProgressPage(WizardController& controller)
     : controller_(controller) {
   QVBoxLayout* layout = makePage(this, "PT scan prog", tr("Searching the disk for lost volumes"));
   auto* grid = new QGridLayout;

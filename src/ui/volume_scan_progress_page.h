@@ -4,7 +4,7 @@
 
 #include <QWidget>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 
 class QLabel;
 class QMessageBox;
@@ -18,7 +18,7 @@ class VolumeScanProgressPage : public QWidget {
   Q_OBJECT
 
  public:
-  explicit VolumeScanProgressPage(Kelvo_Recovery_SoftwareAppDelegate& controller);
+  explicit VolumeScanProgressPage(WizardController& controller);
   // Draws the controller's volumeScanScreen().
   void refresh();
 
@@ -26,7 +26,7 @@ class VolumeScanProgressPage : public QWidget {
   void stopClicked();
   void tickElapsed();
 
-  Kelvo_Recovery_SoftwareAppDelegate& controller_;
+  WizardController& controller_;
   QProgressBar* bar_ = nullptr;
   QProgressBar* validityBar_ = nullptr;
   QLabel* remaining_ = nullptr;

@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/thread_scan_launcher.h"
 #include "app/volume_scan_progress.h"
 #include "imagekit/scenario.h"
@@ -41,7 +41,7 @@ class LostVolumeSearchTest : public testing::Test {
       return listing;
     };
     sources.partitionsOfDrive = [](DMedia&) { return std::vector<Dict>{}; };  // the map is gone
-    controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+    controller = std::make_unique<WizardController>(view, ui, launcher, sources);
     controller->volumeScanChanged = [this] {
       if (onChange) onChange();
     };
@@ -58,7 +58,7 @@ class LostVolumeSearchTest : public testing::Test {
     controller->nextButtonInDrivesListTabClicked();
     ASSERT_EQ(view.tabs.back(), "PT list");
     EXPECT_FALSE(view.enabledState[WizardControl::kPTListNext]);
-    controller->chechBoxForScanForVolumesClicked(true);
+    controller->checkBoxForScanForVolumesClicked(true);
     EXPECT_TRUE(view.enabledState[WizardControl::kPTListNext]);
     controller->ptListNextClicked();
     EXPECT_EQ(view.tabs.back(), "PT scan prog");
@@ -77,7 +77,7 @@ class LostVolumeSearchTest : public testing::Test {
   RecordingUiBridge ui;
   ThreadScanLauncher launcher{ui, nullptr};
   MediaSources sources;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller;
+  std::unique_ptr<WizardController> controller;
   std::function<void()> onChange;
 };
 

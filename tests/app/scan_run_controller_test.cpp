@@ -1,14 +1,14 @@
 // The end of a scan as the controller sees it: however the scan's thread ended (its own completion
 // with or without a tree, a refusal, or nothing at all because its stage is missing or failed), the
 // progress screen is left for a usable one, the abort question closes and quitting is allowed again.
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 
 #include <gtest/gtest.h>
 
 #include <map>
 
 #include "signature/sig.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -69,7 +69,7 @@ class ScanEnd : public ::testing::Test {
       return listing;
     };
     sources.loadSigData = [](int) { return std::vector<std::shared_ptr<SigNode>>{}; };
-    controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+    controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   }
   ~ScanEnd() override { controller->joinFreeTree(); }
 
@@ -87,7 +87,7 @@ class ScanEnd : public ::testing::Test {
   RecordingUiBridge ui;
   HeldLauncher launcher;
   MediaSources sources;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller;
+  std::unique_ptr<WizardController> controller;
 };
 
 class ScanEndTest : public ScanEnd, public ::testing::WithParamInterface<EndCase> {};
@@ -167,12 +167,12 @@ TEST_F(ScanEnd, ALostVolumeSearchThatEndsWithoutVolumesGoesBackToThePartitionLis
   };
   sources.partitionsOfDrive = [](DMedia&) { return std::vector<Dict>{}; };
   controller.reset();  // one controller at a time listens to the launcher
-  controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+  controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   controller->recoverPartitionAndDrivesFast();
   controller->selectDrivesListRow(0);
   controller->nextButtonInDrivesListTabClicked();
   ASSERT_EQ(view.selectedTabIdentifier(), "PT list");
-  controller->chechBoxForScanForVolumesClicked(true);
+  controller->checkBoxForScanForVolumesClicked(true);
   controller->ptListNextClicked();
   ASSERT_EQ(launcher.volumeScans, 1);
   ASSERT_TRUE(controller->scanIsRunning);

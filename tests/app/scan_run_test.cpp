@@ -8,7 +8,7 @@
 
 #include <filesystem>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/thread_scan_launcher.h"
 #include "imagekit/scenario.h"
 
@@ -62,7 +62,7 @@ class ScanRunTest : public ::testing::Test {
                                     {"Volume Name", "Nua Test"}}};
     };
     launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
-    controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+    controller = std::make_unique<WizardController>(view, ui, launcher, sources);
     controller->progressChanged = [this] { onProgress(); };
     controller->recoverPartitionAndDrives();
     controller->recoverPartitionAndDrivesFast();
@@ -88,7 +88,7 @@ class ScanRunTest : public ::testing::Test {
   RecordingUiBridge ui;
   ThreadScanLauncher launcher{ui, nullptr};
   MediaSources sources;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller;
+  std::unique_ptr<WizardController> controller;
   std::shared_ptr<Volume> volume;
   std::vector<std::string> statuses;
   std::function<void()> extra;

@@ -72,7 +72,7 @@ TEST_P(ExfatScenario, TreeAndSavedBytesMatchTheManifest) {
   for (const auto& e : volume.entries) {
     const auto found = tree.find(e.path);
     ASSERT_NE(found, tree.end()) << e.path;
-    const NewDir* dir = found->second;
+    const Entry* dir = found->second;
     EXPECT_EQ(dir->deleted, e.deleted ? 1 : 0) << e.path;
     EXPECT_EQ(dir->fileType, e.folder ? 1 : 2) << e.path;
     if (e.folder) continue;
@@ -96,7 +96,7 @@ TEST_P(ExfatScenario, DatesKeepTheirUtcOffsetAndTenMillisecondPart) {
   const auto tree = testing::entriesByPath(walked.volume->dirRoot);
   // The kit writes "DCIM" first: created 2021-11-03 09:05:20.5 +02:00 with a 1.5 s part, modified
   // 2023-05-17 14:32:10 +02:00.
-  const NewDir* dcim = tree.at("DCIM");
+  const Entry* dcim = tree.at("DCIM");
   EXPECT_EQ(dcim->createDate, 1635923121U + 2082844800U);
   EXPECT_EQ(dcim->modDate, 1684326730U + 2082844800U);
 }

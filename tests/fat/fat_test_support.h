@@ -12,7 +12,7 @@
 #include "fat/fat_volume.h"
 #include "hfs/hfs_test_support.h"
 #include "imagekit/manifest.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/recover_to_folder.h"
 
 namespace nua::testing {

@@ -21,7 +21,7 @@ testing::FatWalk walkImage(const KitImage& image) {
 }
 
 // Runs of clusters (first cluster, count) from the record's one-cluster extents.
-std::vector<std::pair<std::uint64_t, std::uint64_t>> clusterRuns(const NewDir* file) {
+std::vector<std::pair<std::uint64_t, std::uint64_t>> clusterRuns(const Entry* file) {
   std::vector<std::pair<std::uint64_t, std::uint64_t>> runs;
   for (const ExtP& e : file->dataExt) {
     if (!runs.empty() && runs.back().first + runs.back().second == e.startBlock + 2ULL) {
@@ -55,7 +55,7 @@ TEST_P(BasicScenario, TreeAndSavedBytesMatchTheManifest) {
     if (e.path.empty()) continue;
     const auto found = tree.find(e.path);
     ASSERT_NE(found, tree.end()) << e.path;
-    const NewDir* dir = found->second;
+    const Entry* dir = found->second;
     EXPECT_EQ(dir->deleted, e.deleted ? 1 : 0) << e.path;
     EXPECT_EQ(dir->fileType, e.folder ? 1 : 2) << e.path;
     if (!e.deleted) ++live;

@@ -5,7 +5,7 @@
 
 #include "fat/fat_volume.h"
 #include "fuzz_image.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nua::fuzz::MemoryImage image(data, size);

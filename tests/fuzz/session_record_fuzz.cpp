@@ -2,9 +2,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "session/hfs_plus_dir.h"
+#include "session/session_record.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  (void)nua::parseHFSPlusDir(nua::ByteSpan(reinterpret_cast<const std::byte*>(data), size));
+  (void)nua::parseSessionRecord(nua::ByteSpan(reinterpret_cast<const std::byte*>(data), size));
   return 0;
 }

@@ -54,7 +54,7 @@ struct AdvancedCase {
 
 // The tree entry standing for a manifest entry: at its own path, or, once its folders were lost, at
 // the same path below a "LostFolder<id>" folder, or by its name in "Lost Files".
-const NewDir* findEntry(const std::map<std::string, const NewDir*>& tree, const imagekit::ManifestEntry& e,
+const Entry* findEntry(const std::map<std::string, const Entry*>& tree, const imagekit::ManifestEntry& e,
                         Where where) {
   if (auto own = tree.find(e.path); own != tree.end()) return own->second;
   if (where == Where::kOwnPath) return nullptr;
@@ -81,7 +81,7 @@ TEST_P(AdvancedScan, RecoversTheManifestFilesWithTheirContent) {
     if (e.folder || e.path.empty() || e.deleted != c.deletedEntries) continue;
     // An empty file has nothing to recover; a lost one is left out by design.
     if (e.size == 0 && c.where == Where::kLost) continue;
-    const NewDir* dir = findEntry(tree, e, c.where);
+    const Entry* dir = findEntry(tree, e, c.where);
     ASSERT_NE(dir, nullptr) << e.path;
     ++files;
     EXPECT_EQ(testing::nameOf(dir), e.name);
@@ -128,11 +128,11 @@ TEST(AdvancedScanNaming, LostTopFoldersGoIntoLostFolderOfTheirParentId) {
   auto volume = scanImage(image, "Advanced Scan");
   const auto tree = testing::entriesByPath(volume->dirRoot);
   ASSERT_TRUE(tree.count("Lost Folders"));
-  const NewDir* lostFolders = tree.at("Lost Folders");
+  const Entry* lostFolders = tree.at("Lost Folders");
   EXPECT_EQ(lostFolders->fileID, 8u);
   EXPECT_EQ(lostFolders->deleted, 1);
   std::vector<std::string> names;
-  for (const NewDir* child : lostFolders->childList) names.push_back(testing::nameOf(child));
+  for (const Entry* child : lostFolders->childList) names.push_back(testing::nameOf(child));
   std::sort(names.begin(), names.end());
   ASSERT_FALSE(names.empty());
   EXPECT_EQ(names.front(), "LostFolder2");

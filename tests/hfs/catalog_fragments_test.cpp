@@ -9,7 +9,7 @@
 
 #include "hfs/orphan_entries.h"
 #include "hfs_test_support.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -102,7 +102,7 @@ TEST(FragmentShape, RandomNodesNeverCrashTheReader) {
 
 struct FragmentRun {
   std::unique_ptr<Volume> volume;
-  std::map<std::uint32_t, const NewDir*> found;  // by id, from both orphan tables
+  std::map<std::uint32_t, const Entry*> found;  // by id, from both orphan tables
 };
 
 // The advanced scan's use of the search: header and catalog if they can be had, then the search.
@@ -126,7 +126,7 @@ FragmentRun searchImage(const std::string& path, std::uint64_t startSector, std:
   }
   searchCatFrags(hfs);
   for (auto* table : {v.btreeOrph.get(), v.btreeOrphAdvScanEntries.get()})
-    table->forEachItemInOrder([&](ItemTypeOrph& item) { run.found.emplace(item.keyField, item.dir); });
+    table->forEachItemInOrder([&](OrphanItem& item) { run.found.emplace(item.keyField, item.dir); });
   return run;
 }
 

@@ -13,7 +13,7 @@
 #include "hfs/journal_extent_search.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/recover_to_folder.h"
 
 namespace nua {

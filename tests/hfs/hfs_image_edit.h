@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "imagekit/manifest.h"
-#include "tree/new_dir.h"
+#include "records/entry.h"
 #include "volume/volume.h"
 
 namespace nua::testing {
@@ -52,7 +52,7 @@ inline std::size_t catalogNodeSize(const imagekit::ManifestVolume& volume) {
 }
 
 // The first fileSize bytes of the entry's extents, read as saving reads them.
-inline std::string contentSha256(Volume& v, const NewDir* dir) {
+inline std::string contentSha256(Volume& v, const Entry* dir) {
   const auto sectorBytes = static_cast<std::size_t>(v.u32BytesInSector);
   std::vector<std::byte> content;
   for (const ExtP& e : dir->dataExt) {

@@ -14,7 +14,7 @@
 #include "base/text.h"
 #include "imagekit/manifest.h"
 #include "imagekit/scenario.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 #include "volume/volume.h"
 
 namespace nua::testing {
@@ -93,16 +93,16 @@ class RecordingController : public ScanController {
   int destroyed = 0;
 };
 
-inline std::string nameOf(const NewDir* dir) { return toUtf8(NewDirArena::fileNameOfDir(dir).value_or(u"")); }
+inline std::string nameOf(const Entry* dir) { return toUtf8(EntryArena::fileNameOfDir(dir).value_or(u"")); }
 
 // Every entry below root by its path from the root ("Documents/plan.txt").
-inline std::map<std::string, const NewDir*> entriesByPath(const NewDir* root) {
-  std::map<std::string, const NewDir*> out;
-  std::vector<std::pair<const NewDir*, std::string>> stack{{root, ""}};
+inline std::map<std::string, const Entry*> entriesByPath(const Entry* root) {
+  std::map<std::string, const Entry*> out;
+  std::vector<std::pair<const Entry*, std::string>> stack{{root, ""}};
   while (!stack.empty()) {
     auto [dir, path] = stack.back();
     stack.pop_back();
-    for (const NewDir* child : dir->childList) {
+    for (const Entry* child : dir->childList) {
       const std::string childPath = path.empty() ? nameOf(child) : path + "/" + nameOf(child);
       out[childPath] = child;
       stack.push_back({child, childPath});

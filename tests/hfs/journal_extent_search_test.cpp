@@ -3,8 +3,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -29,8 +29,8 @@ class RearrangeTest : public ::testing::Test {
     addDataExtStartBlock(100, 8, file);
   }
   std::unique_ptr<Volume> volume;
-  NewDir* root = nullptr;
-  NewDir* file = nullptr;
+  Entry* root = nullptr;
+  Entry* file = nullptr;
 };
 
 // Recorded decision: journal copies come in any order, so the groups are placed in repeated passes

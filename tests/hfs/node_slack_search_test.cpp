@@ -45,7 +45,7 @@ bool survives(const imagekit::ManifestEntry& e) {
   return e.deleted && (e.foundIn == "catalog-slack" || e.foundIn == "catalog-free-node");
 }
 
-std::uint64_t blocksOf(const NewDir* dir) {
+std::uint64_t blocksOf(const Entry* dir) {
   std::uint64_t sum = 0;
   for (const ExtP& e : dir->dataExt) sum += e.blockCount;
   return sum;
@@ -86,7 +86,7 @@ TEST_P(NodeSlackScan, EveryDeletedEntryLeftInTheCatalogIsListedWithItsBytes) {
     const std::string expected = parentShown ? e.path : "Lost Files/" + e.name;
     const auto at = tree.find(expected);
     ASSERT_NE(at, tree.end()) << "deleted entry missing: " << expected;
-    const NewDir* dir = at->second;
+    const Entry* dir = at->second;
     EXPECT_EQ(dir->deleted, 1) << e.path;
     EXPECT_EQ(dir->fileID, e.id) << e.path;
     EXPECT_EQ(dir->createDate, e.createDate) << e.path;

@@ -5,7 +5,7 @@
 
 #include "hfs/orphan_entries.h"
 #include "hfs_test_support.h"
-#include "view/new_dir_view_helper.h"
+#include "view/entry_view_helper.h"
 #include "view/outline_columns.h"
 
 namespace nua {
@@ -34,7 +34,7 @@ ScanOutcome scan(const KitImage& image, bool cleanUp = true) {
     makeTree(hfs);
     if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, false, false);
   }
-  if (cleanUp) v.processDuplicateEntries();
+  if (cleanUp) v.finishTree();
   return out;
 }
 
@@ -53,7 +53,7 @@ void expectManifestTree(const KitImage& image, const Volume& v) {
       ASSERT_NE(found, tree.end()) << e.path;
     }
     ++expected;
-    const NewDir* dir = found->second;
+    const Entry* dir = found->second;
     EXPECT_EQ(dir->fileID, e.id) << e.path;
     EXPECT_EQ(dir->fileType, e.folder ? 1 : 2) << e.path;
     if (e.folder) continue;
@@ -182,7 +182,7 @@ TEST(NormalCatalogScan, NormalScanFilesAreCompleteAndShowGood) {
       if (dir->fileType != 2) continue;
       ++files;
       EXPECT_EQ(dir->complete, 1) << scenario << " " << path;
-      NewDirViewHelper helper(const_cast<NewDir*>(dir));
+      EntryViewHelper helper(const_cast<Entry*>(dir));
       EXPECT_EQ(columnText(helper, "Complete"), "Good") << scenario << " " << path;
     }
     EXPECT_GT(files, 3u) << scenario;

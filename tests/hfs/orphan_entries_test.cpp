@@ -3,9 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 namespace {
@@ -16,9 +16,9 @@ class OrphanPassTest : public ::testing::Test {
     volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Content", "Apple_HFS"}}, MediaContext{});
     volume->dirRoot = makeRootDir(*volume->arena, volume->btree.get());
   }
-  NewDir* entry(std::uint32_t id, std::uint32_t parentID, std::uint16_t type, const char16_t* name,
+  Entry* entry(std::uint32_t id, std::uint32_t parentID, std::uint16_t type, const char16_t* name,
                 std::uint64_t size = 0) {
-    NewDir* dir = volume->arena->newDir();
+    Entry* dir = volume->arena->newDir();
     dir->fileID = id;
     dir->parentID = parentID;
     dir->fileType = type;
@@ -27,20 +27,20 @@ class OrphanPassTest : public ::testing::Test {
     volume->arena->setFileName(name, dir);
     return dir;
   }
-  void orphan(NewDir* dir) {
-    volume->btreeOrph->insert(ItemTypeOrph{dir->fileID, dir, false, false});
+  void orphan(Entry* dir) {
+    volume->btreeOrph->insert(OrphanItem{dir->fileID, dir, false, false});
     ++volume->orphEntriesTotal;
   }
   std::unique_ptr<Volume> volume;
 };
 
 TEST_F(OrphanPassTest, FileWithoutParentGoesToLostFilesMarkedDeleted) {
-  NewDir* file = entry(40, 39, 2, u"a.txt", 10);
+  Entry* file = entry(40, 39, 2, u"a.txt", 10);
   orphan(file);
   processOrphanEntriesWithIncrement(*volume, false, false);
   ASSERT_NE(volume->dirLostFiles, nullptr);
   EXPECT_EQ(volume->dirLostFiles->fileID, kLostFilesID);
-  EXPECT_EQ(NewDirArena::fileNameOfDir(volume->dirLostFiles), u"Lost Files");
+  EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles), u"Lost Files");
   EXPECT_EQ(file->parent, volume->dirLostFiles);
   EXPECT_EQ(file->deleted, 1);
   EXPECT_EQ(volume->dirLostFiles->deleted, 1);
@@ -52,14 +52,14 @@ TEST_F(OrphanPassTest, TwoLostFilesOfOneNameBecomeDistinct) {
   orphan(entry(41, 39, 2, u"a.txt", 1));
   processOrphanEntriesWithIncrement(*volume, true, false);
   ASSERT_EQ(volume->dirLostFiles->childList.size(), 2u);
-  EXPECT_EQ(NewDirArena::fileNameOfDir(volume->dirLostFiles->childList[0]), u"a.txt");
-  EXPECT_EQ(NewDirArena::fileNameOfDir(volume->dirLostFiles->childList[1]), u"a_.txt");
+  EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles->childList[0]), u"a.txt");
+  EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles->childList[1]), u"a_.txt");
   EXPECT_EQ(volume->fileCount, 2u);  // incrementData counted them
 }
 
 TEST_F(OrphanPassTest, ChildBeforeItsParentHangsUnderItOnceTheParentIsPlaced) {
-  NewDir* folder = entry(30, kRootID, 1, u"Docs");
-  NewDir* file = entry(31, 30, 2, u"b.txt", 5);
+  Entry* folder = entry(30, kRootID, 1, u"Docs");
+  Entry* file = entry(31, 30, 2, u"b.txt", 5);
   orphan(file);
   orphan(folder);
   processOrphanEntriesWithIncrement(*volume, false, false);
@@ -71,8 +71,8 @@ TEST_F(OrphanPassTest, ChildBeforeItsParentHangsUnderItOnceTheParentIsPlaced) {
 }
 
 TEST_F(OrphanPassTest, FolderWithoutParentStaysOutWithItsFiles) {
-  NewDir* folder = entry(30, 29, 1, u"Gone");
-  NewDir* file = entry(31, 30, 2, u"c.txt", 5);
+  Entry* folder = entry(30, 29, 1, u"Gone");
+  Entry* file = entry(31, 30, 2, u"c.txt", 5);
   orphan(folder);
   orphan(file);
   processOrphanEntriesWithIncrement(*volume, false, false);
@@ -82,7 +82,7 @@ TEST_F(OrphanPassTest, FolderWithoutParentStaysOutWithItsFiles) {
 }
 
 TEST_F(OrphanPassTest, ExistingEntrySevenIsUsedAsLostFiles) {
-  NewDir* seven = entry(kLostFilesID, kRootID, 1, u"Mine");
+  Entry* seven = entry(kLostFilesID, kRootID, 1, u"Mine");
   seven->parent = volume->dirRoot;
   addChildUpdateBTree(seven, volume->dirRoot, TreeSide::kVolume);
   orphan(entry(40, 39, 2, u"d.txt", 1));
@@ -92,9 +92,9 @@ TEST_F(OrphanPassTest, ExistingEntrySevenIsUsedAsLostFiles) {
 }
 
 TEST_F(OrphanPassTest, EntriesNamingEachOtherAsParentsCannotLoop) {
-  NewDir* a = entry(50, 51, 1, u"A");
-  NewDir* b = entry(51, 50, 1, u"B");
-  NewDir* self = entry(52, 52, 1, u"Self");
+  Entry* a = entry(50, 51, 1, u"A");
+  Entry* b = entry(51, 50, 1, u"B");
+  Entry* self = entry(52, 52, 1, u"Self");
   orphan(a);
   orphan(b);
   orphan(self);
@@ -105,7 +105,7 @@ TEST_F(OrphanPassTest, EntriesNamingEachOtherAsParentsCannotLoop) {
 
 // The pass reads no disk, so an aborted scan still gives what it found a place.
 TEST_F(OrphanPassTest, AbortedScanStillPlacesWhatItFound) {
-  NewDir* file = entry(40, 39, 2, u"a.txt", 1);
+  Entry* file = entry(40, 39, 2, u"a.txt", 1);
   orphan(file);
   volume->setStopTreeThread(true);
   processOrphanEntriesWithIncrement(*volume, false, false);
@@ -116,16 +116,16 @@ TEST_F(OrphanPassTest, AbortedScanStillPlacesWhatItFound) {
 
 class AdvScanOrphanTest : public OrphanPassTest {
  protected:
-  void found(NewDir* dir) {
-    volume->btreeOrphAdvScanEntries->insert(ItemTypeOrph{dir->fileID, dir, false, false});
+  void found(Entry* dir) {
+    volume->btreeOrphAdvScanEntries->insert(OrphanItem{dir->fileID, dir, false, false});
     ++volume->orphAdvScanEntriesTotal;
   }
 };
 
 TEST_F(AdvScanOrphanTest, FirstRunJoinsFindsToEachOtherOnly) {
-  NewDir* folder = entry(60, 59, 1, u"Frag");
-  NewDir* file = entry(61, 60, 2, u"e.txt", 4);
-  NewDir* catalogChild = entry(62, kRootID, 2, u"f.txt", 4);  // its parent is only in btree
+  Entry* folder = entry(60, 59, 1, u"Frag");
+  Entry* file = entry(61, 60, 2, u"e.txt", 4);
+  Entry* catalogChild = entry(62, kRootID, 2, u"f.txt", 4);  // its parent is only in btree
   found(folder);
   found(file);
   found(catalogChild);
@@ -136,11 +136,11 @@ TEST_F(AdvScanOrphanTest, FirstRunJoinsFindsToEachOtherOnly) {
 }
 
 TEST_F(AdvScanOrphanTest, SecondRunGivesEveryParentlessFindAPlace) {
-  NewDir* folderA = entry(70, 99, 1, u"A");
-  NewDir* folderB = entry(71, 99, 1, u"B");
-  NewDir* file = entry(72, 98, 2, u"g.txt", 4);
-  NewDir* empty = entry(73, 98, 2, u"h.txt", 0);
-  for (NewDir* dir : {folderA, folderB, file, empty}) found(dir);
+  Entry* folderA = entry(70, 99, 1, u"A");
+  Entry* folderB = entry(71, 99, 1, u"B");
+  Entry* file = entry(72, 98, 2, u"g.txt", 4);
+  Entry* empty = entry(73, 98, 2, u"h.txt", 0);
+  for (Entry* dir : {folderA, folderB, file, empty}) found(dir);
   processOrphanAdvScanEntriesWithIncrement(*volume, true, false);
   processOrphanAdvScanEntriesRun2WithIncrement(*volume, true, false);
   EXPECT_EQ(file->parent, volume->dirLostFiles);
@@ -148,11 +148,11 @@ TEST_F(AdvScanOrphanTest, SecondRunGivesEveryParentlessFindAPlace) {
   EXPECT_EQ(empty->parent, nullptr);  // a file of size 0 is left out here
   ASSERT_NE(folderA->parent, nullptr);
   ASSERT_NE(folderB->parent, nullptr);
-  const NewDir* lostFolders = folderA->parent->parent;
+  const Entry* lostFolders = folderA->parent->parent;
   ASSERT_NE(lostFolders, nullptr);
   EXPECT_EQ(lostFolders->fileID, kLostFoldersID);
   std::vector<std::u16string> names;
-  for (const NewDir* child : lostFolders->childList) names.push_back(NewDirArena::fileNameOfDir(child).value_or(u""));
+  for (const Entry* child : lostFolders->childList) names.push_back(EntryArena::fileNameOfDir(child).value_or(u""));
   EXPECT_EQ(names, (std::vector<std::u16string>{u"LostFolder99", u"LostFolder99_"}));
   EXPECT_EQ(folderA->parent->fileID, 99u);
 }

@@ -23,7 +23,7 @@ using testing_session::writeAll;
 struct Written {
   SmallTree tree;
   SessionContents contents;
-  NewDir *docs = nullptr, *live = nullptr, *gone = nullptr, *empty = nullptr, *long255 = nullptr, *long256 = nullptr;
+  Entry *docs = nullptr, *live = nullptr, *gone = nullptr, *empty = nullptr, *long255 = nullptr, *long256 = nullptr;
 };
 
 void build(Written& w) {
@@ -73,7 +73,7 @@ std::string save(const Written& w, const std::string& name) {
   return path;
 }
 
-std::string nameOf(const NewDir* dir) { return toUtf8(NewDirArena::fileNameOfDir(dir).value_or(u"")); }
+std::string nameOf(const Entry* dir) { return toUtf8(EntryArena::fileNameOfDir(dir).value_or(u"")); }
 
 TEST(SessionFileTest, SettingsBlobsAndTreeComeBack) {
   Written w;
@@ -97,17 +97,17 @@ TEST(SessionFileTest, SettingsBlobsAndTreeComeBack) {
   EXPECT_EQ(c.partitionScanListDictArray, w.contents.partitionScanListDictArray);
   EXPECT_EQ(c.first5Sectors, w.contents.first5Sectors);
 
-  NewDir* root = setSelectedVolumeDirRoot(read.data->root, *read.data->arena);
+  Entry* root = setSelectedVolumeDirRoot(read.data->root, *read.data->arena);
   EXPECT_EQ(nameOf(root), "Root");
   EXPECT_EQ(root->fileCount, w.tree.root->fileCount);
   EXPECT_EQ(root->fileSize, w.tree.root->fileSize);
   EXPECT_EQ(root->childrenCount, w.tree.root->childrenCount);
   ASSERT_EQ(root->childListCount(), w.tree.root->childListCount());
-  const NewDir* docs = root->childList[0];
-  EXPECT_EQ(toUtf8(NewDirArena::pathNameOfDir(docs).value_or(u"")), "1/Root");
+  const Entry* docs = root->childList[0];
+  EXPECT_EQ(toUtf8(EntryArena::pathNameOfDir(docs).value_or(u"")), "1/Root");
   EXPECT_EQ(docs->deleted, 1);
   ASSERT_EQ(docs->deletedListCount(), 1u);
-  const NewDir* gone = docs->childList[1];
+  const Entry* gone = docs->childList[1];
   EXPECT_EQ(nameOf(gone), "gone.jpg");
   EXPECT_EQ(gone->fileID, w.gone->fileID);
   EXPECT_EQ(gone->parentID, w.gone->parentID);
@@ -129,7 +129,7 @@ TEST(SessionFileTest, NoPartitionBlobWithoutAListAndAnEntryInADeletedOnlyViewIsS
   w.contents.isPTListOrPTScanListChosen = -1;
   w.contents.hasFirst5Sectors = false;
   // The deleted-only arrangement swaps each folder's lists; the file holds the whole tree regardless.
-  for (NewDir* dir : {w.tree.root, w.docs}) {
+  for (Entry* dir : {w.tree.root, w.docs}) {
     swapChildrenArrayOfDir(dir);
     dir->showDeletedOnly = 1;
   }
@@ -216,7 +216,7 @@ TEST(SessionFileTest, FlippedBytesNeverCrashOrHang) {
     SessionReadResult read = readScanInfo(probe.string(), nullptr);
     if (!read.ok()) continue;
     ++accepted;
-    NewDir* root = setSelectedVolumeDirRoot(read.data->root, *read.data->arena);
+    Entry* root = setSelectedVolumeDirRoot(read.data->root, *read.data->arena);
     EXPECT_LE(root->childrenCount, read.data->scanInfoEntryCount);
   }
   EXPECT_LT(accepted, 300);

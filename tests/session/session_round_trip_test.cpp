@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "app/drive_discovery.h"
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/thread_scan_launcher.h"
 #include "base/text.h"
 #include "imagekit/scenario.h"
@@ -45,7 +45,7 @@ struct Desk {
     };
     launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
     launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
-    controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+    controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   }
   // The lists as discovery builds them with the image named: its volumes are rows of "Recover Files".
   Desk(const std::string& image, bool discovered) {
@@ -54,7 +54,7 @@ struct Desk {
     sources = discoveryMediaSources(options);
     launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
     launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
-    controller = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view, ui, launcher, sources);
+    controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   }
   // "Recover Files", fast: the deleted-file scan of the image's first volume.
   void scanFiles(const std::string& image) {
@@ -97,13 +97,13 @@ struct Desk {
     controller->joinScanInfoThread();
     controller->mainThread().runPending();
   }
-  [[nodiscard]] NewDir* root() const { return controller->selectedVolume ? controller->selectedVolume->dirRoot : nullptr; }
+  [[nodiscard]] Entry* root() const { return controller->selectedVolume ? controller->selectedVolume->dirRoot : nullptr; }
 
   TabView view;
   RecordingUiBridge ui;
   ThreadScanLauncher launcher{ui, nullptr};
   MediaSources sources;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller;
+  std::unique_ptr<WizardController> controller;
 };
 
 std::string kitImage(const std::string& scenario) {
@@ -118,8 +118,8 @@ std::string kitImage(const std::string& scenario) {
 std::string text(const NameBlock& name) { return name.length == 0 ? "" : toUtf8(std::u16string_view(name.units, name.length)); }
 
 // The two trees side by side, in list order.
-void expectSameTree(const NewDir* scanned, const NewDir* opened) {
-  std::vector<std::pair<const NewDir*, const NewDir*>> pending{{scanned, opened}};
+void expectSameTree(const Entry* scanned, const Entry* opened) {
+  std::vector<std::pair<const Entry*, const Entry*>> pending{{scanned, opened}};
   std::size_t entries = 0;
   while (!pending.empty()) {
     auto [a, b] = pending.back();
@@ -207,7 +207,7 @@ TEST_P(SessionRoundTrip, EntriesViewsAndSavedFilesComeBackTheSame) {
   {
     // A few marks, as a user would set them before saving the session.
     TreeViewState view(scanned.controller->selectedVolume->arena, scanned.root());
-    NewDir* first = scanned.root()->childList.front();
+    Entry* first = scanned.root()->childList.front();
     view.setMark(first, true);
   }
   const std::string session = (scratch() / (name + ".nvs")).string();

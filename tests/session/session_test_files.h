@@ -9,9 +9,9 @@
 #include <memory>
 #include <string>
 
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua::testing_session {
 
@@ -40,11 +40,11 @@ inline void writeAll(const std::filesystem::path& path, const std::string& bytes
 
 // Folders and files counted on their ancestors as a scan counts them, deleted lists built at the end.
 struct SmallTree {
-  SmallTree() : arena(std::make_shared<NewDirArena>()), root(makeRootDir(*arena, nullptr)) {}
+  SmallTree() : arena(std::make_shared<EntryArena>()), root(makeRootDir(*arena, nullptr)) {}
 
-  NewDir* add(NewDir* parent, const std::u16string& name, std::uint16_t type, std::uint64_t size = 0,
+  Entry* add(Entry* parent, const std::u16string& name, std::uint16_t type, std::uint64_t size = 0,
               bool deleted = false) {
-    NewDir* dir = arena->newDir();
+    Entry* dir = arena->newDir();
     arena->setFileName(name, dir);
     dir->fileType = type;
     dir->fileID = nextID++;
@@ -56,8 +56,8 @@ struct SmallTree {
     dir->modDate = 3'700'000'100u + dir->fileID;
     addChild(dir, parent);
     if (type == 1) {
-      std::u16string path = NewDirArena::pathNameOfDir(parent).value_or(u"") + u"/" +
-                            NewDirArena::fileNameOfDir(parent).value_or(u"");
+      std::u16string path = EntryArena::pathNameOfDir(parent).value_or(u"") + u"/" +
+                            EntryArena::fileNameOfDir(parent).value_or(u"");
       arena->setPathName(path, dir);
       raiseAncestorCountsForFolder(dir);
     } else {
@@ -66,14 +66,14 @@ struct SmallTree {
       dir->complete = 1;
       raiseAncestorCountsForFile(dir);
       if (deleted)
-        for (NewDir* up = parent; up != nullptr; up = up->parent) up->deleted = 1;
+        for (Entry* up = parent; up != nullptr; up = up->parent) up->deleted = 1;
     }
     return dir;
   }
   void finish() { rearrangeDeletedTree(root); }
 
-  std::shared_ptr<NewDirArena> arena;
-  NewDir* root;
+  std::shared_ptr<EntryArena> arena;
+  Entry* root;
   std::uint32_t nextID = 16;
 };
 

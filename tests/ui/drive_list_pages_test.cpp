@@ -119,7 +119,7 @@ class DriveListPagesTest : public QObject {
     window.uiBridge().answerAutomatically(0);
     window.show();
     QVERIFY(QTest::qWaitForWindowActive(&window));
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
     QVERIFY(clickButton(window, "Recover Partitions"));
     QVERIFY(clickButton(window, "Partition Recovery"));
     const int disk = rowWhere(c.drivesListRows(), [&](const Dict& row) { return row.string("Path") == image_.toStdString(); });

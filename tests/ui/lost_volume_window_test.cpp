@@ -76,7 +76,7 @@ class LostVolumeWindowTest : public QObject {
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     const std::string image = (folder_ / "lost.img").string();
     window.addDiskImage(QString::fromStdString(image));
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
 
     QVERIFY(clickButton(window, "Recover Partitions"));
     QVERIFY(clickButton(window, "Partition Recovery"));
@@ -133,7 +133,7 @@ class LostVolumeWindowTest : public QObject {
     QVERIFY(c.selectedVolume != nullptr);
     QCOMPARE(c.selectedVolume->volumeScanType, 1);
     QCOMPARE(c.selectedVolume->HPlusVolStart, wrapped.startSector);
-    const NewDir* root = c.selectedVolume->dirRoot;
+    const Entry* root = c.selectedVolume->dirRoot;
     QVERIFY(root != nullptr);
     std::uint32_t liveFiles = 0;
     for (const auto& entry : wrapped.entries)

@@ -73,7 +73,7 @@ class MainWindowTest : public QObject {
     window.show();
     const QString image = QString::fromStdString((folder_ / "demo.img").string());
     window.addDiskImage(image);
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
     QCOMPARE(window.currentTab(), QString("Main Screen"));
     const QString goals[] = {"Recover Files", "Recover Photos", "Recover Partitions"};
     for (const QString& goal : goals) {
@@ -141,7 +141,7 @@ class MainWindowTest : public QObject {
     window.show();
     const std::string image = (folder_ / "hfs-journal-deleted.img").string();
     window.addDiskImage(QString::fromStdString(image));
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
     QVERIFY(click(window, "Recover Files"));
     QVERIFY(click(window, "Fast Scan"));
     QCOMPARE(window.currentTab(), QString("Drives List"));
@@ -196,7 +196,7 @@ class MainWindowTest : public QObject {
     MainWindow window({QString::fromStdString(cut.string())});
     window.uiBridge().answerAutomatically(0);
     window.show();
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
     QVERIFY(click(window, "Recover Files"));
     QVERIFY(click(window, "Fast Scan"));
     QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), [&](const Dict& row) {
@@ -246,7 +246,7 @@ class MainWindowTest : public QObject {
     QVERIFY(QTest::qWaitForWindowActive(&window));
     const std::string image = (folder_ / "demo.img").string();
     window.addDiskImage(QString::fromStdString(image));
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
     auto isDisk = [&](const Dict& row) { return row.string("Path") == image && !row.has("WhetherVolume"); };
     QVERIFY(click(window, "Recover Photos"));
     QVERIFY(click(window, "Advanced Scan"));

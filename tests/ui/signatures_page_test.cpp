@@ -58,7 +58,7 @@ class SignaturesPageTest : public QObject {
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     window.addDiskImage(QString::fromStdString(image_));
-    Kelvo_Recovery_SoftwareAppDelegate& c = window.controller();
+    WizardController& c = window.controller();
     QVERIFY(clickButton(window, "Recover Files"));
     QVERIFY(clickButton(window, "Advanced Scan"));
     QCOMPARE(window.currentTab(), QString("Drives List"));

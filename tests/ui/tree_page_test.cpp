@@ -16,7 +16,7 @@
 #include <fstream>
 #include <map>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/wizard_view.h"
 #include "hfs/hfs_test_support.h"
 #include "hfs/hfs_volume.h"
@@ -47,12 +47,12 @@ std::shared_ptr<Volume> scanImage(const testing::KitImage& image) {
     makeTree(hfs);
     if (volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*volume, false, false);
   }
-  volume->processDuplicateEntries();
+  volume->finishTree();
   return volume;
 }
 
 // Path below the root of every record of a tree, and its mark.
-std::map<std::string, int> marksByPath(const NewDir* root) {
+std::map<std::string, int> marksByPath(const Entry* root) {
   std::map<std::string, int> marks;
   for (const auto& [path, dir] : testing::entriesByPath(root)) marks[path] = dir->selected;
   return marks;
@@ -73,7 +73,7 @@ class TreePageTest : public QObject {
   NullWizardView view_;
   RecordingUiBridge ui_;
   NoLauncher launcher_;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller_;
+  std::unique_ptr<WizardController> controller_;
   std::unique_ptr<TreePage> page_;
 
   RecordTreeModel& model() { return *page_->model(); }
@@ -82,7 +82,7 @@ class TreePageTest : public QObject {
     const auto entries = testing::entriesByPath(page_->viewState()->dirRootTemp());
     const auto found = entries.find(path);
     if (found == entries.end()) return {};
-    return model().indexOfRecord(const_cast<NewDir*>(found->second), column);
+    return model().indexOfRecord(const_cast<Entry*>(found->second), column);
   }
   // A click on the row's check box in the outline, where the style draws it.
   void clickCheckBox(const QModelIndex& index) {
@@ -109,7 +109,7 @@ class TreePageTest : public QObject {
   }
 
   void init() {
-    controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view_, ui_, launcher_, MediaSources{});
+    controller_ = std::make_unique<WizardController>(view_, ui_, launcher_, MediaSources{});
     controller_->selectedVolume = scanImage(image_);
     QVERIFY(controller_->selectedVolume->dirRoot != nullptr);
     page_ = std::make_unique<TreePage>(*controller_, ui_);
@@ -164,7 +164,7 @@ class TreePageTest : public QObject {
     std::shared_ptr<Volume> twin = scanImage(image_);
     TreeViewState twinView(twin->arena, twin->dirRoot);
     const auto twinEntries = testing::entriesByPath(twin->dirRoot);
-    const auto at = [&](const std::string& path) { return const_cast<NewDir*>(twinEntries.at(path)); };
+    const auto at = [&](const std::string& path) { return const_cast<Entry*>(twinEntries.at(path)); };
     CheckController(at(file), 1).run();
     CheckController(at(folder), 1).run();
     CheckController(at(folder), 0).run();
@@ -247,7 +247,7 @@ class TreePageTest : public QObject {
 
   void rowsThatAreNotDrawnGetNoHelper() {
     testing_view::TestTree tree;
-    NewDir* wide = tree.folder(tree.root, u"wide");
+    Entry* wide = tree.folder(tree.root, u"wide");
     for (int i = 0; i < 20000; ++i) tree.file(wide, u"f" + std::u16string(1, u'a' + i % 26) + u".txt", 10);
     tree.finish();
     auto volume = std::make_shared<Volume>();

@@ -11,7 +11,7 @@
 #include <QTreeView>
 #include <fstream>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/wizard_view.h"
 #include "hfs/hfs_test_support.h"
 #include "hfs/hfs_volume.h"
@@ -37,7 +37,7 @@ std::shared_ptr<Volume> scanImage(const testing::KitImage& image) {
   volume->resetSigArraysAndBtreesAndOthers();
   HfsVolume hfs(*volume);
   if (hfs.initializeVIB() && hfs.checkCatalogAndExtentsFile()) makeTree(hfs);
-  volume->processDuplicateEntries();
+  volume->finishTree();
   return volume;
 }
 
@@ -53,15 +53,15 @@ class TreePreviewFindTest : public QObject {
   NullWizardView view_;
   RecordingUiBridge ui_;
   NoLauncher launcher_;
-  std::unique_ptr<Kelvo_Recovery_SoftwareAppDelegate> controller_;
+  std::unique_ptr<WizardController> controller_;
   std::unique_ptr<TreePage> page_;
 
-  NewDir* record(const std::string& path) {
-    return const_cast<NewDir*>(testing::entriesByPath(controller_->selectedVolume->dirRoot).at(path));
+  Entry* record(const std::string& path) {
+    return const_cast<Entry*>(testing::entriesByPath(controller_->selectedVolume->dirRoot).at(path));
   }
   // Writes bytes over the start of a file's data in the image, where the preview will read them.
   void writeOverFile(const std::string& path, const std::vector<std::byte>& bytes) {
-    const NewDir* dir = record(path);
+    const Entry* dir = record(path);
     const Volume& volume = *controller_->selectedVolume;
     const std::uint64_t sector =
         volume.HPlusVolStart + dir->blockBaseSector + std::uint64_t{dir->dataExt.at(0).startBlock} * dir->sectorsPerBlock;
@@ -93,7 +93,7 @@ class TreePreviewFindTest : public QObject {
     QTest::keyClick(find->findField(), Qt::Key_Return);
     QVERIFY(done.wait(20000));
   }
-  NewDir* selectedRecord() {
+  Entry* selectedRecord() {
     return RecordTreeModel::recordOf(page_->outlineViewData()->selectionModel()->currentIndex());
   }
 
@@ -101,7 +101,7 @@ class TreePreviewFindTest : public QObject {
   void init() {
     image_ = testing::makeKitImage("hfs-basic");
     QVERIFY2(image_.error.empty(), image_.error.c_str());
-    controller_ = std::make_unique<Kelvo_Recovery_SoftwareAppDelegate>(view_, ui_, launcher_, MediaSources{});
+    controller_ = std::make_unique<WizardController>(view_, ui_, launcher_, MediaSources{});
     controller_->selectedVolume = scanImage(image_);
     QVERIFY(controller_->selectedVolume->dirRoot != nullptr);
     page_ = std::make_unique<TreePage>(*controller_, ui_);
@@ -160,7 +160,7 @@ class TreePreviewFindTest : public QObject {
 
   void previewShowsTheEmbeddedJpegOfABuiltRawFile() {
     // The kit's holiday.jpg becomes a camera RAW file: its name and its bytes.
-    NewDir* dir = record("Photos/holiday.jpg");
+    Entry* dir = record("Photos/holiday.jpg");
     writeOverFile("Photos/holiday.jpg", testing_picture::RawFileBuilder::build(demoJpeg()));
     controller_->selectedVolume->arena->setFileName(u"holiday.dng", dir);
     page_->showResult();
@@ -190,7 +190,7 @@ class TreePreviewFindTest : public QObject {
     put(std::string("\x00\x00\x00", 3));
     put(std::string("image/jpeg\x00\x03\x00", 13));
     tag.insert(tag.end(), jpeg.begin(), jpeg.end());
-    NewDir* dir = record("Photos/holiday.jpg");
+    Entry* dir = record("Photos/holiday.jpg");
     writeOverFile("Photos/holiday.jpg", tag);
     controller_->selectedVolume->arena->setFileName(u"song.mp3", dir);
     page_->showResult();
@@ -211,7 +211,7 @@ class TreePreviewFindTest : public QObject {
     QVERIFY(!find->nextButton()->isEnabled());
     search("TXT");
     QCOMPARE(find->findTextField(), QString("5 Matches Found"));
-    const std::vector<NewDir*> hits = find->treeFind().findArray();
+    const std::vector<Entry*> hits = find->treeFind().findArray();
     QCOMPARE(hits.size(), std::size_t{5});
     QVERIFY(find->nextButton()->isEnabled() && find->markAllButton()->isEnabled());
     QVERIFY(!find->unmarkAllButton()->isEnabled());
@@ -233,7 +233,7 @@ class TreePreviewFindTest : public QObject {
     QVERIFY(page_->outlineViewData()->isExpanded(deep.parent()));
 
     QTest::mouseClick(find->markAllButton(), Qt::LeftButton);
-    for (NewDir* hit : hits) QCOMPARE(hit->selected, 1);
+    for (Entry* hit : hits) QCOMPARE(hit->selected, 1);
     QCOMPARE(record("Documents/Projects")->selected, 1);
     QVERIFY(!find->markAllButton()->isEnabled() && find->unmarkAllButton()->isEnabled());
     QVERIFY(page_->textFieldMarkedData().endsWith("in 5 Files"));

@@ -6,7 +6,7 @@
 #include <random>
 #include <vector>
 
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/detail/tree_walk.h"
 #include "view_test_tree.h"
 
@@ -17,9 +17,9 @@ using testing_view::TestTree;
 
 TEST(CheckControllerTest, MarkingAFileMarksEveryAncestor) {
   TestTree tree;
-  NewDir* a = tree.folder(tree.root, u"a");
-  NewDir* b = tree.folder(a, u"b");
-  NewDir* f = tree.file(b, u"f.txt", 10);
+  Entry* a = tree.folder(tree.root, u"a");
+  Entry* b = tree.folder(a, u"b");
+  Entry* f = tree.file(b, u"f.txt", 10);
   tree.file(b, u"g.txt", 10);
   CheckController(f, 1).run();
   EXPECT_EQ(f->selected, 1);
@@ -30,10 +30,10 @@ TEST(CheckControllerTest, MarkingAFileMarksEveryAncestor) {
 
 TEST(CheckControllerTest, UnmarkingTheLastMarkedFileUnmarksUpwardWhileNothingRemains) {
   TestTree tree;
-  NewDir* a = tree.folder(tree.root, u"a");
-  NewDir* b = tree.folder(a, u"b");
-  NewDir* f = tree.file(b, u"f.txt", 10);
-  NewDir* other = tree.file(a, u"other.txt", 5);
+  Entry* a = tree.folder(tree.root, u"a");
+  Entry* b = tree.folder(a, u"b");
+  Entry* f = tree.file(b, u"f.txt", 10);
+  Entry* other = tree.file(a, u"other.txt", 5);
   CheckController(f, 1).run();
   CheckController(other, 1).run();
   CheckController(f, 0).run();
@@ -47,9 +47,9 @@ TEST(CheckControllerTest, UnmarkingTheLastMarkedFileUnmarksUpwardWhileNothingRem
 
 TEST(CheckControllerTest, MarkingAFolderMarksAllBelowAndOtherFlagsChangeNothing) {
   TestTree tree;
-  NewDir* a = tree.folder(tree.root, u"a");
-  NewDir* b = tree.folder(a, u"b");
-  NewDir* f = tree.file(b, u"f", 1);
+  Entry* a = tree.folder(tree.root, u"a");
+  Entry* b = tree.folder(a, u"b");
+  Entry* f = tree.file(b, u"f", 1);
   CheckController(a, 2).run();
   EXPECT_EQ(f->selected, 0);
   CheckController(a, 1).run();
@@ -64,10 +64,10 @@ TEST(CheckControllerTest, MarkingAFolderMarksAllBelowAndOtherFlagsChangeNothing)
 TEST(CheckControllerTest, KeptCountsMatchARecountAfterRandomClicks) {
   TestTree tree;
   std::mt19937 random(12345);
-  std::vector<NewDir*> records{tree.root};
-  std::vector<NewDir*> folders{tree.root};
+  std::vector<Entry*> records{tree.root};
+  std::vector<Entry*> folders{tree.root};
   for (int i = 0; i < 400; ++i) {
-    NewDir* parent = folders[random() % folders.size()];
+    Entry* parent = folders[random() % folders.size()];
     if (random() % 3 == 0) {
       folders.push_back(tree.folder(parent, u"d"));
       records.push_back(folders.back());
@@ -84,7 +84,7 @@ TEST(CheckControllerTest, KeptCountsMatchARecountAfterRandomClicks) {
   fresh.recount(tree.root);
   EXPECT_EQ(kept.markedData(), fresh.markedData());
   EXPECT_EQ(kept.markedFiles(), fresh.markedFiles());
-  for (NewDir* record : records) {
+  for (Entry* record : records) {
     ASSERT_EQ(kept.childrenSelected(record), childrenSelectedOfDir(record));
     ASSERT_EQ(kept.markedBelow(record), fresh.markedBelow(record));
   }

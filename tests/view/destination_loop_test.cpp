@@ -112,7 +112,7 @@ class DestinationLoopTest : public testing::Test {
   std::string outer;
   std::unique_ptr<LoopStack> loops = std::make_unique<LoopStack>();
   TestTree tree;
-  NewDir* file = tree.file(tree.root, u"a.txt", 10);  // 10 bytes marked: any folder has the room
+  Entry* file = tree.file(tree.root, u"a.txt", 10);  // 10 bytes marked: any folder has the room
   std::unique_ptr<TreeViewState> view;
   RecordingUiBridge ui;
 };

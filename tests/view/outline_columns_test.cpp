@@ -40,9 +40,9 @@ TEST_F(OutlineColumnsTest, FatDatesPassOnlyWhatTheirTestsLetThrough) {
 
 TEST_F(OutlineColumnsTest, ColumnsAndTooltipsOfAFileAndAFileTypesFolder) {
   TestTree tree;
-  NewDir* file = tree.file(tree.root, u"photo.jpg", 1500);
+  Entry* file = tree.file(tree.root, u"photo.jpg", 1500);
   file->complete = 2;
-  NewDirViewHelper helper(file);
+  EntryViewHelper helper(file);
   EXPECT_EQ(columnText(helper, "Size"), "1.50 KB");
   EXPECT_EQ(columnText(helper, "Complete"), "Bad");
   EXPECT_EQ(columnText(helper, "Files Count"), "1");
@@ -51,7 +51,7 @@ TEST_F(OutlineColumnsTest, ColumnsAndTooltipsOfAFileAndAFileTypesFolder) {
   EXPECT_EQ(columnToolTip(helper, "Files", {true, true, 2}), "photo.jpg\nPreview showing");
   EXPECT_EQ(columnToolTip(helper, "Files", {false, false, 4}), "");
 
-  NewDirViewHelper folder(tree.root, 1);
+  EntryViewHelper folder(tree.root, 1);
   folder.setFileName(u"jpg");
   EXPECT_EQ(filesCellText(folder), "jpg [1]");
   EXPECT_EQ(columnToolTip(folder, "Files", {}), "jpg [1]");

@@ -15,10 +15,10 @@ using testing_view::TestTree;
 
 TEST(RecoverToFolderTest, SelectionsMarkByNamePathOrDeletedState) {
   TestTree tree;
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* a = tree.file(docs, u"a.txt", 1);
-  NewDir* b = tree.file(docs, u"b.jpg", 1, true);
-  NewDir* c = tree.file(tree.root, u"c.txt", 1);
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* a = tree.file(docs, u"a.txt", 1);
+  Entry* b = tree.file(docs, u"b.jpg", 1, true);
+  Entry* c = tree.file(tree.root, u"c.txt", 1);
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
   EXPECT_EQ(markSelection(view, {"*.txt"}), 2U);
@@ -47,9 +47,9 @@ TEST(RecoverToFolderTest, DeletedOnlyInTheFileTypesViewSavesTheDeletedFilesByExt
   TestTree tree;
   volume.arena = tree.arena;
   volume.dirRoot = tree.root;
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* live = tree.file(docs, u"live.txt", 100);
-  NewDir* gone = tree.file(docs, u"gone.txt", 700, true);
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* live = tree.file(docs, u"live.txt", 100);
+  Entry* gone = tree.file(docs, u"gone.txt", 700, true);
   addDataExtStartBlock(3, 2, live);
   addDataExtStartBlock(10, 2, gone);
   tree.finish();

@@ -57,9 +57,9 @@ class SaveRunTest : public testing::Test {
   void TearDown() override { fs::remove_all(work); }
 
   // A file whose content is its extents' blocks of the image, cut at size.
-  NewDir* file(NewDir* parent, const std::u16string& name, std::uint64_t size,
+  Entry* file(Entry* parent, const std::u16string& name, std::uint64_t size,
                std::vector<std::pair<std::uint32_t, std::uint32_t>> extents) {
-    NewDir* dir = tree.file(parent, name, size);
+    Entry* dir = tree.file(parent, name, size);
     dir->sectorsPerBlock = 2;
     std::string content;
     for (auto [start, count] : extents) {
@@ -82,12 +82,12 @@ class SaveRunTest : public testing::Test {
   DMedia source;
   TestTree tree;
   RecordingUiBridge ui;
-  std::map<const NewDir*, std::string> expected;
+  std::map<const Entry*, std::string> expected;
 };
 
 TEST_F(SaveRunTest, TheBlockLoopWritesExactlyTheFileForEveryExtentShape) {
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  const std::vector<NewDir*> files{
+  Entry* docs = tree.folder(tree.root, u"docs");
+  const std::vector<Entry*> files{
       file(docs, u"eight.bin", 7 * kBlockBytes + 100, {{10, 8}}),
       file(docs, u"nine.bin", 8 * kBlockBytes + 1, {{20, 9}}),
       file(docs, u"three-five.bin", 7 * kBlockBytes + 500, {{40, 3}, {50, 5}}),
@@ -104,7 +104,7 @@ TEST_F(SaveRunTest, TheBlockLoopWritesExactlyTheFileForEveryExtentShape) {
   EXPECT_TRUE(report.failures.empty());
   EXPECT_EQ(report.finalAlert.title, "Saving Completed");
   EXPECT_EQ(report.finalAlert.text, "Saved at: " + destination.string());
-  for (const NewDir* f : files) {
+  for (const Entry* f : files) {
     const fs::path saved = destination / "Root" / "docs" / toUtf8(shownNameOfDir(f));
     EXPECT_EQ(sha256(readFile(saved)), sha256(expected[f])) << saved;
   }
@@ -113,9 +113,9 @@ TEST_F(SaveRunTest, TheBlockLoopWritesExactlyTheFileForEveryExtentShape) {
 }
 
 TEST_F(SaveRunTest, SameNamesNeverOverwriteAndEmptyFilesAreCountedNotWritten) {
-  NewDir* a = file(tree.root, u"x.jpg", 100, {{1, 1}});
-  NewDir* b = file(tree.root, u"x.jpg", 200, {{2, 1}});
-  NewDir* c = file(tree.root, u"x.jpg", 300, {{3, 1}});
+  Entry* a = file(tree.root, u"x.jpg", 100, {{1, 1}});
+  Entry* b = file(tree.root, u"x.jpg", 200, {{2, 1}});
+  Entry* c = file(tree.root, u"x.jpg", 300, {{3, 1}});
   file(tree.root, u"empty", 0, {});
   file(tree.root, u"a/b", 50, {{4, 1}});
   TreeViewState view(tree.arena, tree.root);
@@ -131,10 +131,10 @@ TEST_F(SaveRunTest, SameNamesNeverOverwriteAndEmptyFilesAreCountedNotWritten) {
 }
 
 TEST_F(SaveRunTest, TheFileTypesViewSavesOneFolderPerExtensionWithItsCount) {
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* one = file(docs, u"one.txt", 10, {{5, 1}});
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* one = file(docs, u"one.txt", 10, {{5, 1}});
   file(tree.root, u"two.txt", 20, {{6, 1}});
-  NewDir* pic = file(docs, u"pic.png", 30, {{7, 1}});
+  Entry* pic = file(docs, u"pic.png", 30, {{7, 1}});
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
   view.setMark(one, true);
@@ -147,8 +147,8 @@ TEST_F(SaveRunTest, TheFileTypesViewSavesOneFolderPerExtensionWithItsCount) {
 }
 
 TEST_F(SaveRunTest, AFileMarkedBeforeSwitchingBackAndForthIsSavedWithItsDate) {
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* a = file(docs, u"a.txt", 10, {{5, 1}});
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* a = file(docs, u"a.txt", 10, {{5, 1}});
   file(docs, u"z.txt", 20, {{6, 1}});
   a->modDate = 3786912000;  // 2024-01-01 00:00:00 GMT
   tree.finish();
@@ -216,7 +216,7 @@ class SaveCopyTest : public SaveRunTest, public testing::WithParamInterface<Copy
 
 TEST_P(SaveCopyTest, WritesAtMostTheSizeAndCountsWhatIsShortAsFailed) {
   const CopyCase& c = GetParam();
-  NewDir* f = file(tree.root, u"f.bin", c.size, c.extents);
+  Entry* f = file(tree.root, u"f.bin", c.size, c.extents);
   TreeViewState view(tree.arena, tree.root);
   view.setMark(tree.root, true);
   const SaveReport report = save(view);
@@ -262,8 +262,8 @@ INSTANTIATE_TEST_SUITE_P(
 
 TEST_F(SaveRunTest, AnImageEndingInsideASectorKeepsTheFilesWhoseBytesAreAllThere) {
   fs::resize_file(image, imageBytes.size() - 300);  // the last sector holds 212 bytes
-  NewDir* whole = file(tree.root, u"whole.bin", kBlockBytes + 512 + 200, {{198, 1}, {199, 1}});
-  NewDir* cut = file(tree.root, u"cut.bin", kBlockBytes + 512 + 300, {{198, 1}, {199, 1}});
+  Entry* whole = file(tree.root, u"whole.bin", kBlockBytes + 512 + 200, {{198, 1}, {199, 1}});
+  Entry* cut = file(tree.root, u"cut.bin", kBlockBytes + 512 + 300, {{198, 1}, {199, 1}});
   TreeViewState view(tree.arena, tree.root);
   view.setMark(tree.root, true);
   const SaveReport report = save(view);
@@ -274,12 +274,12 @@ TEST_F(SaveRunTest, AnImageEndingInsideASectorKeepsTheFilesWhoseBytesAreAllThere
 }
 
 TEST_F(SaveRunTest, ADeletedFileWhoseBlocksALiveFileHoldsNowIsSavedToItsSizeButCountedFailed) {
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* live = file(docs, u"New video.bin", 6 * kBlockBytes, {{40, 3}, {50, 3}});
-  NewDir* reused = file(docs, u"Old report.txt", 2 * kBlockBytes + 512, {{40, 1}, {41, 1}, {42, 1}, {50, 3}});
-  NewDir* intact = file(docs, u"Old photo.jpg", 3 * kBlockBytes, {{60, 3}});
-  NewDir* edge = file(docs, u"Next to it.txt", kBlockBytes, {{43, 1}});
-  for (NewDir* d : {reused, intact, edge}) d->deleted = 1;
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* live = file(docs, u"New video.bin", 6 * kBlockBytes, {{40, 3}, {50, 3}});
+  Entry* reused = file(docs, u"Old report.txt", 2 * kBlockBytes + 512, {{40, 1}, {41, 1}, {42, 1}, {50, 3}});
+  Entry* intact = file(docs, u"Old photo.jpg", 3 * kBlockBytes, {{60, 3}});
+  Entry* edge = file(docs, u"Next to it.txt", kBlockBytes, {{43, 1}});
+  for (Entry* d : {reused, intact, edge}) d->deleted = 1;
   docs->deleted = 1;
   tree.finish();
   TreeViewState view(tree.arena, tree.root);

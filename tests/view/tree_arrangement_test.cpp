@@ -14,14 +14,14 @@ namespace {
 using testing_view::TestTree;
 
 // The rule setParents keeps, applied literally: for each child, walk from its folder to the top.
-void setParentsByWalkingUp(NewDir* dir) {
+void setParentsByWalkingUp(Entry* dir) {
   dir->fileSize = 0;
   dir->fileCount = 0;
   dir->childrenCount = 0;
-  for (NewDir* child : dir->childList) {
+  for (Entry* child : dir->childList) {
     child->parent = dir;
     if (child->fileType != 1 && child->fileType != 2) continue;
-    for (NewDir* up = dir; up != nullptr; up = up->parent) {
+    for (Entry* up = dir; up != nullptr; up = up->parent) {
       up->selected = child->selected;
       ++up->childrenCount;
       if (child->fileType == 2) {
@@ -34,7 +34,7 @@ void setParentsByWalkingUp(NewDir* dir) {
 }
 
 struct Snapshot {
-  NewDir* parent;
+  Entry* parent;
   std::uint64_t fileSize;
   std::uint32_t fileCount, childrenCount;
   std::uint8_t selected;
@@ -44,21 +44,21 @@ struct Snapshot {
 TEST(TreeArrangementTest, SetParentsGivesWhatWalkingUpFromEveryChildGives) {
   TestTree tree;
   std::mt19937 random(7);
-  std::vector<NewDir*> records{tree.root};
-  std::vector<NewDir*> folders{tree.root};
+  std::vector<Entry*> records{tree.root};
+  std::vector<Entry*> folders{tree.root};
   for (int i = 0; i < 300; ++i) {
-    NewDir* parent = folders[random() % folders.size()];
-    NewDir* made = random() % 3 == 0 ? tree.folder(parent, u"d") : tree.file(parent, u"f", random() % 999);
+    Entry* parent = folders[random() % folders.size()];
+    Entry* made = random() % 3 == 0 ? tree.folder(parent, u"d") : tree.file(parent, u"f", random() % 999);
     if (made->fileType == 1) folders.push_back(made);
     made->selected = static_cast<std::uint8_t>(random() % 2);
     made->parent = nullptr;  // broken links, as a switch leaves them
     records.push_back(made);
   }
   std::vector<std::uint8_t> initial;
-  for (NewDir* r : records) initial.push_back(r->selected);
+  for (Entry* r : records) initial.push_back(r->selected);
   std::vector<Snapshot> expected;
   setParentsByWalkingUp(tree.root);
-  for (NewDir* r : records) expected.push_back({r->parent, r->fileSize, r->fileCount, r->childrenCount, r->selected});
+  for (Entry* r : records) expected.push_back({r->parent, r->fileSize, r->fileCount, r->childrenCount, r->selected});
   for (std::size_t i = 0; i < records.size(); ++i) {
     records[i]->parent = nullptr;
     records[i]->selected = initial[i];
@@ -66,16 +66,16 @@ TEST(TreeArrangementTest, SetParentsGivesWhatWalkingUpFromEveryChildGives) {
   }
   setParents(tree.root);
   for (std::size_t i = 0; i < records.size(); ++i) {
-    const NewDir* r = records[i];
+    const Entry* r = records[i];
     ASSERT_EQ((Snapshot{r->parent, r->fileSize, r->fileCount, r->childrenCount, r->selected}), expected[i]) << i;
   }
 }
 
 TEST(TreeArrangementTest, DeletedOnlyShowsDeletedEntriesAndComesBack) {
   TestTree tree;
-  NewDir* kept = tree.folder(tree.root, u"kept");
+  Entry* kept = tree.folder(tree.root, u"kept");
   tree.file(kept, u"live.txt", 3);
-  NewDir* lost = tree.file(kept, u"lost.txt", 4, true);
+  Entry* lost = tree.file(kept, u"lost.txt", 4, true);
   tree.file(tree.root, u"top.txt", 5);
   tree.finish();
   arrangeTreeForDeleted(tree.root, 1);

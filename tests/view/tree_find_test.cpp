@@ -13,11 +13,11 @@ namespace {
 
 using testing_view::TestTree;
 
-std::vector<NewDir*> walk(std::u16string_view text, NewDir* root, const ShownFolderNames& names = {},
+std::vector<Entry*> walk(std::u16string_view text, Entry* root, const ShownFolderNames& names = {},
                           std::size_t batchSize = 2, std::size_t* batches = nullptr) {
-  std::vector<NewDir*> hits;
+  std::vector<Entry*> hits;
   std::atomic<bool> abort{false};
-  findStringInDir(text, root, names, abort, [&](std::vector<NewDir*> batch) {
+  findStringInDir(text, root, names, abort, [&](std::vector<Entry*> batch) {
     EXPECT_LE(batch.size(), batchSize);
     if (batches != nullptr) ++*batches;
     hits.insert(hits.end(), batch.begin(), batch.end());
@@ -35,36 +35,36 @@ TEST(NameContainsTextTest, CaseInsensitiveAndEmptyMatchesNothing) {
 
 TEST(FindWalkTest, FolderBeforeItsFileRootIncludedInBatches) {
   TestTree tree;
-  NewDir* photos = tree.folder(tree.root, u"Photos");
-  NewDir* first = tree.file(photos, u"photo1.jpg", 10);
+  Entry* photos = tree.folder(tree.root, u"Photos");
+  Entry* first = tree.file(photos, u"photo1.jpg", 10);
   tree.file(photos, u"doc.txt", 10);
-  NewDir* second = tree.file(tree.root, u"PHOTO2.jpg", 10);
+  Entry* second = tree.file(tree.root, u"PHOTO2.jpg", 10);
   tree.finish();
   std::size_t batches = 0;
-  EXPECT_EQ(walk(u"photo", tree.root, {}, 2, &batches), (std::vector<NewDir*>{photos, first, second}));
+  EXPECT_EQ(walk(u"photo", tree.root, {}, 2, &batches), (std::vector<Entry*>{photos, first, second}));
   EXPECT_EQ(batches, 2U);
-  EXPECT_EQ(walk(u"root", tree.root), (std::vector<NewDir*>{tree.root}));
+  EXPECT_EQ(walk(u"root", tree.root), (std::vector<Entry*>{tree.root}));
   EXPECT_TRUE(walk(u"", tree.root).empty());
 }
 
 TEST(FindWalkTest, ANamelessRecordEndsItsBranchAndAnAbortStopsTheWalk) {
   TestTree tree;
-  NewDir* nameless = tree.folder(tree.root, u"");
+  Entry* nameless = tree.folder(tree.root, u"");
   tree.file(nameless, u"hidden.jpg", 1);
   tree.finish();
   EXPECT_TRUE(walk(u"hidden", tree.root).empty());
   std::atomic<bool> abort{true};
   int delivered = 0;
-  findStringInDir(u"Root", tree.root, {}, abort, [&](std::vector<NewDir*>) { ++delivered; });
+  findStringInDir(u"Root", tree.root, {}, abort, [&](std::vector<Entry*>) { ++delivered; });
   EXPECT_EQ(delivered, 0);
 }
 
 TEST(FindWalkTest, DeepTreeDoesNotOverflowTheStack) {
   // Linked directly: the counting of TestTree would walk every chain of ancestors.
   TestTree tree;
-  NewDir* dir = tree.root;
+  Entry* dir = tree.root;
   for (int depth = 0; depth <= 300000; ++depth) {
-    NewDir* child = tree.arena->newDir();
+    Entry* child = tree.arena->newDir();
     tree.arena->setFileName(depth == 300000 ? u"deep.bin" : u"d", child);
     child->fileType = depth == 300000 ? 2 : 1;
     child->parent = dir;
@@ -82,7 +82,7 @@ TEST(FindWalkTest, FileTypesFoldersMatchByExtensionAndTheDeletedViewOnlyByItsEnt
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
   view.prepareTree(TreeToggle::kFileTypes);
-  const std::vector<NewDir*> hits = walk(u"mov", view.dirRootTemp(), shownFolderNamesOf(view));
+  const std::vector<Entry*> hits = walk(u"mov", view.dirRootTemp(), shownFolderNamesOf(view));
   ASSERT_EQ(hits.size(), 3U);  // the folder "mov", a.mov, movie-notes.txt
   EXPECT_EQ(toUtf8(shownNameOfDir(hits[0])), "mov");
   view.prepareTree(TreeToggle::kDeleted);
@@ -92,7 +92,7 @@ TEST(FindWalkTest, FileTypesFoldersMatchByExtensionAndTheDeletedViewOnlyByItsEnt
 // Hits 0..count-1 as records whose index is their fileID.
 struct Stepper {
   explicit Stepper(std::size_t count) : dirs(count) {
-    std::vector<NewDir*> hits;
+    std::vector<Entry*> hits;
     for (std::size_t i = 0; i < count; ++i) {
       dirs[i].fileID = static_cast<std::uint32_t>(i);
       hits.push_back(&dirs[i]);
@@ -105,12 +105,12 @@ struct Stepper {
   std::string step(const std::string& keys) {
     std::string shown;
     for (char key : keys) {
-      NewDir* hit = key == 'n' ? find.findNext() : find.findPrev();
+      Entry* hit = key == 'n' ? find.findNext() : find.findPrev();
       shown += std::to_string(hit->fileID);
     }
     return shown;
   }
-  std::vector<NewDir> dirs;
+  std::vector<Entry> dirs;
   TreeFind find;
 };
 
@@ -148,10 +148,10 @@ TEST(FindStepTest, NoHitsStepsToNothingAndAThirdRequestIsDropped) {
 
 TEST(FindMarkTest, MarkAllMarksHitsAndAncestorsAndUnmarkAllUndoes) {
   TestTree tree;
-  NewDir* folder = tree.folder(tree.root, u"f");
-  NewDir* a = tree.file(folder, u"x1.jpg", 100);
+  Entry* folder = tree.folder(tree.root, u"f");
+  Entry* a = tree.file(folder, u"x1.jpg", 100);
   tree.file(folder, u"y.jpg", 50);
-  NewDir* b = tree.file(tree.root, u"x2.jpg", 7);
+  Entry* b = tree.file(tree.root, u"x2.jpg", 7);
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
   TreeFind find;

@@ -11,15 +11,15 @@ namespace {
 
 using testing_view::TestTree;
 
-std::vector<std::string> shownNames(const NewDir* folder) {
+std::vector<std::string> shownNames(const Entry* folder) {
   std::vector<std::string> names;
-  for (const NewDir* child : folder->childList) names.push_back(toUtf8(shownNameOfDir(child)));
+  for (const Entry* child : folder->childList) names.push_back(toUtf8(shownNameOfDir(child)));
   return names;
 }
 
 TEST(TreeViewStateTest, FileTypesGroupWithCaseKeptSortWithoutCaseAndSkipEmptyExtensions) {
   TestTree tree;
-  NewDir* docs = tree.folder(tree.root, u"docs");
+  Entry* docs = tree.folder(tree.root, u"docs");
   tree.file(docs, u"a.jpg", 1);
   tree.file(docs, u"b.JPG", 2);
   tree.file(tree.root, u"README", 3);
@@ -29,19 +29,19 @@ TEST(TreeViewStateTest, FileTypesGroupWithCaseKeptSortWithoutCaseAndSkipEmptyExt
   TreeViewState view(tree.arena, tree.root);
   view.prepareTree(TreeToggle::kFileTypes);
   EXPECT_STREQ(view.buttonTreeFileTypesToggleTitle(), "Data  View");
-  NewDir* types = view.dirRootTemp();
+  Entry* types = view.dirRootTemp();
   EXPECT_EQ(shownNames(types), (std::vector<std::string>{"avi", "jpg", "JPG", "README"}));
   EXPECT_EQ(types->fileCount, 4U);  // "c." is in no folder
   EXPECT_EQ(view.textFieldTotalData(), "0.01 KB in 4 Files");
-  const NewDirViewHelper* jpg = view.childOfItem(1, view.childOfItem(0, nullptr));
+  const EntryViewHelper* jpg = view.childOfItem(1, view.childOfItem(0, nullptr));
   EXPECT_EQ(jpg->appendChildrenArrayCount(), 1);
   EXPECT_EQ(jpg->childrenArrayCount(), 1U);
 }
 
 TEST(TreeViewStateTest, SwitchingToFileTypesAndBackRepairsParentsAndTotals) {
   TestTree tree;
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* a = tree.file(docs, u"a.txt", 10);
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* a = tree.file(docs, u"a.txt", 10);
   tree.file(tree.root, u"b.", 20);
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
@@ -58,7 +58,7 @@ TEST(TreeViewStateTest, SwitchingToFileTypesAndBackRepairsParentsAndTotals) {
 TEST(TreeViewStateTest, DeletedViewShowsOnlyDeletedEntriesEveryTimeItIsShown) {
   TestTree tree;
   tree.file(tree.root, u"live.txt", 1);
-  NewDir* gone = tree.file(tree.root, u"gone.txt", 2, true);
+  Entry* gone = tree.file(tree.root, u"gone.txt", 2, true);
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
   for (int round = 0; round < 3; ++round) {
@@ -78,8 +78,8 @@ TEST(TreeViewStateTest, DeletedViewShowsOnlyDeletedEntriesEveryTimeItIsShown) {
 
 TEST(TreeViewStateTest, AMarkedFileStaysMarkedForSavingAcrossSwitches) {
   TestTree tree;
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* a = tree.file(docs, u"a.txt", 10);
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* a = tree.file(docs, u"a.txt", 10);
   tree.file(docs, u"z.txt", 10);  // last below docs, unmarked: a switch copies its 0 upward
   tree.finish();
   TreeViewState view(tree.arena, tree.root);
@@ -96,7 +96,7 @@ TEST(TreeViewStateTest, AMarkedFileStaysMarkedForSavingAcrossSwitches) {
 
 TEST(TreeViewStateTest, ClicksWhileSavingAreRefusedWithTheProcessRunningAlert) {
   TestTree tree;
-  NewDir* a = tree.file(tree.root, u"a.txt", 10);
+  Entry* a = tree.file(tree.root, u"a.txt", 10);
   TreeViewState view(tree.arena, tree.root);
   RecordingUiBridge ui;
   EXPECT_FALSE(view.setMark(view.helperFor(a), true, false, ui));
@@ -110,8 +110,8 @@ TEST(TreeViewStateTest, ClicksWhileSavingAreRefusedWithTheProcessRunningAlert) {
 
 TEST(TreeViewStateTest, ReleasingTheViewsLeavesTheDataTreeWhole) {
   TestTree tree;
-  NewDir* docs = tree.folder(tree.root, u"docs");
-  NewDir* a = tree.file(docs, u"a.txt", 10);
+  Entry* docs = tree.folder(tree.root, u"docs");
+  Entry* a = tree.file(docs, u"a.txt", 10);
   const std::size_t live = tree.arena->liveCount();
   {
     TreeViewState view(tree.arena, tree.root);

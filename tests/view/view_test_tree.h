@@ -5,31 +5,31 @@
 #include <memory>
 #include <string>
 
-#include "tree/new_dir.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 #include "view/tree_arrangement.h"
 
 namespace nua::testing_view {
 
 class TestTree {
  public:
-  TestTree() : arena(std::make_shared<NewDirArena>()), root(makeRootDir(*arena, nullptr)) {}
+  TestTree() : arena(std::make_shared<EntryArena>()), root(makeRootDir(*arena, nullptr)) {}
 
-  NewDir* folder(NewDir* parent, const std::u16string& name, bool deleted = false) {
-    NewDir* dir = attach(parent, name, 1, deleted);
+  Entry* folder(Entry* parent, const std::u16string& name, bool deleted = false) {
+    Entry* dir = attach(parent, name, 1, deleted);
     raiseAncestorCountsForFolder(dir);
     return dir;
   }
 
-  NewDir* file(NewDir* parent, const std::u16string& name, std::uint64_t size, bool deleted = false) {
-    NewDir* dir = attach(parent, name, 2, deleted);
+  Entry* file(Entry* parent, const std::u16string& name, std::uint64_t size, bool deleted = false) {
+    Entry* dir = attach(parent, name, 2, deleted);
     dir->fileSize = size;
     dir->fileCount = 1;
     dir->sectorsPerBlock = 1;
     raiseAncestorCountsForFile(dir);
     if (deleted) {
-      for (NewDir* up = parent; up != nullptr; up = up->parent) up->deleted = 1;
+      for (Entry* up = parent; up != nullptr; up = up->parent) up->deleted = 1;
     }
     return dir;
   }
@@ -37,12 +37,12 @@ class TestTree {
   // The deleted lists, as the scan's clean-up builds them at its end.
   void finish() { rearrangeDeletedTree(root, true); }
 
-  std::shared_ptr<NewDirArena> arena;
-  NewDir* root;
+  std::shared_ptr<EntryArena> arena;
+  Entry* root;
 
  private:
-  NewDir* attach(NewDir* parent, const std::u16string& name, std::uint16_t fileType, bool deleted) {
-    NewDir* dir = arena->newDir();
+  Entry* attach(Entry* parent, const std::u16string& name, std::uint16_t fileType, bool deleted) {
+    Entry* dir = arena->newDir();
     arena->setFileName(name, dir);
     dir->fileType = fileType;
     dir->deleted = deleted ? 1 : 0;

@@ -12,8 +12,8 @@
 #include <thread>
 
 #include "base/text.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 #include "view/tree_find.h"
 #include "view/tree_view_state.h"
 
@@ -29,12 +29,12 @@ double timeToAllHits(nua::TreeViewState& view, const std::string& text, nua::Tre
   find.searchStarted();
   std::atomic<bool> abort{false};
   std::mutex mutex;
-  std::vector<std::vector<nua::NewDir*>> inbox;
+  std::vector<std::vector<nua::Entry*>> inbox;
   std::atomic<bool> done{false};
   const auto start = Clock::now();
   std::thread worker([&] {
     nua::findStringInDir(nua::toUtf16(text), view.dirRootTemp(), nua::shownFolderNamesOf(view), abort,
-                         [&](std::vector<nua::NewDir*> batch) {
+                         [&](std::vector<nua::Entry*> batch) {
                            std::lock_guard lock(mutex);
                            inbox.push_back(std::move(batch));
                          });
@@ -43,7 +43,7 @@ double timeToAllHits(nua::TreeViewState& view, const std::string& text, nua::Tre
   std::size_t batches = 0;
   for (bool last = false; !last;) {
     last = done;
-    std::vector<std::vector<nua::NewDir*>> taken;
+    std::vector<std::vector<nua::Entry*>> taken;
     {
       std::lock_guard lock(mutex);
       taken.swap(inbox);
@@ -65,18 +65,18 @@ double timeToAllHits(nua::TreeViewState& view, const std::string& text, nua::Tre
 int main(int argc, char** argv) {
   const long folders = argc > 1 ? std::atol(argv[1]) : 1000;
   const long files = argc > 2 ? std::atol(argv[2]) : 999;
-  auto arena = std::make_shared<nua::NewDirArena>();
-  nua::NewDir* root = nua::makeRootDir(*arena, nullptr);
+  auto arena = std::make_shared<nua::EntryArena>();
+  nua::Entry* root = nua::makeRootDir(*arena, nullptr);
   const auto buildStart = Clock::now();
   for (long f = 0; f < folders; ++f) {
-    nua::NewDir* folder = arena->newDir();
+    nua::Entry* folder = arena->newDir();
     arena->setFileName(nua::toUtf16("folder" + std::to_string(f)), folder);
     folder->fileType = 1;
     folder->parent = root;
     nua::addChild(folder, root);
     nua::raiseAncestorCountsForFolder(folder);
     for (long i = 0; i < files; ++i) {
-      nua::NewDir* file = arena->newDir();
+      nua::Entry* file = arena->newDir();
       arena->setFileName(nua::toUtf16("file" + std::to_string(f * files + i) + ".jpg"), file);
       file->fileType = 2;
       file->fileSize = 1000;

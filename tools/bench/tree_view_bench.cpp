@@ -14,7 +14,7 @@
 #include <filesystem>
 #include <string>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "app/wizard_view.h"
 #include "hfs/hfs_volume.h"
 #include "hfs/normal_catalog_scan.h"
@@ -91,14 +91,14 @@ int main(int argc, char** argv) {
     return 1;
   }
   nua::makeTree(hfs);
-  volume->processDuplicateEntries();
+  volume->finishTree();
   report("scan with the core (normal catalog walk)", secondsSince(start));
   if (madeHere) std::filesystem::remove(imagePath);
 
   nua::NullWizardView view;
   nua::SilentUiBridge ui;
   NoLauncher launcher;
-  nua::Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, nua::MediaSources{});
+  nua::WizardController controller(view, ui, launcher, nua::MediaSources{});
   controller.selectedVolume = volume;
   nua::ui::TreePage page(controller, ui);
   page.resize(1000, 700);

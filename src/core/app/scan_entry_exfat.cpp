@@ -2,8 +2,8 @@
 // system recovery that walks the directories into it, as for FAT.
 #include "app/scan_entries.h"
 #include "exfat/exfat_volume.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 namespace {
@@ -28,7 +28,7 @@ void scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments) {
   // Element 1 asks for a signature search, which joins here (over the allocation bitmap's free
   // clusters) once it is built.
   if (scanArgumentNumber(arguments, 1).value_or(0) != 0) volume.treeScanMode = 0;
-  volume.processDuplicateEntries();
+  volume.finishTree();
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   volume.sendProgress(
       Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}, {"Stop Animation", true}}, false);

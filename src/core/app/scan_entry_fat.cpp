@@ -2,8 +2,8 @@
 // system recovery that walks the directories into it.
 #include "app/scan_entries.h"
 #include "fat/fat_volume.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 namespace {
@@ -36,7 +36,7 @@ void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments) {
     // only or the whole volume, resuming at the last but one after a crash) runs here once it is built.
     volume.treeScanMode = 0;
   }
-  volume.processDuplicateEntries();
+  volume.finishTree();
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   volume.sendProgress(
       Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}, {"Stop Animation", true}}, false);

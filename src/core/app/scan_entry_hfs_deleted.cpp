@@ -3,8 +3,8 @@
 #include "app/scan_entries.h"
 #include "hfs/deleted_file_scan.h"
 #include "hfs/hfs_volume.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 
@@ -12,7 +12,7 @@ void scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments) {
   const bool searchJournal = scanArgumentNumber(arguments, 0).value_or(0) == 1;
   const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) == 1;
   if (!volume.autoCrashRecovery) {
-    NewDir* root = makeRootDir(*volume.arena, volume.btree.get());
+    Entry* root = makeRootDir(*volume.arena, volume.btree.get());
     root->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
     volume.dirRoot = root;
   }
@@ -31,7 +31,7 @@ void scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments) {
     if (controller != nullptr) controller->invalidateTimer();
     volume.treeScanMode = 0;
   }
-  volume.processDuplicateEntries();
+  volume.finishTree();
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   volume.sendProgress(Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}}, false);
 }

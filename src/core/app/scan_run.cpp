@@ -1,8 +1,8 @@
 #include "app/scan_run.h"
 
 #include "app/scan_entries.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 
@@ -99,7 +99,7 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments) {
     }
   }
   if (!volume.aborting) {
-    volume.processDuplicateEntries();
+    volume.finishTree();
     if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   }
   volume.sendProgress(Dict{{"Progress Status", "default"}, {"Tree Complete", true}}, false);

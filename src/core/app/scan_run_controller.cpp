@@ -1,14 +1,14 @@
 // The controller's side of a running scan: progress on the main thread, the timer, abort, the end of a
 // scan with its note, and the freeing of a result.
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "base/text.h"
 #include "media/dmedia.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 #include "volume/volume.h"
 
 namespace nua {
 
-void Kelvo_Recovery_SoftwareAppDelegate::updateProgress(const Dict& update, bool waitUntilDone) {
+void WizardController::updateProgress(const Dict& update, bool waitUntilDone) {
   if (waitUntilDone) {
     mainThread_.postAndWait([this, &update] { updateProgressOnMain(update); });
   } else {
@@ -16,7 +16,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::updateProgress(const Dict& update, bool
   }
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::updateProgressOnMain(const Dict& update) {
+void WizardController::updateProgressOnMain(const Dict& update) {
   applyProgressDictionary(update, mainScanStatus, progressScreen_);
   if (update.has("Tree Complete")) {
     progressScreen_.barAnimating = false;
@@ -29,17 +29,17 @@ void Kelvo_Recovery_SoftwareAppDelegate::updateProgressOnMain(const Dict& update
   if (progressChanged) progressChanged();
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::setUpTimer() {
+void WizardController::setUpTimer() {
   mainThread_.postAndWait([this] {
     timer_.start(std::chrono::milliseconds(1000), [this] { mainThread_.post([this] { myTimerFireMethod(); }); });
   });
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::invalidateTimer() {
+void WizardController::invalidateTimer() {
   mainThread_.postAndWait([this] { timer_.stop(); });
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::myTimerFireMethod() {
+void WizardController::myTimerFireMethod() {
   if (handOverVolumeScanUpdate()) return;
   const std::shared_ptr<Volume> volume = selectedVolume;
   if (!volume || !volume->timerFireMethodCanRun) return;
@@ -49,15 +49,15 @@ void Kelvo_Recovery_SoftwareAppDelegate::myTimerFireMethod() {
   updateProgressOnMain(update);
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::runAlertPanel(const Alert& alert) {
+void WizardController::runAlertPanel(const Alert& alert) {
   mainThread_.postAndWait([this, &alert] { (void)ui_.runAlertPanel(alert); });
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::destroyVolumeAndBackToPartList() {
+void WizardController::destroyVolumeAndBackToPartList() {
   mainThread_.post([this] { backToListWithoutTree(); });
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::backToListWithoutTree() {
+void WizardController::backToListWithoutTree() {
   switch (isPTListOrPTScanListChosen) {
     case -1:
       view_.setText(WizardField::kDrivesListHeading, drivesListHeading());
@@ -81,7 +81,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::backToListWithoutTree() {
   autoStartAfterRawCrash = false;
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::scanThreadEnded(std::uint64_t scanNumber, bool volumeScan) {
+void WizardController::scanThreadEnded(std::uint64_t scanNumber, bool volumeScan) {
   // The scan's own completion, if it sent one, was queued before this and is handled first; the end
   // of an older scan's thread must not end a newer scan.
   mainThread_.post([this, scanNumber, volumeScan] {
@@ -89,7 +89,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::scanThreadEnded(std::uint64_t scanNumbe
   });
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::endScanWithoutCompletion(bool volumeScan) {
+void WizardController::endScanWithoutCompletion(bool volumeScan) {
   timer_.stop();
   if (volumeScan) {
     // No volumes came back: the partition list again, as it was.
@@ -107,23 +107,23 @@ void Kelvo_Recovery_SoftwareAppDelegate::endScanWithoutCompletion(bool volumeSca
   updateProgressOnMain(Dict{{"Progress Status", "default"}, {"Tree Complete", true}});
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::stopTreeThread() { abortSheetVisible_ = true; }
+void WizardController::stopTreeThread() { abortSheetVisible_ = true; }
 
-void Kelvo_Recovery_SoftwareAppDelegate::dontAbortTreeThread() { abortSheetVisible_ = false; }
+void WizardController::dontAbortTreeThread() { abortSheetVisible_ = false; }
 
-void Kelvo_Recovery_SoftwareAppDelegate::abortTreeThread() {
+void WizardController::abortTreeThread() {
   abortSheetVisible_ = false;
   if (selectedVolume) selectedVolume->setStopTreeThread(true);
   if (selectedDrive) selectedDrive->abortVolumeScan = true;
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::showTree() {
+void WizardController::showTree() {
   fileTypesToggleTitle = "File Types View";
   showDeletedToggleTitle = "Show Deleted";
   abortSheetVisible_ = false;
   stopElapsedTimeThread = true;
   completionNote_.clear();
-  NewDir* root = selectedVolume ? selectedVolume->dirRoot : nullptr;
+  Entry* root = selectedVolume ? selectedVolume->dirRoot : nullptr;
   if (root == nullptr) {
     if (progressChanged) progressChanged();  // closes the abort question if it is up
     // A refused scan has gone back already; any other scan without a tree must not leave the user on
@@ -155,9 +155,9 @@ void Kelvo_Recovery_SoftwareAppDelegate::showTree() {
   }
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::releaseSelectedVolume() { selectedVolume.reset(); }
+void WizardController::releaseSelectedVolume() { selectedVolume.reset(); }
 
-void Kelvo_Recovery_SoftwareAppDelegate::joinFreeTree() {
+void WizardController::joinFreeTree() {
   if (!freeTreeThread_.joinable()) return;
   // The freeing thread hands work to the main thread, so the main thread keeps serving while it waits.
   if (mainThread_.onMainThread())
@@ -165,7 +165,7 @@ void Kelvo_Recovery_SoftwareAppDelegate::joinFreeTree() {
   freeTreeThread_.join();
 }
 
-void Kelvo_Recovery_SoftwareAppDelegate::freeTree(bool rebuildDriveList) {
+void WizardController::freeTree(bool rebuildDriveList) {
   dirRootTemp = nullptr;
   joinFreeTree();
   std::shared_ptr<Volume> volume = selectedVolume;

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "media/dmedia.h"
 #include "signature/sig.h"
 
@@ -118,7 +118,7 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
   sources.loadSigData = [](int) { return planCatalog(); };
 
   WizardPlanResult result;
-  Kelvo_Recovery_SoftwareAppDelegate controller(view, ui, launcher, sources);
+  WizardController controller(view, ui, launcher, sources);
   const int mode = r.scanMode;
   if (mode <= 1) controller.recoverFiles();
   else if (mode <= 3) controller.recoverPhotos();
@@ -154,7 +154,7 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
     const std::string screen = view.current;
     if (screen == "PT list") {
       if (r.volumeScanType == 1) {
-        controller.chechBoxForScanForVolumesClicked(true);
+        controller.checkBoxForScanForVolumesClicked(true);
         controller.ptListNextClicked();
         if (launcher.volumeScanStarted) controller.showPTScanList({partitionDict(r, 1)});
       } else {

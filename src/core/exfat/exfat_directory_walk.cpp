@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "exfat/exfat_timestamp.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 
@@ -22,7 +22,7 @@ std::optional<ExfatBlockUnits> ExfatBlockUnits::of(const ExfatGeometry& geometry
   return units;
 }
 
-std::uint8_t ExfatDirectoryWalk::enumerateRoot(NewDir* root, std::uint32_t rootCluster) {
+std::uint8_t ExfatDirectoryWalk::enumerateRoot(Entry* root, std::uint32_t rootCluster) {
   if (root == nullptr) return 0;
   bool whole = false;
   const std::vector<std::byte> directory = readDirectory(rootCluster, 0, false, whole);
@@ -83,7 +83,7 @@ std::vector<std::byte> ExfatDirectoryWalk::readDirectory(std::uint32_t firstClus
   return bytes;
 }
 
-void ExfatDirectoryWalk::enumerateEntries(ByteSpan directory, NewDir* parent, bool insideDeleted) {
+void ExfatDirectoryWalk::enumerateEntries(ByteSpan directory, Entry* parent, bool insideDeleted) {
   Volume& v = volume_;
   // Each folder entered brings the counts so far, so the screen follows the walk between timer ticks.
   Dict entered = counts();
@@ -106,18 +106,18 @@ void ExfatDirectoryWalk::enumerateEntries(ByteSpan directory, NewDir* parent, bo
       continue;
     }
     const bool deleted = set->deleted || insideDeleted;
-    NewDir* record = makeRecord(*set, deleted, parent);
+    Entry* record = makeRecord(*set, deleted, parent);
     if (set->isFolder()) walkFolder(*set, deleted, record);
     reportProgress();
     position += set->entryCount() * kExfatDirectoryEntrySize;
   }
 }
 
-NewDir* ExfatDirectoryWalk::makeRecord(const ExfatEntrySet& set, bool deleted, NewDir* parent) {
+Entry* ExfatDirectoryWalk::makeRecord(const ExfatEntrySet& set, bool deleted, Entry* parent) {
   Volume& v = volume_;
-  NewDirArena& arena = *v.arena;
+  EntryArena& arena = *v.arena;
   const bool folder = set.isFolder();
-  NewDir* dir = arena.newDir();
+  Entry* dir = arena.newDir();
   dir->blockBaseSector = units_.blockBaseSector;
   dir->fileType = folder ? 1 : 2;
   dir->parentID = parent->fileID;
@@ -144,19 +144,19 @@ NewDir* ExfatDirectoryWalk::makeRecord(const ExfatEntrySet& set, bool deleted, N
   }
   if (deleted) dir->deleted = 1;
   arena.setFileName(set.name, dir);
-  std::u16string path = NewDirArena::pathNameOfDir(parent).value_or(u"");
+  std::u16string path = EntryArena::pathNameOfDir(parent).value_or(u"");
   path += u'/';
-  path += NewDirArena::fileNameOfDir(parent).value_or(u"");
+  path += EntryArena::fileNameOfDir(parent).value_or(u"");
   arena.setPathName(path, dir);
   if (!folder) {
     dir->complete = 1;
     if (set.dataLength != 0) addFileExtents(set, deleted, dir);
-    if (v.btreeFirstFileBlock) v.btreeFirstFileBlock->insert(ItemTypeUInt32{set.firstCluster, 0});
+    if (v.btreeFirstFileBlock) v.btreeFirstFileBlock->insert(CountedKeyItem{set.firstCluster, 0});
   }
   return dir;
 }
 
-void ExfatDirectoryWalk::addClusterRun(std::uint32_t firstCluster, std::uint64_t clusters, NewDir* file) {
+void ExfatDirectoryWalk::addClusterRun(std::uint32_t firstCluster, std::uint64_t clusters, Entry* file) {
   const std::uint64_t startBlock = std::uint64_t{firstCluster - kExfatFirstCluster} * units_.blocksPerCluster;
   const std::uint64_t blocks = clusters * units_.blocksPerCluster;
   // ExfatBlockUnits::of made sure every block of the heap has a 32-bit number.
@@ -170,7 +170,7 @@ void ExfatDirectoryWalk::addClusterRun(std::uint32_t firstCluster, std::uint64_t
   addDataExtStartBlock(static_cast<std::uint32_t>(startBlock), static_cast<std::uint32_t>(blocks), file);
 }
 
-void ExfatDirectoryWalk::addFileExtents(const ExfatEntrySet& set, bool deleted, NewDir* file) {
+void ExfatDirectoryWalk::addFileExtents(const ExfatEntrySet& set, bool deleted, Entry* file) {
   file->complete = 0;
   if (!geometry_.isCluster(set.firstCluster)) return;  // no cluster of this volume holds it
   const std::uint64_t wanted = (set.dataLength + geometry_.clusterBytes - 1) / geometry_.clusterBytes;
@@ -191,7 +191,7 @@ void ExfatDirectoryWalk::addFileExtents(const ExfatEntrySet& set, bool deleted, 
   file->complete = whole ? 1 : 0;
 }
 
-void ExfatDirectoryWalk::walkFolder(const ExfatEntrySet& set, bool deleted, NewDir* folder) {
+void ExfatDirectoryWalk::walkFolder(const ExfatEntrySet& set, bool deleted, Entry* folder) {
   const std::uint32_t first = set.firstCluster;
   if (!geometry_.isCluster(first)) return;
   // A folder that leads back to one being walked is not entered again.

@@ -44,7 +44,7 @@ class ExfatDirectoryWalk {
   // Walks the root directory (a FAT chain from `rootCluster`) into `root`. 1 when the root was read
   // whole, 0 when its chain was cut or unreadable; records made stay either way. The final counts go
   // to the progress screen when the walk ends.
-  std::uint8_t enumerateRoot(NewDir* root, std::uint32_t rootCluster);
+  std::uint8_t enumerateRoot(Entry* root, std::uint32_t rootCluster);
 
   // The bytes of a directory: its FAT chain when `contiguous` is false, otherwise `dataLength` bytes
   // of consecutive clusters, both within kMaxDirectoryBytes, what kMaxHeldDirectoryBytes leaves and
@@ -54,11 +54,11 @@ class ExfatDirectoryWalk {
                                                      bool contiguous, bool& whole);
 
  private:
-  void enumerateEntries(ByteSpan directory, NewDir* parent, bool insideDeleted);
-  NewDir* makeRecord(const ExfatEntrySet& set, bool deleted, NewDir* parent);
-  void addFileExtents(const ExfatEntrySet& set, bool deleted, NewDir* file);
-  void walkFolder(const ExfatEntrySet& set, bool deleted, NewDir* folder);
-  void addClusterRun(std::uint32_t firstCluster, std::uint64_t clusters, NewDir* file);
+  void enumerateEntries(ByteSpan directory, Entry* parent, bool insideDeleted);
+  Entry* makeRecord(const ExfatEntrySet& set, bool deleted, Entry* parent);
+  void addFileExtents(const ExfatEntrySet& set, bool deleted, Entry* file);
+  void walkFolder(const ExfatEntrySet& set, bool deleted, Entry* folder);
+  void addClusterRun(std::uint32_t firstCluster, std::uint64_t clusters, Entry* file);
   void reportProgress();
   [[nodiscard]] Dict counts() const;
 

@@ -5,12 +5,12 @@
 #include "base/text.h"
 #include "fat/fat_dos_date.h"
 #include "fat/fat_long_name.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 
-std::uint8_t FatDirectoryWalk::enumerateRoot(NewDir* root) {
+std::uint8_t FatDirectoryWalk::enumerateRoot(Entry* root) {
   if (root == nullptr) return 0;
   std::uint8_t answer = 0;
   if (volume_.volumeContent == "FAT32") {
@@ -47,7 +47,7 @@ std::uint64_t FatDirectoryWalk::clusterSector(std::uint32_t cluster) const {
 }
 
 std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector, bool rootDirectory,
-                                                       const ClusterChain& fatDetails, NewDir* parent) {
+                                                       const ClusterChain& fatDetails, Entry* parent) {
   Volume& v = volume_;
   // Each folder entered brings the counts so far, so the screen follows the walk between timer ticks.
   Dict entered = counts();
@@ -111,7 +111,7 @@ std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector
       if (auto longSlot = parseFatLongNameSlot(slot)) longName.add(*longSlot);
     } else if (kind == FatEntryKind::kFolder || kind == FatEntryKind::kFile) {
       const std::optional<std::u16string> name = longName.takeNameFor(*entry);
-      NewDir* record = makeRecord(*entry, kind == FatEntryKind::kFolder, name, parent);
+      Entry* record = makeRecord(*entry, kind == FatEntryKind::kFolder, name, parent);
       if (kind == FatEntryKind::kFolder) walkFolder(entry->firstCluster(), record);
     } else {
       longName.clear();
@@ -121,11 +121,11 @@ std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector
   }
 }
 
-NewDir* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder,
-                                     const std::optional<std::u16string>& longName, NewDir* parent) {
+Entry* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder,
+                                     const std::optional<std::u16string>& longName, Entry* parent) {
   Volume& v = volume_;
-  NewDirArena& arena = *v.arena;
-  NewDir* dir = arena.newDir();
+  EntryArena& arena = *v.arena;
+  Entry* dir = arena.newDir();
   dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
   dir->fileType = folder ? 1 : 2;
   dir->parentID = parent->fileID;
@@ -153,18 +153,18 @@ NewDir* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder
   if (entry.isDeleted()) dir->deleted = 1;
   arena.setFileName(longName ? std::u16string_view(*longName) : std::u16string_view(toUtf16(shortNameText(entry))),
                     dir);
-  std::u16string path = NewDirArena::pathNameOfDir(parent).value_or(u"");
+  std::u16string path = EntryArena::pathNameOfDir(parent).value_or(u"");
   path += u'/';
-  path += NewDirArena::fileNameOfDir(parent).value_or(u"");
+  path += EntryArena::fileNameOfDir(parent).value_or(u"");
   arena.setPathName(path, dir);
   if (!folder) {
     if (entry.fileSize != 0) addFileExtents(entry, dir);
-    if (v.btreeFirstFileBlock) v.btreeFirstFileBlock->insert(ItemTypeUInt32{entry.firstCluster(), 0});
+    if (v.btreeFirstFileBlock) v.btreeFirstFileBlock->insert(CountedKeyItem{entry.firstCluster(), 0});
   }
   return dir;
 }
 
-void FatDirectoryWalk::addFileExtents(const FatDirectoryEntry& entry, NewDir* file) {
+void FatDirectoryWalk::addFileExtents(const FatDirectoryEntry& entry, Entry* file) {
   const std::uint32_t first = entry.firstCluster();
   const std::uint32_t maxCluster = table_.maxCluster();
   if (first < 2 || first > maxCluster) return;  // no cluster of this volume holds it
@@ -186,7 +186,7 @@ void FatDirectoryWalk::addFileExtents(const FatDirectoryEntry& entry, NewDir* fi
   if (count != 0) addDataExtStartBlock(start, static_cast<std::uint32_t>(count), file);
 }
 
-void FatDirectoryWalk::walkFolder(std::uint32_t firstCluster, NewDir* folder) {
+void FatDirectoryWalk::walkFolder(std::uint32_t firstCluster, Entry* folder) {
   if (firstCluster < 2 || firstCluster > table_.maxCluster()) return;
   // A folder that leads back to one being walked is not entered again.
   if (std::find(ancestors_.begin(), ancestors_.end(), firstCluster) != ancestors_.end()) return;

@@ -26,24 +26,24 @@ class FatDirectoryWalk {
 
   // Walks the root into `root`: the fixed root area on FAT12/16, the chain of cluster 2 on FAT32.
   // The final counts go to the progress screen when the walk ends.
-  std::uint8_t enumerateRoot(NewDir* root);
+  std::uint8_t enumerateRoot(Entry* root);
 
   // One directory at `startSector` (relative to the volume) whose further clusters are `fatDetails`;
   // its entries become children of `parent`, and its folders are walked in turn. 1 when the directory
   // ended (first name byte 0x00, its chain's end) or the walk was stopped; 0 when a read failed, the
   // chain was cut, or a subdirectory lacks its "." and ".." entries. Records made stay either way.
   std::uint8_t enumerateDirectoryEntry(std::uint64_t startSector, bool rootDirectory, const ClusterChain& fatDetails,
-                                       NewDir* parent);
+                                       Entry* parent);
 
  private:
   // Reads `sectors` sectors at the volume-relative sector into the front of buffer, the rest zeroed:
   // a read past the source's end must not leave the previous piece there to be read again.
   [[nodiscard]] bool readPiece(std::uint64_t sector, std::uint32_t sectors, std::vector<std::byte>& buffer);
   [[nodiscard]] std::uint64_t clusterSector(std::uint32_t cluster) const;
-  NewDir* makeRecord(const FatDirectoryEntry& entry, bool folder, const std::optional<std::u16string>& longName,
-                     NewDir* parent);
-  void addFileExtents(const FatDirectoryEntry& entry, NewDir* file);
-  void walkFolder(std::uint32_t firstCluster, NewDir* folder);
+  Entry* makeRecord(const FatDirectoryEntry& entry, bool folder, const std::optional<std::u16string>& longName,
+                     Entry* parent);
+  void addFileExtents(const FatDirectoryEntry& entry, Entry* file);
+  void walkFolder(std::uint32_t firstCluster, Entry* folder);
   void reportProgress();
   // "Folders", "Files", "Entries Found" and "Data" as the walk stands, with "Progress Status" "default".
   [[nodiscard]] Dict counts() const;

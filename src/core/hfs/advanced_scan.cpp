@@ -4,7 +4,7 @@
 #include "hfs/catalog_fragments.h"
 #include "hfs/node_slack_search.h"
 #include "hfs/orphan_entries.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 
@@ -14,12 +14,12 @@ int makeAdvTree(HfsVolume& hfs) {
   // The root exists exactly when the catalog walk ran.
   const bool walkRan = v.dirRoot != nullptr;
   if (!walkRan) {
-    NewDir* root = makeRootDir(*v.arena, v.btree.get());
+    Entry* root = makeRootDir(*v.arena, v.btree.get());
     root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
     v.dirRoot = root;
   }
   // Whatever the walk left waiting has been handled by its own orphan pass.
-  v.btreeOrph = std::make_unique<BTreeTableClassOrph>();
+  v.btreeOrph = std::make_unique<OrphanTable>();
   if (walkRan) {
     // The walk read only live records: what deletion left in the catalog's nodes is judged against
     // them and placed before the volume search, whose catalog-file finds the walk already has.
@@ -32,7 +32,7 @@ int makeAdvTree(HfsVolume& hfs) {
       if (controller != nullptr) controller->invalidateTimer();
     }
     slack.finishFiles();
-    v.btreeOrph = std::make_unique<BTreeTableClassOrph>();
+    v.btreeOrph = std::make_unique<OrphanTable>();
     v.orphEntriesTotal = 0;
   }
   searchCatFrags(hfs);
@@ -50,7 +50,7 @@ int makeAdvTree(HfsVolume& hfs) {
   if (controller != nullptr) controller->invalidateTimer();
   processOrphanAdvScanEntriesRun2WithIncrement(v, true, false);
   if (controller != nullptr) controller->invalidateTimer();
-  v.btreeOrphAdvScanEntries = std::make_unique<BTreeTableClassOrph>();
+  v.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
   return 1;
 }
 

@@ -6,8 +6,8 @@
 #include "hfs/catalog_fragments.h"
 #include "hfs/detail/catalog_leaf_walk.h"
 #include "hfs/detail/fragment_record.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -28,9 +28,9 @@ std::optional<BTNodeDescriptor_> readNode(Volume& v, std::uint64_t sector, std::
 }
 
 // The fields every fragment record gives its entry.
-NewDir* newFragmentEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
+Entry* newFragmentEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
                          std::uint32_t createDate, std::uint32_t modDate) {
-  NewDir* dir = detail::newCatalogEntry(v, fileType, key, fileID, createDate, modDate);
+  Entry* dir = detail::newCatalogEntry(v, fileType, key, fileID, createDate, modDate);
   v.arena->setFileName(key.name, dir);
   return dir;
 }
@@ -40,17 +40,17 @@ std::uint64_t blockBytesOf(const Volume& v) {
 }
 
 // Puts an entry into an orphan table; a later copy of an id already there is dropped.
-void storeOrphan(Volume& v, BTreeTableClassOrph& table, NewDir* dir) {
+void storeOrphan(Volume& v, OrphanTable& table, Entry* dir) {
   if (table.retrieveKeyField(dir->fileID) != nullptr) {
     v.arena->freeNDir(dir);
     return;
   }
-  table.insert(ItemTypeOrph{dir->fileID, dir, false, false});
+  table.insert(OrphanItem{dir->fileID, dir, false, false});
 }
 
 // A file of the whole-volume search: the volume, fork and block checks, then the record's own eight
 // extents, which must account for every block up to the first empty slot.
-NewDir* fragmentFile(Volume& v, const FragmentRecord& record) {
+Entry* fragmentFile(Volume& v, const FragmentRecord& record) {
   const HFSPlusCatalogFile_& f = record.file;
   const std::uint64_t blockBytes = blockBytesOf(v);
   const std::uint64_t volumeBytes = v.sizeInSect * static_cast<std::uint64_t>(v.u32BytesInSector);
@@ -58,7 +58,7 @@ NewDir* fragmentFile(Volume& v, const FragmentRecord& record) {
   if (forkSum < f.dataFork.logicalSize || forkSum >= volumeBytes) return nullptr;
   if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
     return nullptr;
-  NewDir* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
+  Entry* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
   dir->fileSize = f.dataFork.logicalSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v.blockSize);
   std::uint64_t blocks = 0;
@@ -92,11 +92,11 @@ void journalFile(Volume& v, const FragmentRecord& record) {
   if (f.dataFork.logicalSize == 0 || f.dataFork.totalBlocks == 0 || first.startBlock == 0 || first.blockCount == 0)
     return;
   // A copy of a living file: same id, data size and name in the live catalog.
-  if (ItemType* live = v.btreeNormalScan ? v.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
+  if (EntryItem* live = v.btreeNormalScan ? v.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
       live != nullptr && live->dir != nullptr && live->dir->fileSize == f.dataFork.logicalSize &&
-      NewDirArena::fileNameOfDir(live->dir).value_or(u"") == record.key.name)
+      EntryArena::fileNameOfDir(live->dir).value_or(u"") == record.key.name)
     return;
-  NewDir* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
+  Entry* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
   dir->fileSize = f.dataFork.logicalSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v.blockSize);
   // The record's own eight; the journal extent search adds what the overflow file held.
@@ -115,7 +115,7 @@ void journalFile(Volume& v, const FragmentRecord& record) {
 void journalFolder(Volume& v, const FragmentRecord& record) {
   const HFSPlusCatalogFolder_& f = record.folder;
   if (v.btree->retrieveKeyField(f.folderID) != nullptr) return;  // known already
-  NewDir* dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
+  Entry* dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
   dir->deleted = 1;
   ++v.folderCount;
   ++v.entryCount;
@@ -135,8 +135,8 @@ Dict journalCounts(const Volume& v, const std::string* timeRemaining) {
 }  // namespace
 
 // Hangs a deleted entry under its parent when btree knows it, else leaves it to the orphan pass.
-void placeDeletedEntry(Volume& v, NewDir* dir) {
-  ItemType* parentItem = v.btree->retrieveKeyField(dir->parentID);
+void placeDeletedEntry(Volume& v, Entry* dir) {
+  EntryItem* parentItem = v.btree->retrieveKeyField(dir->parentID);
   if (parentItem != nullptr && parentItem->dir != nullptr && parentItem->dir != dir) {
     dir->parent = parentItem->dir;
     dir->childBTree = v.btree.get();
@@ -168,7 +168,7 @@ void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSect
     const FragmentRecord record =
         detail::readFragmentRecord(node, sectorBytes, descriptor->numRecords, i, FragmentRules::kWholeVolume);
     if (record.step == FragmentStep::kEnd) break;
-    NewDir* dir = nullptr;
+    Entry* dir = nullptr;
     if (record.step == FragmentStep::kFolder) {
       const HFSPlusCatalogFolder_& f = record.folder;
       dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "hfs/bt_node_descriptor.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -23,8 +23,8 @@ double secondsSince(Clock::time_point start) { return std::chrono::duration<doub
 // "Lost Folders" of the advanced scan, under the root and in btreeAdvScan under id 8.
 void makeLostFolders(Volume& v) {
   if (v.dirRoot == nullptr || !v.btree) return;
-  NewDirArena& arena = *v.arena;
-  NewDir* lost = arena.newDir();
+  EntryArena& arena = *v.arena;
+  Entry* lost = arena.newDir();
   arena.setFileName(u"Lost Folders", lost);
   arena.setPathName(u"/Root", lost);
   lost->fileID = kLostFoldersID;
@@ -37,7 +37,7 @@ void makeLostFolders(Volume& v) {
   lost->deleted = 1;
   addChildUpdateBTree(lost, v.dirRoot, TreeSide::kVolume);
   ++v.dirRoot->childrenCount;
-  if (v.btreeAdvScan != nullptr) v.btreeAdvScan->insert(ItemType{kLostFoldersID, lost});
+  if (v.btreeAdvScan != nullptr) v.btreeAdvScan->insert(EntryItem{kLostFoldersID, lost});
   v.dirLostFolders = lost;
 }
 

@@ -42,6 +42,6 @@ void processCatFragForDeletedFiles(HfsVolume& hfs, std::uint64_t sector, const s
 
 // Hangs a deleted entry under its parent when btree knows it, else stores it in btreeOrph for the
 // orphan pass (counting it in orphEntriesTotal); a second copy of an id already waiting is freed.
-void placeDeletedEntry(Volume& v, NewDir* dir);
+void placeDeletedEntry(Volume& v, Entry* dir);
 
 }  // namespace nua

@@ -16,8 +16,8 @@
 #include "hfs/leaf_node_search.h"
 #include "hfs/node_slack_search.h"
 #include "hfs/orphan_entries.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -98,8 +98,8 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatal
   if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
     return;
   if (v_.btreeNormalScan->retrieveKeyField(f.fileID) != nullptr) return;  // the first record of an id stands
-  NewDirArena& arena = *v_.arena;
-  NewDir* dir = arena.newDir();
+  EntryArena& arena = *v_.arena;
+  Entry* dir = arena.newDir();
   dir->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
   dir->fileType = 2;
   dir->parentID = key.parentID;
@@ -134,7 +134,7 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatal
     return;
   }
   dir->fileCount = 1;
-  v_.btreeNormalScan->insert(ItemType{f.fileID, dir});
+  v_.btreeNormalScan->insert(EntryItem{f.fileID, dir});
 }
 
 void LiveFileWalk::reportProgress() {
@@ -159,10 +159,10 @@ void invalidateTimer() {
 void placeOrphansUnderLiveFolders(Volume& v, const LiveFolders& folders) {
   if (folders.empty() || !v.btreeOrph || !v.btree || v.dirRoot == nullptr) return;
   std::vector<std::uint32_t> wanted;
-  v.btreeOrph->forEachItemInOrder([&](ItemTypeOrph& item) {
+  v.btreeOrph->forEachItemInOrder([&](OrphanItem& item) {
     if (item.dir != nullptr) wanted.push_back(item.dir->parentID);
   });
-  NewDirArena& arena = *v.arena;
+  EntryArena& arena = *v.arena;
   for (std::uint32_t id : wanted) {
     // The chain up to a folder already in the tree; every id of it must be a live folder.
     std::vector<std::uint32_t> chain;
@@ -172,12 +172,12 @@ void placeOrphansUnderLiveFolders(Volume& v, const LiveFolders& folders) {
       chain.push_back(at);
       at = folders.at(at).parentID == kParentOfRootID ? kRootID : folders.at(at).parentID;
     }
-    ItemType* top = v.btree->retrieveKeyField(at);
+    EntryItem* top = v.btree->retrieveKeyField(at);
     if (chain.empty() || top == nullptr || top->dir == nullptr) continue;
-    NewDir* parent = top->dir;
+    Entry* parent = top->dir;
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
       const LiveFolder& f = folders.at(*it);
-      NewDir* dir = arena.newDir();
+      Entry* dir = arena.newDir();
       dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
       dir->fileType = 1;
       dir->fileID = *it;
@@ -222,9 +222,9 @@ void startMakingTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
 void freeBtreeNormalScanNDIRs(Volume& v) {
   if (!v.btreeNormalScan || v.btreeNormalScan->numItems() == 0) return;
   // The live records hang nowhere, so each is freed on its own.
-  v.btreeNormalScan->forEachNodePreOrder([&](const NodeType& node) {
+  v.btreeNormalScan->forEachNodePreOrder([&](const EntryTableNode& node) {
     for (int i = 0; i < node.count(); ++i)
-      if (ItemType* item = node.key(i); item != nullptr && item->dir != nullptr) {
+      if (EntryItem* item = node.key(i); item != nullptr && item->dir != nullptr) {
         v.arena->freeNDir(item->dir);
         item->dir = nullptr;
       }

@@ -12,7 +12,7 @@
 #include "hfs/bt_header_record.h"
 #include "hfs/master_directory_block.h"
 #include "hfs/volume_information_block.h"
-#include "tree/extent.h"
+#include "records/extent.h"
 #include "volume/volume.h"
 
 namespace nua {

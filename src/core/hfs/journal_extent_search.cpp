@@ -8,7 +8,7 @@
 #include "hfs/bt_node_descriptor.h"
 #include "hfs/hfs_extent_key.h"
 #include "hfs/hfs_fork_data.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -19,7 +19,7 @@ constexpr std::size_t kExtentLeafRecordSize = kExtentKeySize + kExtentRecordSize
 constexpr std::size_t kSecondKeyOffset = kBTNodeDescriptorSize + kExtentLeafRecordSize;
 constexpr std::uint16_t kExtentKeyLength = 10;
 
-std::uint64_t blocksIn(const NewDir& dir) {
+std::uint64_t blocksIn(const Entry& dir) {
   std::uint64_t sum = 0;
   for (const ExtP& e : dir.dataExt) sum += e.blockCount;
   return sum;
@@ -31,9 +31,9 @@ void takeExtentRecords(Volume& v, ByteSpan block, std::uint64_t blockBytes) {
   std::size_t p = kBTNodeDescriptorSize;
   while (fits(block.size(), p, kExtentLeafRecordSize)) {
     auto key = parseHFSPlusExtentKey(block.subspan(p));
-    ItemType* item = key ? v.btree->retrieveKeyField(key->fileID) : nullptr;
+    EntryItem* item = key ? v.btree->retrieveKeyField(key->fileID) : nullptr;
     if (item != nullptr && item->dir != nullptr && item->dir->complete != 1 && key->forkType == kDataFork) {
-      NewDir* dir = item->dir;
+      Entry* dir = item->dir;
       const std::uint64_t sum = blocksIn(*dir);
       if (blockBytes * sum < dir->fileSize) {
         const HFSPlusExtentRecord_ record = readExtentRecord(block, p + kExtentKeySize);
@@ -56,7 +56,7 @@ void takeExtentRecords(Volume& v, ByteSpan block, std::uint64_t blockBytes) {
   }
 }
 
-void placeGroups(NewDir* dir, std::uint64_t blockBytes) {
+void placeGroups(Entry* dir, std::uint64_t blockBytes) {
   std::uint64_t sum = blocksIn(*dir);
   if (blockBytes * sum < dir->fileSize && !dir->dataExtComp.empty()) {
     // Journal copies come in any order, so a group may stand before the one it follows: pass again
@@ -127,15 +127,15 @@ void searchJournalForExtraExtents(HfsVolume& hfs) {
   }
 }
 
-void rearrangeExtsFound(HfsVolume& hfs, NewDir* dir) {
+void rearrangeExtsFound(HfsVolume& hfs, Entry* dir) {
   Volume& v = hfs.volume();
   if (dir == nullptr) return;
   const std::uint64_t blockBytes = hfs.blockBytes();
   // Depth-first over the tree with a stack of its own, bounded like every tree walk.
-  std::vector<NewDir*> stack{dir};
+  std::vector<Entry*> stack{dir};
   std::size_t steps = 0;
   while (!stack.empty() && !v.stopTreeThread && steps++ < kMaxTreeWalkSteps) {
-    NewDir* at = stack.back();
+    Entry* at = stack.back();
     stack.pop_back();
     if (at->fileType == 2) placeGroups(at, blockBytes);
     for (auto it = at->childList.rbegin(); it != at->childList.rend(); ++it) stack.push_back(*it);

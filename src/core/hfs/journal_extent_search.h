@@ -17,6 +17,6 @@ void searchJournalForExtraExtents(HfsVolume& hfs);
 
 // Places the parked groups of every file below `dir` that continue its extents, then marks each file
 // complete when its extents cover its size. Bounded by the tree walk limits.
-void rearrangeExtsFound(HfsVolume& hfs, NewDir* dir);
+void rearrangeExtsFound(HfsVolume& hfs, Entry* dir);
 
 }  // namespace nua

@@ -12,8 +12,8 @@
 #include "hfs/detail/catalog_leaf_walk.h"
 #include "hfs/detail/node_chain.h"
 #include "hfs/detail/node_slack.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -157,9 +157,9 @@ void NodeSlackSearch::findDeletedEntries() {
                   true);
 }
 
-NewDir* NodeSlackSearch::newEntry(std::uint16_t fileType, const FragmentRecord& record, std::uint32_t id,
+Entry* NodeSlackSearch::newEntry(std::uint16_t fileType, const FragmentRecord& record, std::uint32_t id,
                               std::uint32_t createDate, std::uint32_t modDate) {
-  NewDir* dir = detail::newCatalogEntry(v_, fileType, record.key, id, createDate, modDate);
+  Entry* dir = detail::newCatalogEntry(v_, fileType, record.key, id, createDate, modDate);
   v_.arena->setFileName(record.key.name, dir);
   dir->deleted = 1;
   return dir;
@@ -169,7 +169,7 @@ void NodeSlackSearch::takeFolder(const FragmentRecord& record) {
   const std::uint32_t id = record.folder.folderID;
   if (v_.btree->retrieveKeyField(id) != nullptr || v_.btreeOrph->retrieveKeyField(id) != nullptr) return;
   if (live_ != nullptr && live_->folders.count(id) != 0) return;  // a living folder's older copy
-  NewDir* dir = newEntry(1, record, id, record.folder.createDate, record.folder.contentModDate);
+  Entry* dir = newEntry(1, record, id, record.folder.createDate, record.folder.contentModDate);
   ++v_.folderCount;
   ++v_.entryCount;
   placeDeletedEntry(v_, dir);
@@ -183,10 +183,10 @@ bool NodeSlackSearch::copyOfLiveFile(const FragmentRecord& record) const {
     const LiveCatalogIds::LiveFile& file = live_->files.at(f.fileID);
     size = file.size;
     name = file.name;
-  } else if (ItemType* item = v_.btreeNormalScan ? v_.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
+  } else if (EntryItem* item = v_.btreeNormalScan ? v_.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
              item != nullptr && item->dir != nullptr) {
     size = item->dir->fileSize;
-    name = NewDirArena::fileNameOfDir(item->dir).value_or(u"");
+    name = EntryArena::fileNameOfDir(item->dir).value_or(u"");
   } else {
     return false;
   }
@@ -204,7 +204,7 @@ void NodeSlackSearch::takeFile(const FragmentRecord& record) {
   const std::uint64_t volumeBlocks = hfs_.vib().totalBlocks;
   for (const auto& d : f.dataFork.extents)
     if (d.blockCount != 0 && (d.startBlock >= volumeBlocks || d.blockCount > volumeBlocks - d.startBlock)) return;
-  NewDir* dir = newEntry(2, record, f.fileID, f.createDate, f.contentModDate);
+  Entry* dir = newEntry(2, record, f.fileID, f.createDate, f.contentModDate);
   dir->fileSize = f.dataFork.logicalSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
   for (const auto& d : f.dataFork.extents) {
@@ -219,19 +219,19 @@ void NodeSlackSearch::takeFile(const FragmentRecord& record) {
   placeDeletedEntry(v_, dir);
 }
 
-LiveCatalogIds liveCatalogIdsOfTree(const NewDir* root) {
+LiveCatalogIds liveCatalogIdsOfTree(const Entry* root) {
   LiveCatalogIds live;
-  std::vector<const NewDir*> stack;
+  std::vector<const Entry*> stack;
   if (root != nullptr) stack.push_back(root);
   for (std::size_t steps = 0; !stack.empty() && steps < kMaxTreeWalkSteps; ++steps) {
-    const NewDir* at = stack.back();
+    const Entry* at = stack.back();
     stack.pop_back();
     if (at->fileType == 2) {
-      live.files[at->fileID] = {NewDirArena::fileNameOfDir(at).value_or(u""), at->fileSize};
+      live.files[at->fileID] = {EntryArena::fileNameOfDir(at).value_or(u""), at->fileSize};
     } else if (at != root) {
       live.folders.insert(at->fileID);
     }
-    for (const NewDir* child : at->childList) stack.push_back(child);
+    for (const Entry* child : at->childList) stack.push_back(child);
   }
   return live;
 }
@@ -242,7 +242,7 @@ void NodeSlackSearch::finishFiles() {
   detail::AllocationBitmap bitmap(hfs_);
   const std::uint64_t blockBytes = hfs_.blockBytes();
   for (const SlackFile& file : files_) {
-    NewDir* dir = file.dir;
+    Entry* dir = file.dir;
     std::uint64_t blocks = 0;
     for (const ExtP& e : dir->dataExt) blocks += e.blockCount;
     // Each stale record continues where the blocks in hand end; at most one per eight blocks promised.

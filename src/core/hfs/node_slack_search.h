@@ -27,7 +27,7 @@ struct LiveCatalogIds {
 };
 
 // The folders and files of a tree the catalog walk built, bounded like every tree walk.
-[[nodiscard]] LiveCatalogIds liveCatalogIdsOfTree(const NewDir* root);
+[[nodiscard]] LiveCatalogIds liveCatalogIdsOfTree(const Entry* root);
 
 // Reads every catalog node (bounded by the catalog file and its header's node count): a leaf in use
 // gives the records in its slack, a leaf the map marks free all its records. A record counts as deleted
@@ -48,13 +48,13 @@ class NodeSlackSearch {
 
  private:
   struct SlackFile {
-    NewDir* dir = nullptr;
+    Entry* dir = nullptr;
     std::uint32_t totalBlocks = 0;  // what the record promises
   };
   void takeFolder(const detail::FragmentRecord& record);
   void takeFile(const detail::FragmentRecord& record);
   [[nodiscard]] bool copyOfLiveFile(const detail::FragmentRecord& record) const;
-  [[nodiscard]] NewDir* newEntry(std::uint16_t fileType, const detail::FragmentRecord& record, std::uint32_t id,
+  [[nodiscard]] Entry* newEntry(std::uint16_t fileType, const detail::FragmentRecord& record, std::uint32_t id,
                                  std::uint32_t createDate, std::uint32_t modDate);
 
   HfsVolume& hfs_;

@@ -9,7 +9,7 @@
 #include "hfs/hfs_catalog_folder.h"
 #include "hfs/hfs_catalog_key.h"
 #include "hfs/hfs_extent_key.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -87,25 +87,25 @@ void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
   if (walk_.doubting() && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
                     f.recordType != kFolderRecordType))
     return;
-  ItemType* parentItem = v_.btree->retrieveKeyField(key.parentID);
-  NewDirArena& arena = *v_.arena;
-  NewDir* dir = detail::newCatalogEntry(v_, 1, key, f.folderID, f.createDate, f.contentModDate);
+  EntryItem* parentItem = v_.btree->retrieveKeyField(key.parentID);
+  EntryArena& arena = *v_.arena;
+  Entry* dir = detail::newCatalogEntry(v_, 1, key, f.folderID, f.createDate, f.contentModDate);
   arena.setFileName(key.name, dir);
   ++v_.folderCount;
   ++v_.entryCount;
   dir->childBTree = v_.btree.get();
   if (parentItem != nullptr && parentItem->dir != nullptr) {
-    NewDir* parent = parentItem->dir;
-    std::u16string path = NewDirArena::pathNameOfDir(parent).value_or(u"");
+    Entry* parent = parentItem->dir;
+    std::u16string path = EntryArena::pathNameOfDir(parent).value_or(u"");
     path += u'/';
-    path += NewDirArena::fileNameOfDir(parent).value_or(u"");
+    path += EntryArena::fileNameOfDir(parent).value_or(u"");
     arena.setPathName(path, dir);
     dir->parent = parent;
     raiseAncestorCountsForFolder(dir);
     addChildUpdateBTree(dir, parent, TreeSide::kVolume);
   } else {
     ++v_.orphEntriesTotal;
-    v_.btreeOrph->insert(ItemTypeOrph{f.folderID, dir, false, false});
+    v_.btreeOrph->insert(OrphanItem{f.folderID, dir, false, false});
   }
 }
 
@@ -129,8 +129,8 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
   if (forkSum < dataSize || forkSum >= volumeBytes) return;
   if (!forkIsConsistent(f.dataFork) || !forkIsConsistent(f.resourceFork)) return;
 
-  NewDirArena& arena = *v_.arena;
-  NewDir* dir = detail::newCatalogEntry(v_, 2, key, f.fileID, f.createDate, f.contentModDate);
+  EntryArena& arena = *v_.arena;
+  Entry* dir = detail::newCatalogEntry(v_, 2, key, f.fileID, f.createDate, f.contentModDate);
   dir->fileSize = dataSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
 
@@ -168,18 +168,18 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
   dir->fileCount = 1;
   ++v_.fileCount;
   ++v_.entryCount;
-  ItemType* parentItem = v_.btree->retrieveKeyField(key.parentID);
+  EntryItem* parentItem = v_.btree->retrieveKeyField(key.parentID);
   if (parentItem != nullptr && parentItem->dir != nullptr) {
-    if (firstBlock != 0) v_.btreeFirstFileBlock->insert(ItemTypeUInt32{firstBlock, 0});
+    if (firstBlock != 0) v_.btreeFirstFileBlock->insert(CountedKeyItem{firstBlock, 0});
     v_.dataSize += dataSize;
     dir->parent = parentItem->dir;
     raiseAncestorCountsForFile(dir);
     addChild(dir, parentItem->dir);
   } else {
-    v_.btreeFirstFileBlock->insert(ItemTypeUInt32{firstBlock, 0});
+    v_.btreeFirstFileBlock->insert(CountedKeyItem{firstBlock, 0});
     v_.dataSize += forkSum;
     ++v_.orphEntriesTotal;
-    v_.btreeOrph->insert(ItemTypeOrph{f.fileID, dir, false, false});
+    v_.btreeOrph->insert(OrphanItem{f.fileID, dir, false, false});
   }
 }
 
@@ -206,7 +206,7 @@ int readFilesAndFolders(HfsVolume& hfs) {
 
 void makeTree(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  NewDir* root = makeRootDir(*v.arena, v.btree.get());
+  Entry* root = makeRootDir(*v.arena, v.btree.get());
   root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
   v.dirRoot = root;
   ScanController* controller = Volume::appController();

@@ -4,17 +4,17 @@
 #include <chrono>
 
 #include "base/text.h"
-#include "tree/new_dir_arena.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_arena.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 namespace {
 
 // "Lost Files" and "Lost Folders": a deleted folder under the root with a fixed id, counted as found.
-NewDir* makeDeletedFolderUnderRoot(Volume& v, std::u16string_view name, std::uint32_t fileID) {
-  NewDirArena& arena = *v.arena;
-  NewDir* folder = arena.newDir();
+Entry* makeDeletedFolderUnderRoot(Volume& v, std::u16string_view name, std::uint32_t fileID) {
+  EntryArena& arena = *v.arena;
+  Entry* folder = arena.newDir();
   arena.setFileName(name, folder);
   folder->fileID = fileID;
   folder->parentID = kRootID;
@@ -33,9 +33,9 @@ NewDir* makeDeletedFolderUnderRoot(Volume& v, std::u16string_view name, std::uin
 
 using Clock = std::chrono::steady_clock;
 
-bool leadsTo(const NewDir* from, const NewDir* target) {
+bool leadsTo(const Entry* from, const Entry* target) {
   std::size_t steps = 0;
-  for (const NewDir* a = from; a != nullptr && steps < kMaxTreeWalkDepth; a = a->parent, ++steps)
+  for (const Entry* a = from; a != nullptr && steps < kMaxTreeWalkDepth; a = a->parent, ++steps)
     if (a == target) return true;
   return false;
 }
@@ -43,22 +43,22 @@ bool leadsTo(const NewDir* from, const NewDir* target) {
 class OrphanPass {
  public:
   explicit OrphanPass(Volume& v) : v_(v) {}
-  void processThisOrphanEntry(ItemTypeOrph& item);
-  void processThisOrphanEntryAdvScan(ItemTypeOrph& item);
-  void processThisOrphanEntryAdvScanRun2(ItemTypeOrph& item);
+  void processThisOrphanEntry(OrphanItem& item);
+  void processThisOrphanEntryAdvScan(OrphanItem& item);
+  void processThisOrphanEntryAdvScanRun2(OrphanItem& item);
 
  private:
-  void attach(NewDir* entry, NewDir* parent);
-  void countPlaced(const NewDir* entry, bool incrementData);
-  NewDir* lostFolders();
+  void attach(Entry* entry, Entry* parent);
+  void countPlaced(const Entry* entry, bool incrementData);
+  Entry* lostFolders();
   void reportProgress();
   void reportAdvScanProgress();
   Volume& v_;
   Clock::time_point start_ = Clock::now();
 };
 
-void OrphanPass::attach(NewDir* entry, NewDir* parent) {
-  const std::u16string name = NewDirArena::fileNameOfDir(entry).value_or(u"");
+void OrphanPass::attach(Entry* entry, Entry* parent) {
+  const std::u16string name = EntryArena::fileNameOfDir(entry).value_or(u"");
   const std::u16string unique = suggestedRepeatFileName(name, parent, *v_.folderNameIndex);
   if (unique != name) v_.arena->setFileName(unique, entry);
   entry->parent = parent;
@@ -70,15 +70,15 @@ void OrphanPass::attach(NewDir* entry, NewDir* parent) {
   }
 }
 
-void OrphanPass::processThisOrphanEntry(ItemTypeOrph& item) {
-  NewDir* entry = item.dir;
+void OrphanPass::processThisOrphanEntry(OrphanItem& item) {
+  Entry* entry = item.dir;
   if (entry == nullptr) return;
   ++v_.orphEntryCount;
   entry->childBTree = v_.btree.get();
-  NewDir* parent = nullptr;
-  if (ItemTypeOrph* waiting = v_.btreeOrph->retrieveKeyField(entry->parentID)) parent = waiting->dir;
+  Entry* parent = nullptr;
+  if (OrphanItem* waiting = v_.btreeOrph->retrieveKeyField(entry->parentID)) parent = waiting->dir;
   if (parent == nullptr)
-    if (ItemType* placed = v_.btree->retrieveKeyField(entry->parentID)) parent = placed->dir;
+    if (EntryItem* placed = v_.btree->retrieveKeyField(entry->parentID)) parent = placed->dir;
   // An entry can't become its own ancestor: damaged ids that would close a loop count as no parent.
   if (parent != nullptr && leadsTo(parent, entry)) parent = nullptr;
   if (parent != nullptr) {
@@ -105,7 +105,7 @@ void OrphanPass::processThisOrphanEntry(ItemTypeOrph& item) {
   reportProgress();
 }
 
-void OrphanPass::countPlaced(const NewDir* entry, bool incrementData) {
+void OrphanPass::countPlaced(const Entry* entry, bool incrementData) {
   if (!incrementData) return;
   ++v_.entryCount;
   if (entry->fileType == 1) {
@@ -116,14 +116,14 @@ void OrphanPass::countPlaced(const NewDir* entry, bool incrementData) {
   }
 }
 
-void OrphanPass::processThisOrphanEntryAdvScan(ItemTypeOrph& item) {
-  NewDir* entry = item.dir;
+void OrphanPass::processThisOrphanEntryAdvScan(OrphanItem& item) {
+  Entry* entry = item.dir;
   if (entry == nullptr) return;
   ++v_.orphAdvScanEntryCount;
   entry->advScanBTree = v_.btreeAdvScan;
   // Only the fragment search's own table is asked: its finds don't join the catalog walk's tree.
-  NewDir* parent = nullptr;
-  if (ItemTypeOrph* waiting = v_.btreeOrphAdvScanEntries->retrieveKeyField(entry->parentID)) parent = waiting->dir;
+  Entry* parent = nullptr;
+  if (OrphanItem* waiting = v_.btreeOrphAdvScanEntries->retrieveKeyField(entry->parentID)) parent = waiting->dir;
   if (parent != nullptr && parent->fileType == 1 && !leadsTo(parent, entry)) {
     attach(entry, parent);
     item.alreadyPolled = true;
@@ -133,33 +133,33 @@ void OrphanPass::processThisOrphanEntryAdvScan(ItemTypeOrph& item) {
   reportAdvScanProgress();
 }
 
-NewDir* OrphanPass::lostFolders() {
-  if (ItemType* found = v_.btree->retrieveKeyField(kLostFoldersID); found != nullptr && found->dir != nullptr)
+Entry* OrphanPass::lostFolders() {
+  if (EntryItem* found = v_.btree->retrieveKeyField(kLostFoldersID); found != nullptr && found->dir != nullptr)
     return found->dir;
-  NewDir* lost = makeDeletedFolderUnderRoot(v_, u"Lost Folders", kLostFoldersID);
+  Entry* lost = makeDeletedFolderUnderRoot(v_, u"Lost Folders", kLostFoldersID);
   lost->advScanBTree = v_.btreeAdvScan;
   return lost;
 }
 
-void OrphanPass::processThisOrphanEntryAdvScanRun2(ItemTypeOrph& item) {
-  NewDir* entry = item.dir;
+void OrphanPass::processThisOrphanEntryAdvScanRun2(OrphanItem& item) {
+  Entry* entry = item.dir;
   if (entry == nullptr || v_.dirRoot == nullptr) return;
   ++v_.orphAdvScanEntryCount;
   const bool incrementData = v_.btreeOrphAdvScanEntries->incrementData();
-  NewDirArena& arena = *v_.arena;
+  EntryArena& arena = *v_.arena;
   if (entry->fileType == 2) {
     const std::uint64_t blocks = v_.blockSize > 0 ? v_.sizeInSect / static_cast<std::uint64_t>(v_.blockSize) : 0;
     if (entry->fileNameLength() == 0 || entry->fileID == 0 || entry->parentID == 0 || entry->fileSize == 0 ||
         (!entry->dataExt.empty() && entry->dataExt.front().startBlock > blocks) || v_.dirLostFiles == nullptr)
       return;
-    NewDir* lost = v_.dirLostFiles;
-    const std::u16string name = NewDirArena::fileNameOfDir(entry).value_or(u"");
+    Entry* lost = v_.dirLostFiles;
+    const std::u16string name = EntryArena::fileNameOfDir(entry).value_or(u"");
     const std::u16string unique = suggestedRepeatFileName(name, lost, *v_.folderNameIndex);
     if (unique != name) arena.setFileName(unique, entry);
     entry->parent = lost;
     entry->deleted = 1;
     addChildUpdateBTree(entry, lost, TreeSide::kVolume);
-    for (NewDir* a : {lost, v_.dirRoot}) {
+    for (Entry* a : {lost, v_.dirRoot}) {
       ++a->childrenCount;
       ++a->fileCount;
       a->fileSize += entry->fileSize;
@@ -167,8 +167,8 @@ void OrphanPass::processThisOrphanEntryAdvScanRun2(ItemTypeOrph& item) {
     item.parentFoundInBtree = true;
     countPlaced(entry, incrementData);
   } else {
-    NewDir* lost = lostFolders();
-    NewDir* folder = arena.newDir();
+    Entry* lost = lostFolders();
+    Entry* folder = arena.newDir();
     folder->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
     folder->parent = lost;
     folder->parentID = kLostFoldersID;
@@ -176,15 +176,15 @@ void OrphanPass::processThisOrphanEntryAdvScanRun2(ItemTypeOrph& item) {
     folder->fileType = 1;
     const std::u16string folderName = toUtf16("LostFolder" + std::to_string(entry->parentID));
     arena.setFileName(suggestedRepeatFileName(folderName, lost, *v_.folderNameIndex), folder);
-    const std::u16string lostPath = NewDirArena::pathNameOfDir(lost).value_or(u"") + u"/" +
-                                    NewDirArena::fileNameOfDir(lost).value_or(u"");
+    const std::u16string lostPath = EntryArena::pathNameOfDir(lost).value_or(u"") + u"/" +
+                                    EntryArena::fileNameOfDir(lost).value_or(u"");
     arena.setPathName(lostPath, folder);
     folder->advScanBTree = v_.btreeAdvScan;
     addChildAdvScan(folder, lost);
     raiseAncestorCountsForFolder(folder);
-    arena.setPathName(lostPath + u"/" + NewDirArena::fileNameOfDir(folder).value_or(u""), entry);
+    arena.setPathName(lostPath + u"/" + EntryArena::fileNameOfDir(folder).value_or(u""), entry);
     entry->parent = folder;
-    const std::u16string name = NewDirArena::fileNameOfDir(entry).value_or(u"");
+    const std::u16string name = EntryArena::fileNameOfDir(entry).value_or(u"");
     const std::u16string unique = suggestedRepeatFileName(name, folder, *v_.folderNameIndex);
     if (unique != name) arena.setFileName(unique, entry);
     addChildAdvScan(entry, folder);
@@ -230,9 +230,9 @@ void OrphanPass::reportProgress() {
 
 }  // namespace
 
-NewDir* findOrMakeLostFiles(Volume& v) {
+Entry* findOrMakeLostFiles(Volume& v) {
   if (v.dirRoot == nullptr || !v.btree) return nullptr;
-  if (ItemType* existing = v.btree->retrieveKeyField(kLostFilesID); existing != nullptr && existing->dir != nullptr) {
+  if (EntryItem* existing = v.btree->retrieveKeyField(kLostFilesID); existing != nullptr && existing->dir != nullptr) {
     existing->dir->deleted = 1;
     return existing->dir;
   }
@@ -243,7 +243,7 @@ namespace {
 
 enum class Run { kCatalog, kAdvScan, kAdvScanRun2 };
 
-void runOrphanPass(Volume& v, BTreeTableClassOrph& table, Run run, std::uint64_t& count, std::uint64_t total,
+void runOrphanPass(Volume& v, OrphanTable& table, Run run, std::uint64_t& count, std::uint64_t total,
                    bool incrementData, bool showVolNameOnly) {
   table.setIncrementData(incrementData);
   table.setShowVolNameOnly(showVolNameOnly);
@@ -259,9 +259,9 @@ void runOrphanPass(Volume& v, BTreeTableClassOrph& table, Run run, std::uint64_t
   // A node's keys come before its branches, so the order is the table's shape, not key order.
   // An abort doesn't end this pass: it reads no disk, and what the scan found before the abort would
   // otherwise drop out of the tree unseen.
-  table.forEachNodePreOrder([&](const NodeTypeOrph& node) {
+  table.forEachNodePreOrder([&](const OrphanTableNode& node) {
     for (int i = 0; i < node.count(); ++i) {
-      ItemTypeOrph* item = node.key(i);
+      OrphanItem* item = node.key(i);
       if (item == nullptr || item->parentFoundInBtree) continue;
       switch (run) {
         case Run::kCatalog:

@@ -21,6 +21,6 @@ void processOrphanAdvScanEntriesRun2WithIncrement(Volume& volume, bool increment
 
 // "Lost Files" (id 7) under the root: the entry with id 7 if the volume has one, marked deleted, else a
 // new folder. Null when the tree has no root.
-NewDir* findOrMakeLostFiles(Volume& volume);
+Entry* findOrMakeLostFiles(Volume& volume);
 
 }  // namespace nua

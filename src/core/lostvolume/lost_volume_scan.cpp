@@ -43,7 +43,7 @@ void LostVolumeScan::report(const Dict& update, bool waitUntilDone) const {
 void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
                                                      std::vector<Dict>& volumeScanFoundArray) {
   media_.volFoundAtSectorArray.clear();
-  media_.btreeForVIBCreateDate = std::make_unique<BTreeTableClassUInt32>();
+  media_.btreeForVIBCreateDate = std::make_unique<CountedKeyTable>();
   const auto sectorBytes = static_cast<std::uint64_t>(std::max<std::int32_t>(media_.u32BytesInSector, 1));
   report(Dict{{"BarMaxValue", static_cast<std::uint32_t>(media_.sizeInBytes / (sectorBytes * kVolumeScanChunkSectors))}},
          true);
@@ -112,7 +112,7 @@ void LostVolumeScan::testCandidate(std::uint64_t v, std::uint32_t offsetInSector
   if (!readHeaderAt(v, offsetInSector) || !verifyVIB(vib_)) return;
   // A copy of a header met before, or a volume cloned from one, is looked at once only.
   if (media_.btreeForVIBCreateDate->retrieveKeyField(vib_.createDate) != nullptr) return;
-  (void)media_.btreeForVIBCreateDate->insert(ItemTypeUInt32{vib_.createDate, 0});
+  (void)media_.btreeForVIBCreateDate->insert(CountedKeyItem{vib_.createDate, 0});
 
   const auto sectorBytes = static_cast<std::uint64_t>(media_.u32BytesInSector);
   const std::uint64_t headerSectors = kVolumeHeaderOffset / sectorBytes;

@@ -124,7 +124,7 @@ std::uint64_t LostVolumeScan::sumLeafChainRecords(std::uint64_t leafRecords) {
   const std::uint64_t maxNodes = std::max<std::uint64_t>(catalogTotalNodes_, 1);
   for (std::uint32_t node = media_.firstLeafNode; node != 0 && !media_.abortVolumeScan && visited < maxNodes;) {
     if (media_.btreeForUsedCatNodeSector->retrieveKeyField(node) != nullptr) break;
-    (void)media_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{node, 0});
+    (void)media_.btreeForUsedCatNodeSector->insert(CountedKeyItem{node, 0});
     ++visited;
     const std::uint64_t sector = nodes.catalogNodeToSector(node);
     std::fill(bytes.begin(), bytes.end(), std::byte{0});
@@ -148,7 +148,7 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
   media_.extNodeSize = media_.catNodeSize = 0;
   media_.extRootNode = media_.catRootNode = media_.firstLeafNode = 0;
   media_.blockSize = static_cast<std::int32_t>(vib_.blockSize / std::max<std::uint32_t>(sectorBytes, 1));
-  media_.btreeForUsedCatNodeSector = std::make_unique<BTreeTableClassUInt32>();
+  media_.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
   volumeValidity_ = 0;
   catalogTotalNodes_ = 0;
   const auto perBlock = static_cast<std::uint64_t>(media_.blockSize);

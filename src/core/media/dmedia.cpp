@@ -6,8 +6,8 @@
 namespace nua {
 
 DMedia::DMedia()
-    : btreeForUsedCatNodeSector(std::make_unique<BTreeTableClassUInt32>()),
-      btreeForVIBCreateDate(std::make_unique<BTreeTableClassUInt32>()) {}
+    : btreeForUsedCatNodeSector(std::make_unique<CountedKeyTable>()),
+      btreeForVIBCreateDate(std::make_unique<CountedKeyTable>()) {}
 
 DMedia::~DMedia() = default;
 

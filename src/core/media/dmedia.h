@@ -14,8 +14,8 @@
 #include "base/ui_bridge.h"
 #include "media/device_file.h"
 #include "media/device_lists.h"
-#include "tree/btree_table.h"
-#include "tree/extent.h"
+#include "records/key_table.h"
+#include "records/extent.h"
 
 namespace nua {
 
@@ -60,8 +60,8 @@ class DMedia {
   std::string model, serial, revision;
   std::vector<Dict> volumePMArray;
   std::vector<Dict> volumeScanArray;
-  std::unique_ptr<BTreeTableClassUInt32> btreeForUsedCatNodeSector;
-  std::unique_ptr<BTreeTableClassUInt32> btreeForVIBCreateDate;
+  std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector;
+  std::unique_ptr<CountedKeyTable> btreeForVIBCreateDate;
   std::int32_t u32BytesInSector = 512;
   std::uint64_t HPlusVolStart = 0;  // NOLINT(readability-identifier-naming): the engine's name
   std::vector<Extent> catalogExt, extentsExt;

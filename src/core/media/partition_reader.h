@@ -10,7 +10,7 @@
 #include "base/dict.h"
 #include "media/dmedia.h"
 #include "media/hfs_peek.h"
-#include "tree/extent.h"
+#include "records/extent.h"
 
 namespace nua {
 

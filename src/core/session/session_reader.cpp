@@ -9,9 +9,9 @@
 
 #include "archive/keyed_archive.h"
 #include "base/bytes.h"
-#include "session/hfs_plus_dir.h"
+#include "session/session_record.h"
 #include "session/volume_coding.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 namespace nua {
 namespace {
@@ -143,19 +143,19 @@ SessionHeaderCheck checkHeader(SessionInput& in) {
 // frames kept can outgrow the file, and the walk ends when the file does.
 class TreeReader {
  public:
-  TreeReader(SessionInput& in, NewDirArena& arena, SessionData& data, SessionProgress* progress)
+  TreeReader(SessionInput& in, EntryArena& arena, SessionData& data, SessionProgress* progress)
       : in_(in), arena_(arena), data_(data), progress_(progress) {}
 
   bool run(std::string& reason) {
-    HFSPlusDir rootRecord;
-    NewDir* root = readEntry(nullptr, 0, rootRecord, reason);
+    SessionRecord rootRecord;
+    Entry* root = readEntry(nullptr, 0, rootRecord, reason);
     if (root == nullptr) return false;
     data_.root = root;
     data_.rootSelected = root->selected;
     data_.scanInfoEntryCount = 0;
     if (progress_ != nullptr) progress_->setMaxValue(root->childrenCount);
     struct Frame {
-      NewDir* parent;
+      Entry* parent;
       std::uint64_t identity;
       std::uint32_t left;
     };
@@ -168,8 +168,8 @@ class TreeReader {
       }
       --stack.back().left;
       const Frame top = stack.back();
-      HFSPlusDir record;
-      NewDir* child = readEntry(top.parent, top.identity, record, reason);
+      SessionRecord record;
+      Entry* child = readEntry(top.parent, top.identity, record, reason);
       if (child == nullptr) return false;
       addChild(child, top.parent);
       ++data_.scanInfoEntryCount;
@@ -185,14 +185,14 @@ class TreeReader {
 
  private:
   // One record with its name, path and extents, checked against its place in the tree.
-  NewDir* readEntry(NewDir* parent, std::uint64_t parentIdentity, HFSPlusDir& record, std::string& reason) {
+  Entry* readEntry(Entry* parent, std::uint64_t parentIdentity, SessionRecord& record, std::string& reason) {
     const std::uint64_t start = in_.position();
-    std::byte raw[kHFSPlusDirSize];
-    if (!in_.read(kHFSPlusDirSize, raw)) {
+    std::byte raw[kSessionRecordSize];
+    if (!in_.read(kSessionRecordSize, raw)) {
       reason = at("entry record cut short", start);
       return nullptr;
     }
-    record = *parseHFSPlusDir(raw);
+    record = *parseSessionRecord(raw);
     const char* wrong = nullptr;
     if (record.fileType != 1 && record.fileType != 2) wrong = "entry of unknown type";
     else if (record.selected > 1 || record.isFATEntry > 1 || record.complete > 1 || record.deleted > 1)
@@ -200,12 +200,12 @@ class TreeReader {
     else if (record.selfPointer == 0) wrong = "entry without identity";
     else if (parent != nullptr && record.parentPointer != parentIdentity) wrong = "entry under the wrong parent";
     else if (record.fileType != 1 && record.childListCount != 0) wrong = "file with children";
-    else if (record.childListCount > in_.remaining() / kHFSPlusDirSize) wrong = "child count past the end";
+    else if (record.childListCount > in_.remaining() / kSessionRecordSize) wrong = "child count past the end";
     if (wrong != nullptr) {
       reason = at(wrong, start);
       return nullptr;
     }
-    NewDir* dir = arena_.newDir();
+    Entry* dir = arena_.newDir();
     convertHPDirToNDir(record, dir);
     dir->parent = parent;
     if (!readText(record.fileNameLength, u"Untitled", u"Untitled", dir, false, reason)) return nullptr;
@@ -227,7 +227,7 @@ class TreeReader {
     return dir;
   }
 
-  bool readText(std::uint16_t length, std::u16string_view ifEmpty, std::u16string_view ifLong, NewDir* dir,
+  bool readText(std::uint16_t length, std::u16string_view ifEmpty, std::u16string_view ifLong, Entry* dir,
                 bool isPath, std::string& reason) {
     std::u16string text;
     if (length != 0) {
@@ -251,7 +251,7 @@ class TreeReader {
   }
 
   SessionInput& in_;
-  NewDirArena& arena_;
+  EntryArena& arena_;
   SessionData& data_;
   SessionProgress* progress_;
 };
@@ -326,7 +326,7 @@ SessionReadResult readScanInfo(const std::string& path, SessionProgress* progres
     }
   }
   // A refused file leaves nothing behind: the tree lives in its own arena until it is handed over.
-  data.arena = std::make_shared<NewDirArena>();
+  data.arena = std::make_shared<EntryArena>();
   TreeReader tree(in, *data.arena, data, progress);
   if (!tree.run(result.reason)) return result;
   result.data = std::move(data);

@@ -9,7 +9,7 @@
 #include <string>
 
 #include "session/session_file.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 
 namespace nua {
 
@@ -31,8 +31,8 @@ struct SessionHeaderCheck {
 
 struct SessionData {
   SessionContents contents;  // contents.volume is the Volume as stored, with nothing else made
-  std::shared_ptr<NewDirArena> arena;
-  NewDir* root = nullptr;    // the tree as read: the stored root record with its children
+  std::shared_ptr<EntryArena> arena;
+  Entry* root = nullptr;    // the tree as read: the stored root record with its children
   std::uint8_t rootSelected = 0;
   std::uint32_t scanInfoEntryCount = 0;  // entries read
 };

@@ -3,15 +3,15 @@
 #include <string>
 #include <vector>
 
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 namespace {
 
 // What every copy keeps. The ids, complete flag and dates go along too: they are in the file, and a
 // reopened entry would otherwise show 0 and empty dates where the scan showed the real ones.
-void copyCommonFields(const NewDir* from, NewDir* to) {
+void copyCommonFields(const Entry* from, Entry* to) {
   to->fileType = from->fileType;
   to->fileName = from->fileName;  // name blocks live as long as the arena, so the copy shares them
   to->deleted = from->deleted;
@@ -28,10 +28,10 @@ void copyCommonFields(const NewDir* from, NewDir* to) {
 
 }  // namespace
 
-void readFromDirAddToDir(const NewDir* from, NewDir* to, NewDirArena& arena) {
+void readFromDirAddToDir(const Entry* from, Entry* to, EntryArena& arena) {
   struct Frame {
-    const NewDir* from;
-    NewDir* to;
+    const Entry* from;
+    Entry* to;
     std::size_t next = 0;
     std::uint64_t size = 0;
     std::uint32_t files = 0;
@@ -60,10 +60,10 @@ void readFromDirAddToDir(const NewDir* from, NewDir* to, NewDirArena& arena) {
       up.deletedFileBelow |= done.deletedFileBelow;
       continue;
     }
-    const NewDir* source = top.from->childList[top.next++];
+    const Entry* source = top.from->childList[top.next++];
     if (source == nullptr) continue;
     ++steps;
-    NewDir* copy = arena.newDir();
+    Entry* copy = arena.newDir();
     copyCommonFields(source, copy);
     copy->parent = top.to;
     addChild(copy, top.to);
@@ -77,16 +77,16 @@ void readFromDirAddToDir(const NewDir* from, NewDir* to, NewDirArena& arena) {
       if (source->deleted == 1) top.deletedFileBelow = true;
       continue;
     }
-    std::u16string path = NewDirArena::pathNameOfDir(top.to).value_or(u"");
+    std::u16string path = EntryArena::pathNameOfDir(top.to).value_or(u"");
     path += u'/';
-    path += NewDirArena::fileNameOfDir(top.to).value_or(u"");
+    path += EntryArena::fileNameOfDir(top.to).value_or(u"");
     arena.setPathName(path, copy);
     stack.push_back({source, copy});
   }
 }
 
-NewDir* setSelectedVolumeDirRoot(NewDir* readRoot, NewDirArena& arena) {
-  NewDir* root = makeRootDir(arena, nullptr);
+Entry* setSelectedVolumeDirRoot(Entry* readRoot, EntryArena& arena) {
+  Entry* root = makeRootDir(arena, nullptr);
   if (readRoot == nullptr) return root;
   root->sectorsPerBlock = readRoot->sectorsPerBlock;
   // The root's own mark and flags are part of the result too (the save button reads its mark).

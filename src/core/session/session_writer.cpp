@@ -9,7 +9,7 @@
 #include <filesystem>
 
 #include "base/bytes.h"
-#include "session/hfs_plus_dir.h"
+#include "session/session_record.h"
 #include "session/volume_coding.h"
 
 namespace nua {
@@ -59,13 +59,13 @@ class StreamOut {
   std::vector<std::byte> buffer_;
 };
 
-void writeRecord(StreamOut& out, const NewDir* dir, std::uint32_t children, std::uint64_t parentIdentity) {
-  HFSPlusDir record = convertNDirToHPDir(dir, children, parentIdentity);
+void writeRecord(StreamOut& out, const Entry* dir, std::uint32_t children, std::uint64_t parentIdentity) {
+  SessionRecord record = convertNDirToHPDir(dir, children, parentIdentity);
   // A name or path past the record's room is cut there rather than refusing the entry.
   record.fileNameLength = std::min(record.fileNameLength, kMaxNameUnits);
   if (record.fileType == 1) record.pathNameLength = std::min(record.pathNameLength, kMaxPathUnits);
-  std::byte raw[kHFSPlusDirSize];
-  writeHFSPlusDir(record, raw);
+  std::byte raw[kSessionRecordSize];
+  writeSessionRecord(record, raw);
   out.put(raw);
   out.putUnits(dir->fileName, record.fileNameLength);
   if (record.fileType == 1) out.putUnits(dir->pathName, record.pathNameLength);
@@ -77,12 +77,12 @@ void writeRecord(StreamOut& out, const NewDir* dir, std::uint32_t children, std:
 
 // `writeDir:fileDesc:forViewingTree:`: parents before children, depth first, by an explicit stack so
 // that the depth of the tree costs no call stack.
-void writeDir(StreamOut& out, const NewDir* root, std::uint32_t& scanInfoEntryCount, SessionProgress* progress) {
+void writeDir(StreamOut& out, const Entry* root, std::uint32_t& scanInfoEntryCount, SessionProgress* progress) {
   struct Frame {
-    const NewDir* dir;
+    const Entry* dir;
     std::size_t next = 0;
   };
-  auto writeOne = [&](const NewDir* dir, std::uint64_t parentIdentity) {
+  auto writeOne = [&](const Entry* dir, std::uint64_t parentIdentity) {
     writeRecord(out, dir, static_cast<std::uint32_t>(allChildrenOfDir(dir).size()), parentIdentity);
     ++scanInfoEntryCount;
     if (scanInfoEntryCount % 100 == 0 && progress != nullptr) progress->incrementBy(100);
@@ -91,13 +91,13 @@ void writeDir(StreamOut& out, const NewDir* root, std::uint32_t& scanInfoEntryCo
   std::vector<Frame> stack{{root}};
   while (!stack.empty() && out.error() == 0) {
     Frame& top = stack.back();
-    const std::vector<NewDir*>& children = allChildrenOfDir(top.dir);
+    const std::vector<Entry*>& children = allChildrenOfDir(top.dir);
     if (top.next >= children.size()) {
       stack.pop_back();
       continue;
     }
-    const NewDir* parent = top.dir;
-    const NewDir* child = children[top.next++];
+    const Entry* parent = top.dir;
+    const Entry* child = children[top.next++];
     // A hole in a list would leave the count written above short by one record; the tree has none.
     writeOne(child, parent->identity);
     if (!allChildrenOfDir(child).empty()) stack.push_back({child});
@@ -144,11 +144,11 @@ SessionWriteResult failure(const std::string& what, int error) {
 
 }  // namespace
 
-const std::vector<NewDir*>& allChildrenOfDir(const NewDir* dir) {
+const std::vector<Entry*>& allChildrenOfDir(const Entry* dir) {
   return dir->showDeletedOnly == 1 ? dir->deletedList : dir->childList;
 }
 
-SessionWriteResult saveScanInfo(const std::string& path, const SessionContents& contents, const NewDir* dirRoot,
+SessionWriteResult saveScanInfo(const std::string& path, const SessionContents& contents, const Entry* dirRoot,
                                 std::uint32_t& scanInfoEntryCount, SessionProgress* progress) {
   if (dirRoot == nullptr || !contents.volume) return failure("there is no recovered tree to save", 0);
   struct stat existing{};

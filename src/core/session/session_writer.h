@@ -6,7 +6,7 @@
 #include <string>
 
 #include "session/session_file.h"
-#include "tree/new_dir.h"
+#include "records/entry.h"
 
 namespace nua {
 
@@ -19,11 +19,11 @@ struct [[nodiscard]] SessionWriteResult {
 // scanInfoEntryCount goes up by one per entry and is not reset, as a second save goes on counting.
 // A write that fails (full disk, no folder, a target that is the scanned source itself) leaves no
 // file under path and any earlier file there untouched.
-SessionWriteResult saveScanInfo(const std::string& path, const SessionContents& contents, const NewDir* dirRoot,
+SessionWriteResult saveScanInfo(const std::string& path, const SessionContents& contents, const Entry* dirRoot,
                                 std::uint32_t& scanInfoEntryCount, SessionProgress* progress);
 
 // The children of dir that a session holds: every child, whichever list they stand in while the
 // deleted-only arrangement has the two lists swapped.
-[[nodiscard]] const std::vector<NewDir*>& allChildrenOfDir(const NewDir* dir);
+[[nodiscard]] const std::vector<Entry*>& allChildrenOfDir(const Entry* dir);
 
 }  // namespace nua

@@ -2,27 +2,27 @@
 
 #include <algorithm>
 
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/detail/tree_walk.h"
 
 namespace nua {
 
-std::int64_t CheckController::mark(NewDir* dir, std::uint8_t value) {
+std::int64_t CheckController::mark(Entry* dir, std::uint8_t value) {
   const std::uint8_t was = dir->selected;
   dir->selected = value;
   if (counts_ != nullptr) counts_->fileMarkChanged(dir, was, value);
   return static_cast<std::int64_t>(value == 1) - static_cast<std::int64_t>(was == 1);
 }
 
-void CheckController::markAllChildrenDirArray(const std::vector<NewDir*>& list, std::uint32_t length,
+void CheckController::markAllChildrenDirArray(const std::vector<Entry*>& list, std::uint32_t length,
                                                std::uint8_t value) {
   // A throwaway folder whose childList is the given cells lets the one bounded walk do the work.
-  NewDir holder;
+  Entry holder;
   holder.childList.assign(list.begin(), list.begin() + std::min<std::size_t>(length, list.size()));
   std::vector<std::uint32_t> belowStack{0};
   detail::walkTree(
       &holder,
-      [&](NewDir*, NewDir* child) {
+      [&](Entry*, Entry* child) {
         mark(child, value);
         if (value == 1) ++belowStack.back();
         if (child->childrenCount == 0) {
@@ -33,7 +33,7 @@ void CheckController::markAllChildrenDirArray(const std::vector<NewDir*>& list, 
         belowStack.push_back(0);
         return true;
       },
-      [&](NewDir* done) {
+      [&](Entry* done) {
         const std::uint32_t below = belowStack.back();
         belowStack.pop_back();
         if (counts_ != nullptr) counts_->setMarkedBelow(done, below);
@@ -49,7 +49,7 @@ void CheckController::setSelected() {
     markAllChildrenDirArray(hdir_->childList, hdir_->childListCount(), flag_);
     if (counts_ != nullptr) {
       std::uint32_t below = 0;
-      for (const NewDir* child : hdir_->childList) {
+      for (const Entry* child : hdir_->childList) {
         if (child != nullptr) below += (child->selected == 1) + counts_->markedBelow(child);
       }
       counts_->setMarkedBelow(hdir_, below);
@@ -57,7 +57,7 @@ void CheckController::setSelected() {
     }
   }
   const std::size_t ancestors = ancestorCount(hdir_);
-  NewDir* ancestor = hdir_->parent;
+  Entry* ancestor = hdir_->parent;
   for (std::size_t step = 0; step < ancestors; ++step, ancestor = ancestor->parent) {
     if (counts_ != nullptr) counts_->addMarkedBelow(ancestor, delta);
     if (flag_ == 1) {

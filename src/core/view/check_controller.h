@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tree/new_dir.h"
+#include "records/entry.h"
 #include "view/mark_counts.h"
 
 namespace nua {
@@ -13,7 +13,7 @@ namespace nua {
 class CheckController {
  public:
   // flag 1 marks, 0 unmarks, any other value changes nothing. counts may be null.
-  CheckController(NewDir* hdir, std::uint8_t flag, MarkCounts* counts = nullptr)
+  CheckController(Entry* hdir, std::uint8_t flag, MarkCounts* counts = nullptr)
       : hdir_(hdir), flag_(flag), counts_(counts) {}
 
   void run() { setSelected(); }
@@ -23,16 +23,16 @@ class CheckController {
   void setSelected();
   // Sets `selected` on up to `length` records of list and, where a record's childrenCount is not 0,
   // on everything below it through its childList as it stands.
-  void markAllChildrenDirArray(const std::vector<NewDir*>& list, std::uint32_t length, std::uint8_t value);
+  void markAllChildrenDirArray(const std::vector<Entry*>& list, std::uint32_t length, std::uint8_t value);
 
-  [[nodiscard]] NewDir* hdir() const { return hdir_; }
+  [[nodiscard]] Entry* hdir() const { return hdir_; }
   [[nodiscard]] std::uint8_t flag() const { return flag_; }
 
  private:
   // Sets one record's mark and returns the change in marked records (-1, 0 or 1).
-  std::int64_t mark(NewDir* dir, std::uint8_t value);
+  std::int64_t mark(Entry* dir, std::uint8_t value);
 
-  NewDir* hdir_;
+  Entry* hdir_;
   std::uint8_t flag_;
   MarkCounts* counts_;
 };

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/detail/tree_walk.h"
 
 namespace nua {
@@ -18,10 +18,10 @@ bool lessIgnoringCase(const std::u16string& a, const std::u16string& b) {
 
 }  // namespace
 
-NewDir* FileTypesArrangement::folderFor(const std::u16string& extension) {
+Entry* FileTypesArrangement::folderFor(const std::u16string& extension) {
   const auto found = dictFileTypesExtensions_.find(extension);
   if (found != dictFileTypesExtensions_.end()) return found->second;
-  NewDir* folder = arena_.newDir();
+  Entry* folder = arena_.newDir();
   folder->fileType = 1;
   folder->parent = dirRootFileTypes_;
   // The folder keeps no stored name: it is shown, and saved, under its helper's name.
@@ -31,11 +31,11 @@ NewDir* FileTypesArrangement::folderFor(const std::u16string& extension) {
   return folder;
 }
 
-void FileTypesArrangement::addFile(NewDir* file) {
+void FileTypesArrangement::addFile(Entry* file) {
   const std::u16string name = shownNameOfDir(file);
   const std::u16string extension(extensionOfName(name));
   if (extension.empty()) return;
-  NewDir* folder = folderFor(extension);
+  Entry* folder = folderFor(extension);
   file->parent = folder;
   ++folder->fileCount;
   ++folder->childrenCount;
@@ -43,27 +43,27 @@ void FileTypesArrangement::addFile(NewDir* file) {
   addChild(file, folder);
   if (file->deleted == 1) {
     addChildDeletedArray(file, folder);
-    for (NewDir* up = folder; up != nullptr; up = up->parent) up->deleted = 1;
+    for (Entry* up = folder; up != nullptr; up = up->parent) up->deleted = 1;
   }
   if (file->selected == 1) folder->selected = 1;
 }
 
-void FileTypesArrangement::arrangeTreeForFileTypes(NewDir* folder) {
+void FileTypesArrangement::arrangeTreeForFileTypes(Entry* folder) {
   detail::walkTree(
       folder,
-      [&](NewDir*, NewDir* child) {
+      [&](Entry*, Entry* child) {
         if (child->fileType == 1) return true;
         if (child->fileType == 2) addFile(child);
         return false;
       },
-      [](NewDir*) {});
+      [](Entry*) {});
 }
 
 void FileTypesArrangement::rearrangeFileTypesTreeInAplhaNumOrder() {
   std::stable_sort(arrayFileTypeExtension_.begin(), arrayFileTypeExtension_.end(), lessIgnoringCase);
-  NewDir* root = dirRootFileTypes_;
+  Entry* root = dirRootFileTypes_;
   for (const std::u16string& extension : arrayFileTypeExtension_) {
-    NewDir* folder = dictFileTypesExtensions_.at(extension);
+    Entry* folder = dictFileTypesExtensions_.at(extension);
     root->fileCount += folder->fileCount;
     root->fileSize += folder->fileSize;
     root->childrenCount += folder->childListCount() + 1;
@@ -77,8 +77,8 @@ void FileTypesArrangement::rearrangeFileTypesTreeInAplhaNumOrder() {
   arrayFileTypeExtension_.clear();
 }
 
-NewDir* buildFileTypesTree(NewDirArena& arena, NewDir* dirRoot, std::deque<NewDirViewHelper>& helpers) {
-  NewDir* root = makeRootDir(arena, nullptr);
+Entry* buildFileTypesTree(EntryArena& arena, Entry* dirRoot, std::deque<EntryViewHelper>& helpers) {
+  Entry* root = makeRootDir(arena, nullptr);
   helpers.emplace_back(root);
   FileTypesArrangement arrangement(arena, root, helpers);
   if (dirRoot != nullptr) arrangement.arrangeTreeForFileTypes(dirRoot);

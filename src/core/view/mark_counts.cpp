@@ -6,7 +6,7 @@
 
 namespace nua {
 
-void MarkCounts::recount(NewDir* root) {
+void MarkCounts::recount(Entry* root) {
   std::fill(below_.begin(), below_.end(), 0u);
   markedData_ = 0;
   markedFiles_ = 0;
@@ -14,7 +14,7 @@ void MarkCounts::recount(NewDir* root) {
   // `totalled`: the folder's children enter the totals, as countMarkedDir goes down only through
   // records whose childrenCount is not 0. `count`: marked records below the folder, summed on leaving.
   struct Frame {
-    NewDir* folder;
+    Entry* folder;
     std::uint32_t count;
     bool totalled;
   };
@@ -22,7 +22,7 @@ void MarkCounts::recount(NewDir* root) {
   std::vector<Frame> stack{{root, 0, root->childrenCount != 0}};
   detail::walkTree(
       root,
-      [&](NewDir*, NewDir* child) {
+      [&](Entry*, Entry* child) {
         Frame& top = stack.back();
         if (child->selected == 1) {
           ++top.count;
@@ -32,7 +32,7 @@ void MarkCounts::recount(NewDir* root) {
         stack.push_back({child, 0, top.totalled && child->childrenCount != 0});
         return true;
       },
-      [&](NewDir*) {
+      [&](Entry*) {
         const Frame done = stack.back();
         stack.pop_back();
         setMarkedBelow(done.folder, done.count);
@@ -41,16 +41,16 @@ void MarkCounts::recount(NewDir* root) {
   setMarkedBelow(root, stack.front().count);
 }
 
-std::uint32_t MarkCounts::childrenSelected(const NewDir* dir) const {
+std::uint32_t MarkCounts::childrenSelected(const Entry* dir) const {
   return dir->childrenCount == 0 ? 0 : markedBelow(dir);
 }
 
-std::uint32_t MarkCounts::markedBelow(const NewDir* dir) const {
+std::uint32_t MarkCounts::markedBelow(const Entry* dir) const {
   const std::uint64_t id = dir->identity;
   return id != 0 && id <= below_.size() ? below_[id - 1] : 0;
 }
 
-void MarkCounts::setMarkedBelow(const NewDir* dir, std::uint32_t count) {
+void MarkCounts::setMarkedBelow(const Entry* dir, std::uint32_t count) {
   const std::uint64_t id = dir->identity;
   if (id == 0) return;
   if (id > below_.size()) {
@@ -60,12 +60,12 @@ void MarkCounts::setMarkedBelow(const NewDir* dir, std::uint32_t count) {
   below_[id - 1] = count;
 }
 
-void MarkCounts::addMarkedBelow(const NewDir* dir, std::int64_t delta) {
+void MarkCounts::addMarkedBelow(const Entry* dir, std::int64_t delta) {
   const std::int64_t now = static_cast<std::int64_t>(markedBelow(dir)) + delta;
   setMarkedBelow(dir, static_cast<std::uint32_t>(std::max<std::int64_t>(now, 0)));
 }
 
-void MarkCounts::fileMarkChanged(const NewDir* file, std::uint8_t was, std::uint8_t now) {
+void MarkCounts::fileMarkChanged(const Entry* file, std::uint8_t was, std::uint8_t now) {
   if ((was == 1) == (now == 1) || file->fileType != 2) return;
   if (now == 1) {
     markedData_ += file->fileSize;

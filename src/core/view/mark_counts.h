@@ -5,28 +5,28 @@
 #include <cstdint>
 #include <vector>
 
-#include "tree/new_dir.h"
+#include "records/entry.h"
 
 namespace nua {
 
 class MarkCounts {
  public:
   // Rebuilds every count for the tree under root as its lists stand: after each view switch.
-  void recount(NewDir* root);
+  void recount(Entry* root);
 
   // Records with selected 1 anywhere below dir, through childList as it stands; 0 when its
   // childrenCount is 0. Constant time.
-  [[nodiscard]] std::uint32_t childrenSelected(const NewDir* dir) const;
+  [[nodiscard]] std::uint32_t childrenSelected(const Entry* dir) const;
   // The count below dir without the childrenCount test.
-  [[nodiscard]] std::uint32_t markedBelow(const NewDir* dir) const;
-  void setMarkedBelow(const NewDir* dir, std::uint32_t count);
-  void addMarkedBelow(const NewDir* dir, std::int64_t delta);
+  [[nodiscard]] std::uint32_t markedBelow(const Entry* dir) const;
+  void setMarkedBelow(const Entry* dir, std::uint32_t count);
+  void addMarkedBelow(const Entry* dir, std::int64_t delta);
 
   // Totals of marked files reachable from the root as countMarkedDir walks it.
   [[nodiscard]] std::uint64_t markedData() const { return markedData_; }
   [[nodiscard]] std::uint32_t markedFiles() const { return markedFiles_; }
   // A file's mark went from `was` to `now`: moves its size and count in or out of the totals.
-  void fileMarkChanged(const NewDir* file, std::uint8_t was, std::uint8_t now);
+  void fileMarkChanged(const Entry* file, std::uint8_t was, std::uint8_t now);
 
  private:
   std::vector<std::uint32_t> below_;  // by record identity - 1; records without identity keep none

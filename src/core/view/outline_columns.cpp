@@ -36,11 +36,11 @@ std::string dateColumnText(std::uint32_t value, bool isFATEntry) {
   return isFATEntry ? getStringForDOSDate(value) : hfsDateText(value);
 }
 
-FilesCell filesCell(const NewDirViewHelper& item) {
+FilesCell filesCell(const EntryViewHelper& item) {
   return {item.fileType(), item.fileName(), item.deleted(), item.appendChildrenArrayCount(), item.childrenArrayCount()};
 }
 
-std::string filesCellText(const NewDirViewHelper& item) {
+std::string filesCellText(const EntryViewHelper& item) {
   const std::string name = toUtf8(item.fileName());
   if (item.appendChildrenArrayCount() != 1) return name;
   return formatText("%@ [%@]", {name, std::to_string(item.childrenArrayCount())});
@@ -59,7 +59,7 @@ std::string completeText(std::uint8_t complete, bool longForm) {
 
 }  // namespace
 
-std::string columnText(const NewDirViewHelper& item, std::string_view identifier) {
+std::string columnText(const EntryViewHelper& item, std::string_view identifier) {
   if (identifier == "Complete") return completeText(item.complete(), false);
   if (identifier == "Size") return sizeText(item.fileSize());
   if (identifier == "Files Count") return std::to_string(item.fileCount());
@@ -68,7 +68,7 @@ std::string columnText(const NewDirViewHelper& item, std::string_view identifier
   return "";
 }
 
-std::string columnToolTip(const NewDirViewHelper& item, std::string_view identifier, const TooltipContext& context) {
+std::string columnToolTip(const EntryViewHelper& item, std::string_view identifier, const TooltipContext& context) {
   if (identifier == "Mark") return "";
   if (identifier == "Complete") return completeText(item.complete(), true);
   if (identifier != "Files") return columnText(item, identifier);

@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "view/new_dir_view_helper.h"
+#include "view/entry_view_helper.h"
 
 namespace nua {
 
@@ -29,13 +29,13 @@ struct FilesCell {
   std::uint8_t appendChildrenArrayCount = 0;
   std::uint32_t childListCount = 0;
 };
-[[nodiscard]] FilesCell filesCell(const NewDirViewHelper& item);
+[[nodiscard]] FilesCell filesCell(const EntryViewHelper& item);
 // The name as shown: "%@ [%d]" with the child count when the row asks for it.
-[[nodiscard]] std::string filesCellText(const NewDirViewHelper& item);
+[[nodiscard]] std::string filesCellText(const EntryViewHelper& item);
 
 // Text of the "Complete", "Size", "Files Count", "Modification Date" and "Create Date" columns; empty
 // for any other identifier ("Files" and "Mark" carry values, not text).
-[[nodiscard]] std::string columnText(const NewDirViewHelper& item, std::string_view identifier);
+[[nodiscard]] std::string columnText(const EntryViewHelper& item, std::string_view identifier);
 
 // How the preview is reached, for the tooltip of a file's name.
 struct TooltipContext {
@@ -43,7 +43,7 @@ struct TooltipContext {
   bool itemIsSelectedRow = false;
   int osVersion = 2;
 };
-[[nodiscard]] std::string columnToolTip(const NewDirViewHelper& item, std::string_view identifier,
+[[nodiscard]] std::string columnToolTip(const EntryViewHelper& item, std::string_view identifier,
                                         const TooltipContext& context);
 
 }  // namespace nua

@@ -126,7 +126,7 @@ PreviewSource previewSourceOf(DMedia& media) {
   return source;
 }
 
-PreviewEntry previewEntryOf(const NewDir& dir) {
+PreviewEntry previewEntryOf(const Entry& dir) {
   return {dir.fileSize, dir.blockBaseSector, dir.sectorsPerBlock, dir.dataExt};
 }
 

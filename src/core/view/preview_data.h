@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "tree/new_dir.h"
+#include "records/entry.h"
 
 namespace nua {
 
@@ -38,7 +38,7 @@ struct PreviewEntry {
   std::uint8_t sectorsPerBlock = 0;
   std::vector<ExtP> dataExt;
 };
-[[nodiscard]] PreviewEntry previewEntryOf(const NewDir& dir);
+[[nodiscard]] PreviewEntry previewEntryOf(const Entry& dir);
 
 enum class PreviewGatherOutcome {
   kLoaded,      // data complete, or cut by the soft stop at the limit

@@ -5,7 +5,7 @@
 #include <filesystem>
 
 #include "base/text.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 #include "view/detail/tree_walk.h"
 #include "view/tree_find.h"
 
@@ -25,7 +25,7 @@ bool matchesAny(const std::vector<std::string>& globs, const std::string& path, 
 
 std::size_t markSelection(TreeViewState& view, const std::vector<std::string>& select) {
   view.showView(false, false);
-  NewDir* root = view.dirRootTemp();
+  Entry* root = view.dirRootTemp();
   if (root == nullptr) return 0;
   const bool all = select.empty() || (select.size() == 1 && select[0] == "all");
   if (all) {
@@ -40,7 +40,7 @@ std::size_t markSelection(TreeViewState& view, const std::vector<std::string>& s
       patterns.push_back(word);
       continue;
     }
-    for (NewDir* hit : findAll(view, std::string_view(word).substr(5))) {
+    for (Entry* hit : findAll(view, std::string_view(word).substr(5))) {
       view.setMark(hit, true);
       ++marked;
     }
@@ -50,8 +50,8 @@ std::size_t markSelection(TreeViewState& view, const std::vector<std::string>& s
   std::vector<std::string> paths{""};  // path below the root of each folder being walked
   detail::walkTree(
       root,
-      [&](NewDir*, NewDir* child) {
-        const std::string name = toUtf8(NewDirArena::fileNameOfDir(child).value_or(u""));
+      [&](Entry*, Entry* child) {
+        const std::string name = toUtf8(EntryArena::fileNameOfDir(child).value_or(u""));
         const std::string path = paths.back().empty() ? name : paths.back() + "/" + name;
         const bool hit = deleted ? child->fileType == 2 && child->deleted == 1 : matchesAny(patterns, path, name);
         if (hit) {
@@ -63,7 +63,7 @@ std::size_t markSelection(TreeViewState& view, const std::vector<std::string>& s
         paths.push_back(path);
         return true;
       },
-      [&](NewDir*) { paths.pop_back(); });
+      [&](Entry*) { paths.pop_back(); });
   return marked;
 }
 

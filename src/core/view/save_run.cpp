@@ -17,11 +17,11 @@
 
 #include "base/log.h"
 #include "base/text.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/detail/live_data_map.h"
 #include "view/detail/save_names.h"
 #include "view/detail/tree_walk.h"
-#include "view/new_dir_view_helper.h"
+#include "view/entry_view_helper.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -70,7 +70,7 @@ std::string savedDataText(std::uint64_t savedData) {
 }
 
 struct SaveRun::Folder {
-  NewDir* dir;
+  Entry* dir;
   int fd;
   std::string path;  // below the chosen folder, for the list of failures
   std::uint32_t next = 0;
@@ -170,7 +170,7 @@ SaveReport SaveRun::saveFilesAndFolders(const std::string& path) {
   return report;
 }
 
-std::string SaveRun::nameForSaving(const NewDir* dir) const {
+std::string SaveRun::nameForSaving(const Entry* dir) const {
   std::string name = toUtf8(shownNameOfDir(dir));
   if (dir->viewHelper != nullptr && dir->viewHelper->appendChildrenArrayCount() == 1) {
     name = formatText("%@ [%@]", {name, std::to_string(dir->childListCount())});
@@ -180,7 +180,7 @@ std::string SaveRun::nameForSaving(const NewDir* dir) const {
   return detail::replaceSlashes(name, canSaveSlashes == 1);
 }
 
-void SaveRun::saveDir(NewDir* dir, const std::string& path) {
+void SaveRun::saveDir(Entry* dir, const std::string& path) {
   if (dir == nullptr || !view_.isMarkedForSaving(dir)) return;
   const int baseFd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (baseFd < 0) {
@@ -191,10 +191,10 @@ void SaveRun::saveDir(NewDir* dir, const std::string& path) {
   ::close(baseFd);
 }
 
-void SaveRun::saveFolderTree(int baseFd, NewDir* top, const std::string& basePath) {
+void SaveRun::saveFolderTree(int baseFd, Entry* top, const std::string& basePath) {
   std::vector<Folder> stack;
   // Makes and enters one marked folder, writing its files; false when there is nothing to go into.
-  const auto enter = [&](int parentFd, NewDir* dir, const std::string& parentPath) {
+  const auto enter = [&](int parentFd, Entry* dir, const std::string& parentPath) {
     const std::string name = nameForSaving(dir);
     std::string used = name;
     bool created = false;
@@ -220,7 +220,7 @@ void SaveRun::saveFolderTree(int baseFd, NewDir* top, const std::string& basePat
       stack.pop_back();
       continue;
     }
-    NewDir* child = childAtIndex(folder.next++, folder.dir);
+    Entry* child = childAtIndex(folder.next++, folder.dir);
     if (child == nullptr || child->childrenCount == 0 || !view_.isMarkedForSaving(child)) continue;
     const int parentFd = folder.fd;
     const std::string parentPath = folder.path;
@@ -229,9 +229,9 @@ void SaveRun::saveFolderTree(int baseFd, NewDir* top, const std::string& basePat
 }
 
 void SaveRun::saveFilesOf(const Folder& folder) {
-  const NewDir* dir = folder.dir;
+  const Entry* dir = folder.dir;
   for (std::uint32_t index = 0; index < dir->childListCount() && !abortSaving; ++index) {
-    NewDir* child = childAtIndex(index, dir);
+    Entry* child = childAtIndex(index, dir);
     if (child == nullptr) continue;
     if (child->fileType == 1) {
       // Folders with entries below them are made when the walk enters them; empty ones here.
@@ -251,7 +251,7 @@ void SaveRun::saveFilesOf(const Folder& folder) {
   }
 }
 
-void SaveRun::saveFile(const Folder& folder, NewDir* file, const std::string& name) {
+void SaveRun::saveFile(const Folder& folder, Entry* file, const std::string& name) {
   if (file->fileSize == 0) return;  // nothing to write: no file is made
   std::string used = name;
   int fd = -1;
@@ -292,15 +292,15 @@ void SaveRun::noteFailed(const std::string& path, std::string reason) {
   failures_.push_back({path, std::move(reason)});
 }
 
-void SaveRun::countFailedBelow(const NewDir* folder, const std::string& path, const std::string& why) {
+void SaveRun::countFailedBelow(const Entry* folder, const std::string& path, const std::string& why) {
   std::uint32_t files = 0;
   detail::walkTree(
-      const_cast<NewDir*>(folder),
-      [&](NewDir*, NewDir* child) {
+      const_cast<Entry*>(folder),
+      [&](Entry*, Entry* child) {
         if (child->fileType == 2 && child->selected == 1) ++files;
         return child->fileType == 1;
       },
-      [](NewDir*) {});
+      [](Entry*) {});
   saveCount += files;
   failedCount_ += files;
   if (files == 0) return;

@@ -12,7 +12,7 @@
 
 #include "base/ui_bridge.h"
 #include "media/dmedia.h"
-#include "tree/new_dir.h"
+#include "records/entry.h"
 #include "view/destination_check.h"
 #include "view/tree_view_state.h"
 
@@ -78,7 +78,7 @@ class SaveRun {
   // dirRootTemp, the elapsed-time clock, and the final alert, whose answer it waits for.
   SaveReport saveFilesAndFolders(const std::string& path);
   // Writes dir (when marked for saving) as a folder under path, with its marked files and folders.
-  void saveDir(NewDir* dir, const std::string& path);
+  void saveDir(Entry* dir, const std::string& path);
   // The stop button of the saving sheet; safe from any thread.
   void abortDataSaving() { abortSaving = true; }
 
@@ -97,18 +97,18 @@ class SaveRun {
     std::string reason;         // why the copy is not right, when it is not
   };
 
-  [[nodiscard]] std::string nameForSaving(const NewDir* dir) const;
-  void saveFolderTree(int baseFd, NewDir* top, const std::string& basePath);
+  [[nodiscard]] std::string nameForSaving(const Entry* dir) const;
+  void saveFolderTree(int baseFd, Entry* top, const std::string& basePath);
   void saveFilesOf(const Folder& folder);
-  void saveFile(const Folder& folder, NewDir* file, const std::string& name);
-  [[nodiscard]] CopyOutcome copyFileData(NewDir* file, int fd, CopyProgress& progress);
+  void saveFile(const Folder& folder, Entry* file, const std::string& name);
+  [[nodiscard]] CopyOutcome copyFileData(Entry* file, int fd, CopyProgress& progress);
   // Reads `blocks` blocks at `block` (no more sectors than the rest of the file needs) and writes them,
   // never past the file's size.
-  [[nodiscard]] CopyOutcome readAndWrite(const NewDir* file, std::uint64_t block, std::uint32_t blocks, int fd,
+  [[nodiscard]] CopyOutcome readAndWrite(const Entry* file, std::uint64_t block, std::uint32_t blocks, int fd,
                                          std::vector<std::byte>& buffer, CopyProgress& progress);
-  [[nodiscard]] CopyOutcome checkNotOverwritten(const NewDir* file, CopyProgress& progress);
+  [[nodiscard]] CopyOutcome checkNotOverwritten(const Entry* file, CopyProgress& progress);
   void noteFailed(const std::string& path, std::string reason);
-  void countFailedBelow(const NewDir* folder, const std::string& path, const std::string& why);
+  void countFailedBelow(const Entry* folder, const std::string& path, const std::string& why);
   void giveToUser(int fd) const;
 
   DMedia& source_;

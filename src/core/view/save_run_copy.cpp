@@ -10,7 +10,7 @@
 
 #include "base/text.h"
 #include "view/detail/live_data_map.h"
-#include "view/new_dir_view_helper.h"
+#include "view/entry_view_helper.h"
 #include "view/save_run.h"
 
 namespace nua {
@@ -32,7 +32,7 @@ bool writeAll(int fd, std::span<const std::byte> bytes) {
 
 }  // namespace
 
-SaveRun::CopyOutcome SaveRun::readAndWrite(const NewDir* file, std::uint64_t block, std::uint32_t blocks, int fd,
+SaveRun::CopyOutcome SaveRun::readAndWrite(const Entry* file, std::uint64_t block, std::uint32_t blocks, int fd,
                                            std::vector<std::byte>& buffer, CopyProgress& progress) {
   const auto bytesInSector = static_cast<std::uint64_t>(source_.u32BytesInSector);
   const std::uint64_t wanted = file->fileSize - progress.written;
@@ -76,7 +76,7 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const NewDir* file, std::uint64_t blo
   return CopyOutcome::kDone;
 }
 
-SaveRun::CopyOutcome SaveRun::copyFileData(NewDir* file, int fd, CopyProgress& progress) {
+SaveRun::CopyOutcome SaveRun::copyFileData(Entry* file, int fd, CopyProgress& progress) {
   const std::uint64_t bytesInSector = source_.u32BytesInSector > 0 ? static_cast<std::uint64_t>(source_.u32BytesInSector) : 0;
   const std::uint64_t blockBytes = bytesInSector * file->sectorsPerBlock;
   if (file->dataExt.empty() || blockBytes == 0) {
@@ -127,7 +127,7 @@ SaveRun::CopyOutcome SaveRun::copyFileData(NewDir* file, int fd, CopyProgress& p
   return overwritten;
 }
 
-SaveRun::CopyOutcome SaveRun::checkNotOverwritten(const NewDir* file, CopyProgress& progress) {
+SaveRun::CopyOutcome SaveRun::checkNotOverwritten(const Entry* file, CopyProgress& progress) {
   // A deleted file's blocks may have gone to a live file of the same result since (a first cluster
   // reused, a contiguous guess running into a live file); the copy then holds that file's bytes. A
   // signature find (it has an extension of its own) may well be a copy of a live file: not checked.
@@ -146,7 +146,7 @@ SaveRun::CopyOutcome SaveRun::checkNotOverwritten(const NewDir* file, CopyProgre
     const std::uint64_t blocks = std::min<std::uint64_t>(extent.blockCount, (sizeLeft + blockBytes - 1) / blockBytes);
     sizeLeft -= std::min(sizeLeft, blocks * blockBytes);
     const std::uint64_t first = file->blockBaseSector + std::uint64_t{extent.startBlock} * file->sectorsPerBlock;
-    if (const NewDir* owner = liveData_->ownerOf(first, blocks * file->sectorsPerBlock)) {
+    if (const Entry* owner = liveData_->ownerOf(first, blocks * file->sectorsPerBlock)) {
       progress.reason = formatText("parts of it now belong to the live file \"%@\"", {toUtf8(shownNameOfDir(owner))});
       return CopyOutcome::kOverwritten;
     }

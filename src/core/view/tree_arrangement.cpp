@@ -2,29 +2,29 @@
 
 #include <vector>
 
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/detail/tree_walk.h"
 
 namespace nua {
 
-NewDir* arrangeTreeForDeleted(NewDir* dir, std::uint8_t showDeletedOnly) {
+Entry* arrangeTreeForDeleted(Entry* dir, std::uint8_t showDeletedOnly) {
   recurseTreeForDeleted(dir, showDeletedOnly);
   return dir;
 }
 
-void recurseTreeForDeleted(NewDir* dir, std::uint8_t showDeletedOnly) {
-  std::vector<NewDir*> pending{dir};
+void recurseTreeForDeleted(Entry* dir, std::uint8_t showDeletedOnly) {
+  std::vector<Entry*> pending{dir};
   std::size_t steps = 0;
   while (!pending.empty() && steps++ < kMaxTreeWalkSteps) {
-    NewDir* folder = pending.back();
+    Entry* folder = pending.back();
     pending.pop_back();
     if (folder->showDeletedOnly != showDeletedOnly) swapChildrenArrayOfDir(folder);
     folder->showDeletedOnly = showDeletedOnly;
     // After the swap the list not shown is the one with every child, whichever way the swap went,
     // so the walk reaches every folder of the tree.
-    const std::vector<NewDir*>& hidden = showDeletedOnly == 1 ? folder->deletedList : folder->childList;
+    const std::vector<Entry*>& hidden = showDeletedOnly == 1 ? folder->deletedList : folder->childList;
     for (auto it = hidden.rbegin(); it != hidden.rend(); ++it) {
-      NewDir* child = *it;
+      Entry* child = *it;
       if (child == nullptr) continue;
       const bool hasChildren = showDeletedOnly == 1 ? child->childListCount() != 0 : child->deletedListCount() != 0;
       if (hasChildren) pending.push_back(child);
@@ -32,22 +32,22 @@ void recurseTreeForDeleted(NewDir* dir, std::uint8_t showDeletedOnly) {
   }
 }
 
-void rearrangeDeletedTree(NewDir* dir, bool forViewingTree) {
+void rearrangeDeletedTree(Entry* dir, bool forViewingTree) {
   (void)forViewingTree;  // both list accessors read the same cells here
   detail::walkTree(
       dir,
-      [](NewDir* parent, NewDir* child) {
+      [](Entry* parent, Entry* child) {
         if (child->deleted == 1) addChildDeletedArray(child, parent);
         return child->fileType == 1;
       },
-      [](NewDir*) {});
+      [](Entry*) {});
 }
 
-void setParents(NewDir* root) {
+void setParents(Entry* root) {
   // Totals are summed bottom-up on leaving a folder, which gives every ancestor what one walk up the
   // parent chain per child would have added, in time linear in the records.
   struct Frame {
-    NewDir* folder;
+    Entry* folder;
     std::uint64_t size = 0;
     std::uint32_t files = 0;
     std::uint32_t children = 0;
@@ -63,7 +63,7 @@ void setParents(NewDir* root) {
   };
   detail::walkTree(
       root,
-      [&](NewDir* parent, NewDir* child) {
+      [&](Entry* parent, Entry* child) {
         child->parent = parent;
         if (child->fileType != 1 && child->fileType != 2) return false;
         Frame& top = stack.back();
@@ -78,7 +78,7 @@ void setParents(NewDir* root) {
         stack.push_back({child});
         return true;
       },
-      [&](NewDir*) {
+      [&](Entry*) {
         const Frame done = stack.back();
         stack.pop_back();
         settle(done);

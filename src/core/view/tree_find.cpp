@@ -25,7 +25,7 @@ char16_t foldCase(char16_t c) {
   return c;
 }
 
-std::u16string_view nameOf(const NewDir* dir, const ShownFolderNames& folderNames) {
+std::u16string_view nameOf(const Entry* dir, const ShownFolderNames& folderNames) {
   if (const auto it = folderNames.find(dir); it != folderNames.end()) return it->second;
   return {dir->fileName.units, dir->fileName.length};
 }
@@ -40,24 +40,24 @@ bool nameContainsText(std::u16string_view name, std::u16string_view needle) {
 
 ShownFolderNames shownFolderNamesOf(const TreeViewState& view) {
   ShownFolderNames names;
-  NewDir* root = view.dirRootTemp();
+  Entry* root = view.dirRootTemp();
   if (root == nullptr || !view.showsFileTypes()) return names;
-  for (const std::vector<NewDir*>* list : {&root->childList, &root->deletedList}) {
-    for (const NewDir* folder : *list) {
+  for (const std::vector<Entry*>* list : {&root->childList, &root->deletedList}) {
+    for (const Entry* folder : *list) {
       if (folder != nullptr && folder->viewHelper != nullptr) names.emplace(folder, folder->viewHelper->fileName());
     }
   }
   return names;
 }
 
-void findStringInDir(std::u16string_view text, NewDir* root, const ShownFolderNames& folderNames,
+void findStringInDir(std::u16string_view text, Entry* root, const ShownFolderNames& folderNames,
                      const std::atomic<bool>& findThreadAbort,
-                     const std::function<void(std::vector<NewDir*>)>& deliver, std::size_t batchSize) {
-  std::vector<NewDir*> batch;
+                     const std::function<void(std::vector<Entry*>)>& deliver, std::size_t batchSize) {
+  std::vector<Entry*> batch;
   // Pending records, the next to visit at the back; children pushed in reverse keep the walk's order.
-  std::vector<NewDir*> stack{root};
+  std::vector<Entry*> stack{root};
   while (!stack.empty() && !findThreadAbort) {
-    NewDir* dir = stack.back();
+    Entry* dir = stack.back();
     stack.pop_back();
     if (dir == nullptr) continue;
     const std::u16string_view name = nameOf(dir, folderNames);
@@ -71,18 +71,18 @@ void findStringInDir(std::u16string_view text, NewDir* root, const ShownFolderNa
   if (!batch.empty()) deliver(std::move(batch));
 }
 
-std::vector<NewDir*> findAll(const TreeViewState& view, std::string_view text) {
-  std::vector<NewDir*> hits;
+std::vector<Entry*> findAll(const TreeViewState& view, std::string_view text) {
+  std::vector<Entry*> hits;
   const std::atomic<bool> never{false};
   findStringInDir(toUtf16(text), view.dirRootTemp(), shownFolderNamesOf(view), never,
-                  [&hits](std::vector<NewDir*> batch) { hits.insert(hits.end(), batch.begin(), batch.end()); });
+                  [&hits](std::vector<Entry*> batch) { hits.insert(hits.end(), batch.begin(), batch.end()); });
   return hits;
 }
 
-std::string pathBelowRoot(const NewDir* dir) {
+std::string pathBelowRoot(const Entry* dir) {
   std::vector<std::u16string> names;
   // Bounded: a parent chain never holds more records than a tree can.
-  for (const NewDir* up = dir; up != nullptr && up->parent != nullptr && names.size() < 1000000; up = up->parent) {
+  for (const Entry* up = dir; up != nullptr && up->parent != nullptr && names.size() < 1000000; up = up->parent) {
     names.push_back(shownNameOfDir(up));
   }
   std::string path;
@@ -112,7 +112,7 @@ void TreeFind::searchStarted() {
   unmarkAllEnabled_ = false;
 }
 
-std::string TreeFind::addHits(const std::vector<NewDir*>& hits) {
+std::string TreeFind::addHits(const std::vector<Entry*>& hits) {
   findArray_.insert(findArray_.end(), hits.begin(), hits.end());
   return findMatchesText(findArray_.size());
 }
@@ -134,7 +134,7 @@ void TreeFind::clear() {
   selectedIndexText_ = " ";
 }
 
-NewDir* TreeFind::hitAtIndex() {
+Entry* TreeFind::hitAtIndex() {
   // The steps keep the index inside the hits; this guards the one case they do not cover.
   if (findArrayIndex_ < 0 || static_cast<std::size_t>(findArrayIndex_) >= findArray_.size()) findArrayIndex_ = 0;
   char text[64];
@@ -144,32 +144,32 @@ NewDir* TreeFind::hitAtIndex() {
   return findArray_[static_cast<std::size_t>(findArrayIndex_)];
 }
 
-NewDir* TreeFind::findNext() {
+Entry* TreeFind::findNext() {
   if (findArray_.empty()) return nullptr;
   const auto last = static_cast<std::uint32_t>(findArray_.size() - 1);
   if (findArrayIndexTrend_ == -1) findArrayIndex_ += 2;
   if (static_cast<std::uint32_t>(findArrayIndex_) > last) findArrayIndex_ = 0;
   if (findArrayIndex_ < 0) findArrayIndex_ += 2;
-  NewDir* hit = hitAtIndex();
+  Entry* hit = hitAtIndex();
   ++findArrayIndex_;
   findArrayIndexTrend_ = 1;
   return hit;
 }
 
-NewDir* TreeFind::findPrev() {
+Entry* TreeFind::findPrev() {
   if (findArray_.empty()) return nullptr;
   const auto last = static_cast<std::int32_t>(findArray_.size() - 1);
   if (findArrayIndexTrend_ == 1) findArrayIndex_ -= 2;
   if (findArrayIndex_ < 0) findArrayIndex_ = last;
   if (findArrayIndex_ > last) findArrayIndex_ -= 2;
-  NewDir* hit = hitAtIndex();
+  Entry* hit = hitAtIndex();
   --findArrayIndex_;
   findArrayIndexTrend_ = -1;
   return hit;
 }
 
-const std::vector<NewDir*>& TreeFind::markAllFound(TreeViewState& view) {
-  for (NewDir* hit : findArray_) view.setMark(hit, true);
+const std::vector<Entry*>& TreeFind::markAllFound(TreeViewState& view) {
+  for (Entry* hit : findArray_) view.setMark(hit, true);
   if (!findArray_.empty()) {
     markAllEnabled_ = false;
     unmarkAllEnabled_ = true;
@@ -178,8 +178,8 @@ const std::vector<NewDir*>& TreeFind::markAllFound(TreeViewState& view) {
   return findArray_;
 }
 
-const std::vector<NewDir*>& TreeFind::unmarkAllFound(TreeViewState& view) {
-  for (NewDir* hit : findArray_) view.setMark(hit, false);
+const std::vector<Entry*>& TreeFind::unmarkAllFound(TreeViewState& view) {
+  for (Entry* hit : findArray_) view.setMark(hit, false);
   if (!findArray_.empty()) {
     markAllEnabled_ = true;
     unmarkAllEnabled_ = false;

@@ -11,7 +11,7 @@
 #include <unordered_map>
 #include <vector>
 
-#include "tree/new_dir.h"
+#include "records/entry.h"
 
 namespace nua {
 
@@ -24,21 +24,21 @@ class TreeViewState;
 // The names the walk compares, as shown: the record's own name, or for the folders of the file types
 // view (which have none of their own) their extension. Built on the main thread before the walk,
 // since shown names live in helpers the outline makes as it goes.
-using ShownFolderNames = std::unordered_map<const NewDir*, std::u16string>;
+using ShownFolderNames = std::unordered_map<const Entry*, std::u16string>;
 [[nodiscard]] ShownFolderNames shownFolderNamesOf(const TreeViewState& view);
 
 // The walk from root, depth first, the root included: a record without a name ends its branch. Hits
 // are handed to `deliver` in batches of up to `batchSize`, in the order of the walk; the walk stops
 // when findThreadAbort is set. Bounded by an explicit stack: no depth of tree overflows it.
-void findStringInDir(std::u16string_view text, NewDir* root, const ShownFolderNames& folderNames,
+void findStringInDir(std::u16string_view text, Entry* root, const ShownFolderNames& folderNames,
                      const std::atomic<bool>& findThreadAbort,
-                     const std::function<void(std::vector<NewDir*>)>& deliver, std::size_t batchSize = 256);
+                     const std::function<void(std::vector<Entry*>)>& deliver, std::size_t batchSize = 256);
 
 // Every hit of a UTF-8 text in the view now shown, in the order of the walk, on the calling thread
 // (for the command line).
-[[nodiscard]] std::vector<NewDir*> findAll(const TreeViewState& view, std::string_view text);
+[[nodiscard]] std::vector<Entry*> findAll(const TreeViewState& view, std::string_view text);
 // The shown names from below the top record down to dir, joined by "/"; the top record itself gives "".
-[[nodiscard]] std::string pathBelowRoot(const NewDir* dir);
+[[nodiscard]] std::string pathBelowRoot(const Entry* dir);
 
 // "%@ Matches Found"
 [[nodiscard]] std::string findMatchesText(std::size_t count);
@@ -51,7 +51,7 @@ class TreeFind {
   // The worker took the request (a previous one existed or not).
   void searchStarted();
   // Hits arrived from the worker; returns the new result line.
-  std::string addHits(const std::vector<NewDir*>& hits);
+  std::string addHits(const std::vector<Entry*>& hits);
   // The walk ended: result line; the buttons follow from the count.
   std::string searchComplete();
   // A view switch: hits and lines cleared, the position to 0.
@@ -59,27 +59,27 @@ class TreeFind {
 
   // The next or previous hit (running round the ends), or null with no hits. The position line is
   // "%u/%lu highlighted".
-  NewDir* findNext();
-  NewDir* findPrev();
+  Entry* findNext();
+  Entry* findPrev();
   [[nodiscard]] const std::string& selectedIndexText() const { return selectedIndexText_; }
 
   // Marks or unmarks every hit as a click on each would; returns the records changed, for reloading.
-  const std::vector<NewDir*>& markAllFound(TreeViewState& view);
-  const std::vector<NewDir*>& unmarkAllFound(TreeViewState& view);
+  const std::vector<Entry*>& markAllFound(TreeViewState& view);
+  const std::vector<Entry*>& unmarkAllFound(TreeViewState& view);
 
   [[nodiscard]] bool markAllEnabled() const { return markAllEnabled_; }
   [[nodiscard]] bool unmarkAllEnabled() const { return unmarkAllEnabled_; }
   [[nodiscard]] bool stepEnabled() const { return !findArray_.empty() && searchDone_; }
 
-  [[nodiscard]] const std::vector<NewDir*>& findArray() const { return findArray_; }
+  [[nodiscard]] const std::vector<Entry*>& findArray() const { return findArray_; }
   [[nodiscard]] std::int32_t findArrayIndex() const { return findArrayIndex_; }
   [[nodiscard]] std::int32_t findArrayIndexTrend() const { return findArrayIndexTrend_; }
   [[nodiscard]] std::int32_t numFindAttempts() const { return numFindAttempts_; }
 
  private:
-  NewDir* hitAtIndex();
+  Entry* hitAtIndex();
 
-  std::vector<NewDir*> findArray_;
+  std::vector<Entry*> findArray_;
   std::int32_t findArrayIndex_ = 0;
   std::int32_t findArrayIndexTrend_ = 0;
   std::int32_t numFindAttempts_ = 0;

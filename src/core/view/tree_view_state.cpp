@@ -1,14 +1,14 @@
 #include "view/tree_view_state.h"
 
 #include "base/text.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 #include "view/check_controller.h"
 #include "view/file_types_arrangement.h"
 #include "view/tree_arrangement.h"
 
 namespace nua {
 
-TreeViewState::TreeViewState(std::shared_ptr<NewDirArena> arena, NewDir* dirRoot)
+TreeViewState::TreeViewState(std::shared_ptr<EntryArena> arena, Entry* dirRoot)
     : arena_(std::move(arena)), dirRoot_(dirRoot), emptyDirHelper_(&emptyDir_) {
   showDataAll();
   countMarkedDataAndFiles();
@@ -23,7 +23,7 @@ void TreeViewState::releaseViews() {
     setParents(dirRoot_);
   }
   freeFileTypesTree();
-  for (NewDirViewHelper& helper : rowHelpers_) {
+  for (EntryViewHelper& helper : rowHelpers_) {
     if (helper.newDir()->viewHelper == &helper) helper.newDir()->viewHelper = nullptr;
   }
   rowHelpers_.clear();
@@ -36,10 +36,10 @@ void TreeViewState::releaseViews() {
 void TreeViewState::freeFileTypesTree() {
   if (dirRootFileTypes_ == nullptr) return;
   // Folders own neither the files in them nor anything else: empty their lists before freeing.
-  std::vector<NewDir*> folders = dirRootFileTypes_->childList;
+  std::vector<Entry*> folders = dirRootFileTypes_->childList;
   folders.insert(folders.end(), dirRootFileTypes_->deletedList.begin(), dirRootFileTypes_->deletedList.end());
   folders.push_back(dirRootFileTypes_);
-  for (NewDir* folder : folders) {
+  for (Entry* folder : folders) {
     if (folder == nullptr || folder->viewHelper == nullptr) continue;  // freed already (it was in both lists)
     folder->viewHelper = nullptr;
     folder->childList.clear();
@@ -142,7 +142,7 @@ std::string TreeViewState::textFieldMarkedData() const {
   return formatText("%@ in %@ Files", {sizeText(counts_.markedData()), std::to_string(counts_.markedFiles())});
 }
 
-bool TreeViewState::setMark(NewDirViewHelper* item, bool value, bool scanInfoOrSavingNotProcessing, UiBridge& ui) {
+bool TreeViewState::setMark(EntryViewHelper* item, bool value, bool scanInfoOrSavingNotProcessing, UiBridge& ui) {
   if (!scanInfoOrSavingNotProcessing) {
     ui.runAlertPanel({"Process Running",
                       "Can not check/uncheck while current process (Data Saving/Recovery Session Saving/Recovery "
@@ -155,37 +155,37 @@ bool TreeViewState::setMark(NewDirViewHelper* item, bool value, bool scanInfoOrS
   return true;
 }
 
-void TreeViewState::setMark(NewDir* dir, bool value) {
+void TreeViewState::setMark(Entry* dir, bool value) {
   CheckController(dir, value ? 1 : 0, &counts_).run();
   saveButtonEnabled_ = dirRootTemp_ != nullptr && dirRootTemp_->selected == 1;
 }
 
-bool TreeViewState::isMarkedForSaving(const NewDir* dir) const {
+bool TreeViewState::isMarkedForSaving(const Entry* dir) const {
   if (dir->selected == 1) return true;
   return dir->fileType == 1 && counts_.markedBelow(dir) != 0;
 }
 
-NewDirViewHelper* TreeViewState::helperFor(NewDir* dir) {
+EntryViewHelper* TreeViewState::helperFor(Entry* dir) {
   if (dir == nullptr) return nullptr;
   if (dir->viewHelper != nullptr) return dir->viewHelper;
   return &rowHelpers_.emplace_back(dir);
 }
 
-std::uint32_t TreeViewState::numberOfChildrenOfItem(const NewDirViewHelper* item) const {
+std::uint32_t TreeViewState::numberOfChildrenOfItem(const EntryViewHelper* item) const {
   return item == nullptr ? 1 : item->childrenArrayCount();
 }
 
-NewDirViewHelper* TreeViewState::childOfItem(std::uint32_t index, const NewDirViewHelper* item) {
+EntryViewHelper* TreeViewState::childOfItem(std::uint32_t index, const EntryViewHelper* item) {
   if (item == nullptr) return dirRootTemp_ != nullptr ? helperFor(dirRootTemp_) : &emptyDirHelper_;
   return helperFor(item->childAtIndex(index));
 }
 
-bool TreeViewState::isItemExpandable(const NewDirViewHelper* item) const {
+bool TreeViewState::isItemExpandable(const EntryViewHelper* item) const {
   return item == nullptr || item->childrenArrayCount() != 0;
 }
 
-int TreeViewState::markState(const NewDirViewHelper& item) const {
-  const NewDir* dir = item.newDir();
+int TreeViewState::markState(const EntryViewHelper& item) const {
+  const Entry* dir = item.newDir();
   if (dir->childrenCount == 0) return dir->selected;
   const std::uint32_t selected = counts_.childrenSelected(dir);
   if (selected >= dir->childrenCount) return 1;

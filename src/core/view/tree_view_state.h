@@ -9,10 +9,10 @@
 #include <string>
 
 #include "base/ui_bridge.h"
-#include "tree/new_dir.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry.h"
+#include "records/entry_arena.h"
 #include "view/mark_counts.h"
-#include "view/new_dir_view_helper.h"
+#include "view/entry_view_helper.h"
 
 namespace nua {
 
@@ -29,7 +29,7 @@ class TreeViewState {
   // Shows the data view of all entries of dirRoot. The arena is the one that owns dirRoot; the file
   // types folders are made in it too. Must be destroyed (or releaseViews called) before the data tree
   // is freed.
-  TreeViewState(std::shared_ptr<NewDirArena> arena, NewDir* dirRoot);
+  TreeViewState(std::shared_ptr<EntryArena> arena, Entry* dirRoot);
   ~TreeViewState();
   TreeViewState(const TreeViewState&) = delete;
   TreeViewState& operator=(const TreeViewState&) = delete;
@@ -53,11 +53,11 @@ class TreeViewState {
   // Back to all entries of the data tree without touching the titles (before a session is written).
   void returnTree();
 
-  [[nodiscard]] NewDir* dirRoot() const { return dirRoot_; }
-  [[nodiscard]] NewDir* dirRootTemp() const { return dirRootTemp_; }
-  [[nodiscard]] NewDir* dirRootFileTypes() const { return dirRootFileTypes_; }
-  [[nodiscard]] NewDir* dirRootDeleted() const { return dirRootDeleted_; }
-  [[nodiscard]] NewDir* dirRootFileTypesDeleted() const { return dirRootFileTypesDeleted_; }
+  [[nodiscard]] Entry* dirRoot() const { return dirRoot_; }
+  [[nodiscard]] Entry* dirRootTemp() const { return dirRootTemp_; }
+  [[nodiscard]] Entry* dirRootFileTypes() const { return dirRootFileTypes_; }
+  [[nodiscard]] Entry* dirRootDeleted() const { return dirRootDeleted_; }
+  [[nodiscard]] Entry* dirRootFileTypesDeleted() const { return dirRootFileTypesDeleted_; }
 
   // Recounts the marked totals of dirRootTemp from the records.
   void countMarkedDataAndFiles();
@@ -70,24 +70,24 @@ class TreeViewState {
 
   // A click on a check box. While a saving run or session write is busy ("Process Running" alert
   // through ui) nothing changes and false is returned.
-  bool setMark(NewDirViewHelper* item, bool value, bool scanInfoOrSavingNotProcessing, UiBridge& ui);
+  bool setMark(EntryViewHelper* item, bool value, bool scanInfoOrSavingNotProcessing, UiBridge& ui);
   // Marks or unmarks one record as a click would, without the alert (for the command line).
-  void setMark(NewDir* dir, bool value);
+  void setMark(Entry* dir, bool value);
 
   // Records marked below dir in the view now shown, in constant time.
-  [[nodiscard]] std::uint32_t childrenSelected(const NewDir* dir) const { return counts_.childrenSelected(dir); }
+  [[nodiscard]] std::uint32_t childrenSelected(const Entry* dir) const { return counts_.childrenSelected(dir); }
   // Whether saving writes dir: its own mark for a file; for a folder its mark or any mark below it,
   // since after a view switch a folder's own field holds the mark of its last descendant only.
-  [[nodiscard]] bool isMarkedForSaving(const NewDir* dir) const;
+  [[nodiscard]] bool isMarkedForSaving(const Entry* dir) const;
 
   // The outline's rows. The helper of a record, made when first asked for.
-  [[nodiscard]] NewDirViewHelper* helperFor(NewDir* dir);
+  [[nodiscard]] EntryViewHelper* helperFor(Entry* dir);
   // item null stands for the top of the outline.
-  [[nodiscard]] std::uint32_t numberOfChildrenOfItem(const NewDirViewHelper* item) const;
-  [[nodiscard]] NewDirViewHelper* childOfItem(std::uint32_t index, const NewDirViewHelper* item);
-  [[nodiscard]] bool isItemExpandable(const NewDirViewHelper* item) const;
+  [[nodiscard]] std::uint32_t numberOfChildrenOfItem(const EntryViewHelper* item) const;
+  [[nodiscard]] EntryViewHelper* childOfItem(std::uint32_t index, const EntryViewHelper* item);
+  [[nodiscard]] bool isItemExpandable(const EntryViewHelper* item) const;
   // The Mark column: 1 all marked, 0 none, -1 mixed for a record with children; else its mark.
-  [[nodiscard]] int markState(const NewDirViewHelper& item) const;
+  [[nodiscard]] int markState(const EntryViewHelper& item) const;
 
  private:
   void showDataAll();
@@ -98,20 +98,20 @@ class TreeViewState {
   void ensureFileTypesTree();
   void freeFileTypesTree();
 
-  std::shared_ptr<NewDirArena> arena_;
-  NewDir* dirRoot_;
-  NewDir* dirRootTemp_ = nullptr;
-  NewDir* dirRootFileTypes_ = nullptr;
-  NewDir* dirRootDeleted_ = nullptr;
-  NewDir* dirRootFileTypesDeleted_ = nullptr;
+  std::shared_ptr<EntryArena> arena_;
+  Entry* dirRoot_;
+  Entry* dirRootTemp_ = nullptr;
+  Entry* dirRootFileTypes_ = nullptr;
+  Entry* dirRootDeleted_ = nullptr;
+  Entry* dirRootFileTypesDeleted_ = nullptr;
   bool fileTypes_ = false;
   bool deletedOnly_ = false;
   bool saveButtonEnabled_ = false;
   MarkCounts counts_;
-  NewDir emptyDir_;
-  NewDirViewHelper emptyDirHelper_;
-  std::deque<NewDirViewHelper> rowHelpers_;               // helpers of data records, made lazily
-  std::deque<NewDirViewHelper> arrayDirFileTypesHelper_;  // helpers of the file types folders
+  Entry emptyDir_;
+  EntryViewHelper emptyDirHelper_;
+  std::deque<EntryViewHelper> rowHelpers_;               // helpers of data records, made lazily
+  std::deque<EntryViewHelper> arrayDirFileTypesHelper_;  // helpers of the file types folders
 };
 
 }  // namespace nua

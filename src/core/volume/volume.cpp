@@ -1,8 +1,8 @@
 #include "volume/volume.h"
 
 #include "base/log.h"
-#include "tree/new_dir_ops.h"
-#include "tree/tree_cleanup.h"
+#include "records/entry_ops.h"
+#include "records/tree_cleanup.h"
 
 namespace nua {
 
@@ -63,7 +63,7 @@ void Volume::resetSigArraysAndBtreesAndOthers() {
   orphEntryCount = orphEntriesTotal = orphAdvScanEntryCount = orphAdvScanEntriesTotal = 0;
 }
 
-void Volume::processDuplicateEntries() {
+void Volume::finishTree() {
   auto status = [this](const std::string& text) {
     logLine(text);
     sendProgress(Dict{{"Progress Status", text}}, true);
@@ -102,14 +102,14 @@ void Volume::processDuplicateEntries() {
 }
 
 void Volume::makeTables() {
-  arena = std::make_shared<NewDirArena>();
-  btree = std::make_unique<BTreeTableClass>();
+  arena = std::make_shared<EntryArena>();
+  btree = std::make_unique<EntryTable>();
   btreeAdvScan = btree.get();
-  btreeNormalScan = std::make_unique<BTreeTableClass>();
-  btreeFirstFileBlock = std::make_unique<BTreeTableClassUInt32>();
-  btreeOrph = std::make_unique<BTreeTableClassOrph>();
-  btreeOrphAdvScanEntries = std::make_unique<BTreeTableClassOrph>();
-  btreeForUsedCatNodeSector = std::make_unique<BTreeTableClassUInt32>();
+  btreeNormalScan = std::make_unique<EntryTable>();
+  btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
+  btreeOrph = std::make_unique<OrphanTable>();
+  btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
+  btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
   catalogExt.clear();
   extentsExt.clear();
   allocationExt.clear();

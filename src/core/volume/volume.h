@@ -10,9 +10,9 @@
 
 #include "base/ui_bridge.h"
 #include "media/dmedia.h"
-#include "tree/btree_table.h"
-#include "tree/new_dir.h"
-#include "tree/new_dir_arena.h"
+#include "records/key_table.h"
+#include "records/entry.h"
+#include "records/entry_arena.h"
 
 namespace nua {
 
@@ -70,7 +70,7 @@ class Volume : public DMedia {
   void resetSigArraysAndBtreesAndOthers();
   // The clean-up sequence at the end of every scan: filters, recounts, builds the deleted lists and
   // releases the helper tables. Afterwards the tree stands by its pointers alone.
-  void processDuplicateEntries();
+  void finishTree();
 
   // What the object stands for: 0 partition-map volume, 1 lost volume, 2 volume of the system, 3 disk.
   std::int32_t volumeScanType = 0;
@@ -126,22 +126,22 @@ class Volume : public DMedia {
   // Orphan passes.
   std::uint64_t orphEntryCount = 0, orphEntriesTotal = 0;
   std::uint64_t orphAdvScanEntryCount = 0, orphAdvScanEntriesTotal = 0;
-  NewDir* dirLostFiles = nullptr;
-  NewDir* dirLostFolders = nullptr;
+  Entry* dirLostFiles = nullptr;
+  Entry* dirLostFolders = nullptr;
   // Names of each folder's children, so a clash is found without walking the folder.
   std::unique_ptr<FolderNameIndex> folderNameIndex;
 
   // Records of the result; the arena outlives the Volume when the viewing side takes the tree.
-  std::shared_ptr<NewDirArena> arena;
-  NewDir* dirRoot = nullptr;
+  std::shared_ptr<EntryArena> arena;
+  Entry* dirRoot = nullptr;
 
   // Tables. btreeAdvScan is not owned: it is btree itself in every shape.
-  std::unique_ptr<BTreeTableClass> btree;
-  BTreeTableClass* btreeAdvScan = nullptr;
-  std::unique_ptr<BTreeTableClass> btreeNormalScan;
-  std::unique_ptr<BTreeTableClassUInt32> btreeFirstFileBlock;
-  std::unique_ptr<BTreeTableClassOrph> btreeOrph;
-  std::unique_ptr<BTreeTableClassOrph> btreeOrphAdvScanEntries;
+  std::unique_ptr<EntryTable> btree;
+  EntryTable* btreeAdvScan = nullptr;
+  std::unique_ptr<EntryTable> btreeNormalScan;
+  std::unique_ptr<CountedKeyTable> btreeFirstFileBlock;
+  std::unique_ptr<OrphanTable> btreeOrph;
+  std::unique_ptr<OrphanTable> btreeOrphAdvScanEntries;
   std::vector<Extent> allocationExt, catalogExtAsPerVIB;
 
  private:

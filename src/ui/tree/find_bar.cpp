@@ -93,10 +93,10 @@ void FindBar::find() {
   done_ = false;
   const std::uint64_t generation = ++generation_;
   const std::u16string text = nua::toUtf16(findField_->text().toStdString());
-  nua::NewDir* root = state_->dirRootTemp();
+  nua::Entry* root = state_->dirRootTemp();
   QPointer<FindBar> self(this);
   worker_ = std::thread([this, self, generation, text, root, names = nua::shownFolderNamesOf(*state_)] {
-    nua::findStringInDir(text, root, names, findThreadAbort_, [self, generation](std::vector<nua::NewDir*> hits) {
+    nua::findStringInDir(text, root, names, findThreadAbort_, [self, generation](std::vector<nua::Entry*> hits) {
       QMetaObject::invokeMethod(
           self, [self, generation, hits = std::move(hits)] {
             if (!self || generation != self->generation_) return;
@@ -124,12 +124,12 @@ void FindBar::findThreadComplete(std::uint64_t generation) {
 }
 
 void FindBar::findNext() {
-  if (nua::NewDir* hit = find_.findNext(); hit != nullptr && selectHit) selectHit(hit);
+  if (nua::Entry* hit = find_.findNext(); hit != nullptr && selectHit) selectHit(hit);
   findTextFieldSelectedIndex_->setText(QString::fromStdString(find_.selectedIndexText()));
 }
 
 void FindBar::findPrev() {
-  if (nua::NewDir* hit = find_.findPrev(); hit != nullptr && selectHit) selectHit(hit);
+  if (nua::Entry* hit = find_.findPrev(); hit != nullptr && selectHit) selectHit(hit);
   findTextFieldSelectedIndex_->setText(QString::fromStdString(find_.selectedIndexText()));
 }
 

@@ -34,7 +34,7 @@ class FindBar : public QWidget {
   // A view switch or a new result: the search stops and is waited for, hits and lines are cleared.
   void stopAndClear();
   // Show a hit: the tree page expands its ancestors, selects its row and scrolls to it.
-  std::function<void(nua::NewDir*)> selectHit;
+  std::function<void(nua::Entry*)> selectHit;
   // The marks of the hits changed: rows and totals follow.
   std::function<void()> marksChanged;
 

@@ -51,17 +51,17 @@ void RecordTreeModel::endSwitch() {
   endResetModel();
 }
 
-nua::NewDir* RecordTreeModel::topRecord() const {
-  if (switching_ || state_ == nullptr || state_->dirRootTemp() == nullptr) return const_cast<nua::NewDir*>(&emptyDir_);
+nua::Entry* RecordTreeModel::topRecord() const {
+  if (switching_ || state_ == nullptr || state_->dirRootTemp() == nullptr) return const_cast<nua::Entry*>(&emptyDir_);
   return state_->dirRootTemp();
 }
 
-nua::NewDir* RecordTreeModel::recordOf(const QModelIndex& index) {
-  return index.isValid() ? static_cast<nua::NewDir*>(index.internalPointer()) : nullptr;
+nua::Entry* RecordTreeModel::recordOf(const QModelIndex& index) {
+  return index.isValid() ? static_cast<nua::Entry*>(index.internalPointer()) : nullptr;
 }
 
-int RecordTreeModel::rowInParent(const nua::NewDir* dir) const {
-  const nua::NewDir* up = dir->parent;
+int RecordTreeModel::rowInParent(const nua::Entry* dir) const {
+  const nua::Entry* up = dir->parent;
   if (up == nullptr) return -1;
   // Each folder is looked for once in its parent's list; a wide folder would otherwise cost a scan of
   // its parent for every row drawn under it.
@@ -82,17 +82,17 @@ QModelIndex RecordTreeModel::index(int row, int column, const QModelIndex& paren
   if (row < 0 || column < 0 || column >= kColumnCount) return {};
   if (!parent.isValid()) return row == 0 ? createIndex(0, column, topRecord()) : QModelIndex();
   if (parent.column() != 0) return {};
-  const nua::NewDir* folder = recordOf(parent);
+  const nua::Entry* folder = recordOf(parent);
   if (static_cast<std::size_t>(row) >= folder->childList.size()) return {};
   return createIndex(row, column, folder->childList[static_cast<std::size_t>(row)]);
 }
 
 QModelIndex RecordTreeModel::parent(const QModelIndex& child) const {
-  const nua::NewDir* dir = recordOf(child);
+  const nua::Entry* dir = recordOf(child);
   if (dir == nullptr) return {};
-  const nua::NewDir* top = topRecord();
+  const nua::Entry* top = topRecord();
   if (dir == top || dir->parent == nullptr) return {};
-  nua::NewDir* up = dir->parent;
+  nua::Entry* up = dir->parent;
   if (up == top) return createIndex(0, 0, up);
   const int row = rowInParent(up);
   return row < 0 ? QModelIndex() : createIndex(row, 0, up);
@@ -111,7 +111,7 @@ bool RecordTreeModel::hasChildren(const QModelIndex& parent) const {
   return parent.column() == 0 && recordOf(parent)->childListCount() != 0;
 }
 
-QModelIndex RecordTreeModel::indexOfRecord(nua::NewDir* dir, int column) const {
+QModelIndex RecordTreeModel::indexOfRecord(nua::Entry* dir, int column) const {
   if (dir == nullptr) return {};
   if (dir == topRecord()) return createIndex(0, column, dir);
   const int row = rowInParent(dir);
@@ -119,9 +119,9 @@ QModelIndex RecordTreeModel::indexOfRecord(nua::NewDir* dir, int column) const {
 }
 
 QVariant RecordTreeModel::data(const QModelIndex& index, int role) const {
-  nua::NewDir* dir = recordOf(index);
+  nua::Entry* dir = recordOf(index);
   if (dir == nullptr || dir == &emptyDir_ || state_ == nullptr) return {};
-  const nua::NewDirViewHelper* helper = state_->helperFor(dir);
+  const nua::EntryViewHelper* helper = state_->helperFor(dir);
   const int column = index.column();
   switch (role) {
     case Qt::DisplayRole:
@@ -158,7 +158,7 @@ QVariant RecordTreeModel::data(const QModelIndex& index, int role) const {
 }
 
 bool RecordTreeModel::setData(const QModelIndex& index, const QVariant& value, int role) {
-  nua::NewDir* dir = recordOf(index);
+  nua::Entry* dir = recordOf(index);
   if (role != Qt::CheckStateRole || index.column() != kMark || dir == nullptr || dir == &emptyDir_ ||
       state_ == nullptr || switching_) {
     return false;
@@ -170,25 +170,25 @@ bool RecordTreeModel::setData(const QModelIndex& index, const QVariant& value, i
   return true;
 }
 
-void RecordTreeModel::refreshMarks(nua::NewDir* dir) {
+void RecordTreeModel::refreshMarks(nua::Entry* dir) {
   const QModelIndex item = indexOfRecord(dir, kMark);
   if (item.isValid()) emit dataChanged(item, item, {Qt::CheckStateRole});
   // Below the row: one signal per expanded folder inside its subtree, never one per record.
-  for (const nua::NewDir* open : std::as_const(expanded_)) {
-    for (const nua::NewDir* up = open; up != nullptr; up = up->parent) {
+  for (const nua::Entry* open : std::as_const(expanded_)) {
+    for (const nua::Entry* up = open; up != nullptr; up = up->parent) {
       if (up == dir) {
-        emitChildrenMarksChanged(const_cast<nua::NewDir*>(open));
+        emitChildrenMarksChanged(const_cast<nua::Entry*>(open));
         break;
       }
     }
   }
-  for (nua::NewDir* up = dir->parent; up != nullptr; up = up->parent) {
+  for (nua::Entry* up = dir->parent; up != nullptr; up = up->parent) {
     const QModelIndex above = indexOfRecord(up, kMark);
     if (above.isValid()) emit dataChanged(above, above, {Qt::CheckStateRole});
   }
 }
 
-void RecordTreeModel::emitChildrenMarksChanged(nua::NewDir* folder) {
+void RecordTreeModel::emitChildrenMarksChanged(nua::Entry* folder) {
   if (folder->childList.empty()) return;
   const int last = static_cast<int>(folder->childList.size()) - 1;
   emit dataChanged(createIndex(0, kMark, folder->childList.front()),
@@ -196,15 +196,15 @@ void RecordTreeModel::emitChildrenMarksChanged(nua::NewDir* folder) {
 }
 
 void RecordTreeModel::noteExpanded(const QModelIndex& index) {
-  if (const nua::NewDir* dir = recordOf(index)) expanded_.insert(dir);
+  if (const nua::Entry* dir = recordOf(index)) expanded_.insert(dir);
 }
 
 void RecordTreeModel::noteCollapsed(const QModelIndex& index) {
-  if (const nua::NewDir* dir = recordOf(index)) expanded_.remove(dir);
+  if (const nua::Entry* dir = recordOf(index)) expanded_.remove(dir);
 }
 
 Qt::ItemFlags RecordTreeModel::flags(const QModelIndex& index) const {
-  const nua::NewDir* dir = recordOf(index);
+  const nua::Entry* dir = recordOf(index);
   if (dir == nullptr) return Qt::NoItemFlags;
   Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
   if (index.column() == kMark && dir != &emptyDir_) flags |= Qt::ItemIsUserCheckable;

@@ -9,8 +9,8 @@
 #include <unordered_map>
 
 #include "base/ui_bridge.h"
-#include "tree/new_dir.h"
-#include "view/new_dir_view_helper.h"
+#include "records/entry.h"
+#include "view/entry_view_helper.h"
 #include "view/outline_columns.h"
 #include "view/tree_view_state.h"
 
@@ -36,11 +36,11 @@ class RecordTreeModel : public QAbstractItemModel {
   nua::TooltipContext tooltipContext;
   // For the tooltips of files: whether the preview window is open, and the record of the selected row.
   std::function<bool()> previewShowing;
-  std::function<const nua::NewDir*()> selectedRecord;
+  std::function<const nua::Entry*()> selectedRecord;
 
-  [[nodiscard]] static nua::NewDir* recordOf(const QModelIndex& index);
+  [[nodiscard]] static nua::Entry* recordOf(const QModelIndex& index);
   // The index of a record shown in the tree; invalid when it is not in the view.
-  [[nodiscard]] QModelIndex indexOfRecord(nua::NewDir* dir, int column = 0) const;
+  [[nodiscard]] QModelIndex indexOfRecord(nua::Entry* dir, int column = 0) const;
   [[nodiscard]] static const char* columnIdentifier(int column);
 
   // The view tells which rows stand expanded, so a mark change refreshes what can be seen of the
@@ -63,18 +63,18 @@ class RecordTreeModel : public QAbstractItemModel {
   void marksChanged();
 
  private:
-  [[nodiscard]] nua::NewDir* topRecord() const;
-  [[nodiscard]] int rowInParent(const nua::NewDir* dir) const;
+  [[nodiscard]] nua::Entry* topRecord() const;
+  [[nodiscard]] int rowInParent(const nua::Entry* dir) const;
   // The mark went through: the clicked row, the rows drawn below it and each ancestor are refreshed.
-  void refreshMarks(nua::NewDir* dir);
-  void emitChildrenMarksChanged(nua::NewDir* folder);
+  void refreshMarks(nua::Entry* dir);
+  void emitChildrenMarksChanged(nua::Entry* folder);
 
   nua::UiBridge& ui_;
   nua::TreeViewState* state_ = nullptr;
   bool switching_ = false;
-  nua::NewDir emptyDir_;  // the row shown while nothing is loaded
-  mutable std::unordered_map<const nua::NewDir*, int> rowCache_;
-  QSet<const nua::NewDir*> expanded_;
+  nua::Entry emptyDir_;  // the row shown while nothing is loaded
+  mutable std::unordered_map<const nua::Entry*, int> rowCache_;
+  QSet<const nua::Entry*> expanded_;
 };
 
 }  // namespace nua::ui

@@ -43,7 +43,7 @@ QDialog* makePreparingSheet(QWidget* parent) {
 
 }  // namespace
 
-TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiBridge& ui, QWidget* parent)
+TreePage::TreePage(nua::WizardController& controller, nua::UiBridge& ui, QWidget* parent)
     : QWidget(parent), controller_(controller), bridge_(std::make_unique<MainThreadUiBridge>(ui, this)) {
   model_ = new RecordTreeModel(*bridge_, this);
   model_->scanInfoOrSavingNotProcessing = [this] { return scanInfoOrSavingNotProcessing_; };
@@ -112,9 +112,9 @@ TreePage::TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiB
   });
   connect(outline_->selectionModel(), &QItemSelectionModel::selectionChanged, this,
           [this] { outlineViewSelectionDidChange(); });
-  findBar_->selectHit = [this](nua::NewDir* hit) { showFindHit(hit); };
+  findBar_->selectHit = [this](nua::Entry* hit) { showFindHit(hit); };
   model_->previewShowing = [this] { return previewWindow_->isVisible(); };
-  model_->selectedRecord = [this]() -> const nua::NewDir* {
+  model_->selectedRecord = [this]() -> const nua::Entry* {
     return RecordTreeModel::recordOf(outline_->selectionModel()->currentIndex());
   };
   findBar_->marksChanged = [this] {
@@ -260,14 +260,14 @@ void TreePage::countMarkedDataAndFiles() {
 
 void TreePage::outlineViewSelectionDidChange() {
   const QModelIndex current = outline_->selectionModel()->currentIndex();
-  const nua::NewDir* dir = RecordTreeModel::recordOf(current);
+  const nua::Entry* dir = RecordTreeModel::recordOf(current);
   previewButton_->setEnabled(dir != nullptr && dir->fileType == 2 && outline_->selectionModel()->hasSelection());
   if (previewWindow_->isVisible()) preview();
 }
 
 void TreePage::preview() {
   const QModelIndexList rows = outline_->selectionModel()->selectedRows(RecordTreeModel::kFiles);
-  nua::NewDir* dir = rows.isEmpty() ? nullptr : RecordTreeModel::recordOf(rows.first());
+  nua::Entry* dir = rows.isEmpty() ? nullptr : RecordTreeModel::recordOf(rows.first());
   const bool isFolder = dir != nullptr && dir->fileType != 2;
   const auto action = previewWindow_->gate().preview(dir != nullptr && state_ != nullptr, isFolder,
                                                      previewWindow_->isVisible(), volume_, controller_.scanInfoSaved(),
@@ -283,10 +283,10 @@ void TreePage::preview() {
   previewWindow_->showRequest(std::move(request));
 }
 
-void TreePage::showFindHit(nua::NewDir* hit) {
+void TreePage::showFindHit(nua::Entry* hit) {
   // Ancestors from the top down, each expanded, then the row itself selected and scrolled to.
-  std::vector<nua::NewDir*> ancestors;
-  for (nua::NewDir* up = hit->parent; up != nullptr && ancestors.size() < 100000; up = up->parent) ancestors.push_back(up);
+  std::vector<nua::Entry*> ancestors;
+  for (nua::Entry* up = hit->parent; up != nullptr && ancestors.size() < 100000; up = up->parent) ancestors.push_back(up);
   for (auto it = ancestors.rbegin(); it != ancestors.rend(); ++it) outline_->expand(model_->indexOfRecord(*it));
   const QModelIndex row = model_->indexOfRecord(hit, RecordTreeModel::kFiles);
   if (!row.isValid()) return;

@@ -10,7 +10,7 @@
 #include <optional>
 #include <thread>
 
-#include "app/kelvo_recovery_software_app_delegate.h"
+#include "app/wizard_controller.h"
 #include "base/ui_bridge.h"
 #include "view/save_run.h"
 #include "view/tree_view_state.h"
@@ -33,7 +33,7 @@ class TreePage : public QWidget {
   Q_OBJECT
 
  public:
-  TreePage(nua::Kelvo_Recovery_SoftwareAppDelegate& controller, nua::UiBridge& ui, QWidget* parent = nullptr);
+  TreePage(nua::WizardController& controller, nua::UiBridge& ui, QWidget* parent = nullptr);
   ~TreePage() override;
 
   // The controller has shown "Tree": takes the selected volume's result and shows its data view of
@@ -99,9 +99,9 @@ class TreePage : public QWidget {
   void joinWorker();
   [[nodiscard]] std::optional<QString> runFolderChooser();
   void outlineViewSelectionDidChange();
-  void showFindHit(nua::NewDir* hit);
+  void showFindHit(nua::Entry* hit);
 
-  nua::Kelvo_Recovery_SoftwareAppDelegate& controller_;
+  nua::WizardController& controller_;
   std::unique_ptr<MainThreadUiBridge> bridge_;
   std::shared_ptr<nua::Volume> volume_;  // the source of the result shown, kept while a run reads it
   std::unique_ptr<nua::TreeViewState> state_;

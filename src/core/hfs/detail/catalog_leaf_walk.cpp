@@ -4,7 +4,7 @@
 
 #include "hfs/bt_node_descriptor.h"
 #include "hfs/detail/node_chain.h"
-#include "tree/new_dir_arena.h"
+#include "records/entry_arena.h"
 
 namespace nua::detail {
 
@@ -44,7 +44,7 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
     const bool sectorRead = descriptor && v_.btreeForUsedCatNodeSector->retrieveKeyField(sector) != nullptr;
     const bool completed = descriptor && !sectorRead;
     if (completed) {
-      v_.btreeForUsedCatNodeSector->insert(ItemTypeUInt32{sector, 0});
+      v_.btreeForUsedCatNodeSector->insert(CountedKeyItem{sector, 0});
       numRecords_ = descriptor->numRecords;
       recordsSeen_ += numRecords_;
       readRecords();
@@ -102,9 +102,9 @@ std::optional<CatalogRecordHead> readCatalogRecordHead(ByteSpan node, std::size_
   return head;
 }
 
-NewDir* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
+Entry* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
                         std::uint32_t createDate, std::uint32_t modDate) {
-  NewDir* dir = v.arena->newDir();
+  Entry* dir = v.arena->newDir();
   dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
   dir->fileType = fileType;
   dir->parentID = key.parentID;

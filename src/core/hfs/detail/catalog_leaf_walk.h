@@ -60,7 +60,7 @@ struct CatalogRecordHead {
 
 // A new record for a catalog folder (`fileType` 1) or file (2) with the fields every catalog reader
 // takes from the key and the record; the name is left to the caller, which may still drop the record.
-[[nodiscard]] NewDir* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key,
+[[nodiscard]] Entry* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key,
                                       std::uint32_t fileID, std::uint32_t createDate, std::uint32_t modDate);
 
 }  // namespace nua::detail

@@ -3,22 +3,22 @@
 #include <algorithm>
 #include <unordered_set>
 
-#include "tree/new_dir_ops.h"
+#include "records/entry_ops.h"
 
 namespace nua::detail {
 
-LiveDataMap::LiveDataMap(const NewDir* root) {
+LiveDataMap::LiveDataMap(const Entry* root) {
   if (root == nullptr) return;
   // A deleted-only view swaps a folder's two lists, so both are walked; a folder reached twice is
   // walked once.
-  std::vector<const NewDir*> pending{root};
-  std::unordered_set<const NewDir*> walked{root};
+  std::vector<const Entry*> pending{root};
+  std::unordered_set<const Entry*> walked{root};
   std::size_t steps = 0;
   while (!pending.empty() && steps < kMaxTreeWalkSteps) {
-    const NewDir* folder = pending.back();
+    const Entry* folder = pending.back();
     pending.pop_back();
-    for (const std::vector<NewDir*>* list : {&folder->childList, &folder->deletedList}) {
-      for (const NewDir* child : *list) {
+    for (const std::vector<Entry*>* list : {&folder->childList, &folder->deletedList}) {
+      for (const Entry* child : *list) {
         if (child == nullptr || ++steps >= kMaxTreeWalkSteps) continue;
         if (!child->childList.empty() || !child->deletedList.empty()) {
           if (walked.insert(child).second) pending.push_back(child);
@@ -51,7 +51,7 @@ LiveDataMap::LiveDataMap(const NewDir* root) {
   runs_ = std::move(merged);
 }
 
-const NewDir* LiveDataMap::ownerOf(std::uint64_t firstSector, std::uint64_t sectorCount) const {
+const Entry* LiveDataMap::ownerOf(std::uint64_t firstSector, std::uint64_t sectorCount) const {
   if (sectorCount == 0) return nullptr;
   const std::uint64_t endSector = firstSector + sectorCount;
   // The first run that ends after firstSector is the only one that can begin before endSector first.

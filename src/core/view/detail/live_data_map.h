@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "tree/new_dir.h"
+#include "records/entry.h"
 
 namespace nua::detail {
 
@@ -14,16 +14,16 @@ class LiveDataMap {
  public:
   // Collects the sectors (from the volume's start) of every live file below root, through both
   // childList and deletedList, so any view of the tree gives the same map. Bounded like every walk.
-  explicit LiveDataMap(const NewDir* root);
+  explicit LiveDataMap(const Entry* root);
 
   // The live file holding any of the sectors [firstSector, firstSector + sectorCount), or nullptr.
-  [[nodiscard]] const NewDir* ownerOf(std::uint64_t firstSector, std::uint64_t sectorCount) const;
+  [[nodiscard]] const Entry* ownerOf(std::uint64_t firstSector, std::uint64_t sectorCount) const;
 
  private:
   struct Run {
     std::uint64_t firstSector;
     std::uint64_t endSector;  // one past the last
-    const NewDir* owner;
+    const Entry* owner;
   };
   std::vector<Run> runs_;  // sorted by firstSector and not overlapping
 };

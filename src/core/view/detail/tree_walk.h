@@ -5,8 +5,8 @@
 #include <cstddef>
 #include <vector>
 
-#include "tree/new_dir.h"
-#include "tree/new_dir_ops.h"
+#include "records/entry.h"
+#include "records/entry_ops.h"
 
 namespace nua::detail {
 
@@ -15,9 +15,9 @@ namespace nua::detail {
 // runs once they are done. Null cells are skipped. Stops after kMaxTreeWalkSteps records; never goes
 // deeper than kMaxTreeWalkDepth levels. leave(root) is not called.
 template <class Enter, class Leave>
-void walkTree(NewDir* root, Enter enter, Leave leave) {
+void walkTree(Entry* root, Enter enter, Leave leave) {
   struct Frame {
-    NewDir* folder;
+    Entry* folder;
     std::size_t nextIndex;
   };
   std::vector<Frame> frames{{root, 0}};
@@ -25,13 +25,13 @@ void walkTree(NewDir* root, Enter enter, Leave leave) {
   while (!frames.empty()) {
     Frame& top = frames.back();
     if (top.nextIndex >= top.folder->childList.size() || steps >= kMaxTreeWalkSteps) {
-      NewDir* done = top.folder;
+      Entry* done = top.folder;
       frames.pop_back();
       if (!frames.empty()) leave(done);
       continue;
     }
-    NewDir* parent = top.folder;
-    NewDir* child = parent->childList[top.nextIndex++];
+    Entry* parent = top.folder;
+    Entry* child = parent->childList[top.nextIndex++];
     if (child == nullptr) continue;
     ++steps;
     if (!enter(parent, child)) continue;

@@ -1,0 +1,325 @@
+#include "app/wizard_controller.h"
+
+#include <cmath>
+#include <ctime>
+
+#include "base/text.h"
+#include "media/dmedia.h"
+#include "volume/volume.h"
+
+namespace nua {
+
+const char* statusFormatForScanMode(std::int32_t mode) {
+  switch (mode) {
+    case 0:
+    case 1: return "Searching for deleted files from %@";
+    case 2:
+    case 3: return "Searching for music, video and photos from %@";
+    default: return "Creating tree from %@";
+  }
+}
+
+WizardController::WizardController(WizardView& view, UiBridge& ui,
+                                                                       ScanLauncher& launcher, MediaSources sources)
+    : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
+  Volume::setAppController(this);
+  launcher_.setScanThreadEnded(
+      [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
+  setVolumeScanObserver(this);
+}
+
+WizardController::~WizardController() {
+  launcher_.setScanThreadEnded({});
+  timer_.stop();
+  joinFreeTree();
+  if (Volume::appController() == this) Volume::setAppController(nullptr);
+  if (volumeScanObserver() == this) setVolumeScanObserver(nullptr);
+}
+
+void WizardController::showAlert(const std::string& title, const std::string& text) {
+  ui_.runAlertPanel({title, text, {"OK"}});
+}
+
+// ---- Goals and modes ----
+
+void WizardController::showModeScreen(const char* identifier) {
+  if (autoStartAfterRawCrash) {
+    // A resume replays the path: the stored mode's handler runs at once.
+    switch (scanMode) {
+      case 0: recoverFilesFast(); break;
+      case 1: recoverFilesAdvanced(); break;
+      case 2: recoverPhotosFast(); break;
+      case 3: recoverPhotosAdvanced(); break;
+      case 4: recoverPartitionAndDrivesFast(); break;
+      case 5: recoverPartitionAndDrivesAdvanced(); break;
+      default: break;
+    }
+    return;
+  }
+  treeScanMode = -1;
+  view_.showTab(identifier);
+}
+
+void WizardController::recoverFiles() { showModeScreen("Recover Files"); }
+void WizardController::recoverPhotos() { showModeScreen("Recover Photos"); }
+void WizardController::recoverPartitionAndDrives() { showModeScreen("Recover Partitions"); }
+
+void WizardController::enterMode(std::int32_t mode) {
+  if (!autoStartAfterRawCrash) {
+    treeScanMode = -1;
+    scanMode = mode;
+  }
+  const bool customTypes = scanMode == 4 || scanMode == 5;
+  view_.setHidden(WizardControl::kAddFileType, !customTypes);
+  view_.setEnabled(WizardControl::kAddFileType, customTypes);
+  view_.setHidden(WizardControl::kRemoveFileType, !customTypes);
+  view_.setEnabled(WizardControl::kRemoveFileType, customTypes);
+  view_.setEnabled(WizardControl::kDrivesListNext, false);
+  zeroTableViewDrivesList_ = true;
+  runSheetForDrivesLoading();
+}
+
+void WizardController::recoverFilesFast() { enterMode(0); }
+void WizardController::recoverFilesAdvanced() { enterMode(1); }
+void WizardController::recoverPhotosFast() { enterMode(2); }
+void WizardController::recoverPhotosAdvanced() { enterMode(3); }
+void WizardController::recoverPartitionAndDrivesFast() { enterMode(4); }
+void WizardController::recoverPartitionAndDrivesAdvanced() { enterMode(5); }
+
+// ---- Drive list ----
+
+std::string WizardController::drivesListHeading() const {
+  switch (displayDrvOrVolOrBoth) {
+    case 0: return "Please select volume to continue...";
+    case 1: return "Please select disk to continue...";
+    case 2: return "Please select disk / volume to continue...";
+    default: return "";
+  }
+}
+
+void WizardController::runSheetForDrivesLoading() {
+  drivesListSelection_ = -1;
+  view_.deselect(WizardTable::kDrivesList);
+  if (!autoStartAfterRawCrash) {
+    view_.setLoadingSheetVisible(true);
+    drives = sources_.initialDriveList ? sources_.initialDriveList() : DriveListing{};
+    deviceLists_.publish({drives.driveDictArray, drives.volumeDictArray});
+    // The sheet's end: the display attributes follow the mode, and the table may show rows again.
+    displayDrvOrVolOrBoth = scanMode == 4 ? 1 : scanMode == 3 ? 2 : 0;
+    zeroTableViewDrivesList_ = false;
+    view_.setLoadingSheetVisible(false);
+    view_.reloadTable(WizardTable::kDrivesList);
+    if (scanMode < 6) view_.showTab("Drives List");
+    // After the screen is shown: a list that takes the focus makes its first row current, and Next
+    // must follow the selection, not that row.
+    drivesListSelection_ = -1;
+    view_.deselect(WizardTable::kDrivesList);
+    view_.setEnabled(WizardControl::kDrivesListNext, false);
+  }
+  view_.setText(WizardField::kDrivesListHeading, drivesListHeading());
+  // The drive sheet leaves the custom file type buttons visible but disabled in modes 4 and 5, and
+  // hidden but enabled in the others.
+  const bool customTypes = scanMode == 4 || scanMode == 5;
+  view_.setEnabled(WizardControl::kAddFileType, !customTypes);
+  view_.setHidden(WizardControl::kAddFileType, !customTypes);
+  view_.setEnabled(WizardControl::kRemoveFileType, !customTypes);
+  view_.setHidden(WizardControl::kRemoveFileType, !customTypes);
+}
+
+void WizardController::refreshDrivesList() {
+  zeroTableViewDrivesList_ = true;
+  runSheetForDrivesLoading();
+}
+
+std::vector<Dict> WizardController::drivesListRows() const {
+  if (zeroTableViewDrivesList_) return {};
+  switch (scanMode) {
+    case 4: return drives.driveDictArray;
+    case 5: return drives.volumeDictArrayHFSOnly;
+    case 3: {
+      std::vector<Dict> rows;
+      for (const Dict& drive : drives.driveDictArray) {
+        rows.push_back(drive);
+        if (const DictValue* children = drive.find("Children Volume Array"); children && children->array())
+          for (const DictValue& child : *children->array())
+            if (child.dict()) rows.push_back(*child.dict());
+      }
+      return rows;
+    }
+    default: return drives.volumeDictArray;
+  }
+}
+
+void WizardController::selectDrivesListRow(int row) {
+  const int count = static_cast<int>(drivesListRows().size());
+  drivesListSelection_ = row >= 0 && row < count ? row : -1;
+  view_.setEnabled(WizardControl::kDrivesListNext, drivesListSelection_ >= 0);
+}
+
+void WizardController::nextButtonInDrivesListTabClicked() {
+  isPTListOrPTScanListChosen = -1;
+  const std::vector<Dict> rows = drivesListRows();
+  if (autoStartAfterRawCrash && selectedVolume) {
+    drivesListSelection_ = -1;
+    for (std::size_t i = 0; i < rows.size(); ++i)
+      if (rows[i].string("Path") == selectedVolume->path) {
+        drivesListSelection_ = static_cast<int>(i);
+        break;
+      }
+  }
+  if (drivesListSelection_ < 0 || drivesListSelection_ >= static_cast<int>(rows.size())) {
+    if (!autoStartAfterRawCrash) return;
+  } else {
+    selectedDrvOrVolDict = rows[static_cast<std::size_t>(drivesListSelection_)];
+    if (selectedDrvOrVolDict.has("WhetherVolume") && selectedDrvOrVolDict.string("Content") == "-") {
+      showAlert("Information", "Can not process this volume as it has some corruption");
+      return;
+    }
+  }
+  view_.setEnabled(WizardControl::kSignaturesNext, true);
+  setSkipEnabled(true);
+  prepareForScan();
+}
+
+void WizardController::setSkipEnabled(bool enabled) {
+  skipEnabled_ = enabled;
+  view_.setEnabled(WizardControl::kSignaturesSkip, enabled);
+}
+
+void WizardController::prepareForScan() {
+  setSkipEnabled(true);
+  MediaContext context{&ui_, &deviceLists_};
+  const bool supported = selectedDrvOrVolDict.int64("supportFileSystemRecovery") != 0;
+  switch (scanMode) {
+    case 0:
+    case 1:
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!supported) {
+        setSkipEnabled(false);
+        prepareForSignatureSearch();
+      } else if (scanMode == 0) {
+        deselectAllSig();
+        setSkipEnabled(false);
+        sigSelNextClicked();  // the signature screen is never shown
+      } else {
+        prepareForSignatureSearch();
+      }
+      break;
+    case 2:
+    case 3:
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (selectedVolume) selectedVolume->setFilterTreeForMedia(true);
+      if (!supported || scanMode == 3) setSkipEnabled(false);
+      prepareForSignatureSearch();
+      break;
+    case 4:
+      if (!autoStartAfterRawCrash) {
+        auto drive = std::make_shared<DMedia>();
+        drive->initWithDictionary(selectedDrvOrVolDict, context);
+        selectedDrive = drive;
+        partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
+        const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
+        for (Dict& partition : partitionListDictArray) {
+          if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size"))
+            partition.set("Preferred Block Size", *v);
+          partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
+          for (const char* key : {"IOBundleResourceFile", "bundle path"})
+            if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
+        }
+        view_.reloadTable(WizardTable::kPTList);
+      }
+      view_.showTab("PT list");
+      // After the screen is shown: a list that takes the focus makes its first row current.
+      if (!autoStartAfterRawCrash) {
+        view_.deselect(WizardTable::kPTList);
+        ptListSelection_ = -1;
+        scanForVolumesBox_ = false;
+        view_.setChecked(WizardControl::kScanForVolumesBox, false);
+        view_.setEnabled(WizardControl::kPTListNext, false);
+      }
+      break;
+    case 5:
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      treeScanModeAdvScanClicked();  // always advanced; "Tree scan mode" is never shown
+      break;
+    default: break;
+  }
+}
+
+// ---- Partition list and lost volumes ----
+
+void WizardController::selectPTListRow(int row) {
+  ptListSelection_ = row >= 0 && row < static_cast<int>(partitionListDictArray.size()) ? row : -1;
+  view_.setEnabled(WizardControl::kPTListNext, ptListSelection_ >= 0 || scanForVolumesBox_);
+}
+
+void WizardController::checkBoxForScanForVolumesClicked(bool on) {
+  scanForVolumesBox_ = on;
+  view_.setChecked(WizardControl::kScanForVolumesBox, on);
+  view_.setEnabled(WizardControl::kPTListNext, ptListSelection_ >= 0 || scanForVolumesBox_);
+}
+
+void WizardController::ptListNextClicked() {
+  if (scanForVolumesBox_) {
+    startVolumeScan();
+    return;
+  }
+  if (ptListSelection_ < 0) return;
+  volumeFromPTIsSelected();
+}
+
+void WizardController::volumeFromPTIsSelected() {
+  if (ptListSelection_ < 0 || ptListSelection_ >= static_cast<int>(partitionListDictArray.size())) return;
+  isPTListOrPTScanListChosen = 0;
+  selectedVolume = Volume::initWithDictionary(partitionListDictArray[static_cast<std::size_t>(ptListSelection_)],
+                                              MediaContext{&ui_, &deviceLists_});
+  selectedDrive.reset();
+  const std::string& content = selectedVolume->volumeContent;
+  if (content.rfind("Apple", 0) == 0) {
+    view_.showTab("Tree scan mode");
+  } else if (content.rfind("FAT", 0) == 0) {
+    treeScanMode = 0;
+    prepareForSignatureSearch();
+  }
+}
+
+void WizardController::showPTScanList(std::vector<Dict> foundVolumes) {
+  scanIsRunning = false;
+  abortSheetVisible_ = false;
+  stopElapsedTimeThread = true;
+  completePTScanListEntries(foundVolumes);
+  partitionScanListDictArray = std::move(foundVolumes);
+  ptScanListSelection_ = -1;
+  view_.reloadTable(WizardTable::kPTScanList);
+  view_.setText(WizardField::kNumFoundVolumes, std::to_string(partitionScanListDictArray.size()));
+  view_.showTab("PT scan list");
+  ptScanListSelection_ = -1;
+  view_.deselect(WizardTable::kPTScanList);
+  view_.setEnabled(WizardControl::kPTScanListNext, false);
+}
+
+void WizardController::selectPTScanListRow(int row) {
+  ptScanListSelection_ = row >= 0 && row < static_cast<int>(partitionScanListDictArray.size()) ? row : -1;
+  view_.setEnabled(WizardControl::kPTScanListNext, ptScanListSelection_ >= 0);
+}
+
+void WizardController::ptScanListNextClicked() {
+  if (ptScanListSelection_ < 0) return;
+  isPTListOrPTScanListChosen = 1;
+  selectedVolume = Volume::initWithDictionary(partitionScanListDictArray[static_cast<std::size_t>(ptScanListSelection_)],
+                                              MediaContext{&ui_, &deviceLists_});
+  selectedDrive.reset();
+  view_.showTab("Tree scan mode");
+}
+
+void WizardController::treeScanModeStdScanClicked() {
+  treeScanMode = 0;
+  prepareForSignatureSearch();
+}
+
+void WizardController::treeScanModeAdvScanClicked() {
+  treeScanMode = 1;
+  prepareForSignatureSearch();
+}
+
+}  // namespace nua

@@ -1,0 +1,311 @@
+// The application controller: owns the wizard state and turns the user's choices (goal, mode,
+// target, file types, range) into one scan thread with one argument array. Toolkit-free: screens
+// are shown through WizardView, alerts through UiBridge, scans start through ScanLauncher.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/media_sources.h"
+#include "app/scan_launcher.h"
+#include "app/scan_progress.h"
+#include "app/volume_scan_progress.h"
+#include "app/scan_run.h"
+#include "app/session_screen.h"
+#include "app/wizard_view.h"
+#include "base/dict.h"
+#include "base/ui_bridge.h"
+#include "lostvolume/lost_volume_scan.h"
+#include "media/device_lists.h"
+#include "signature/sig_node.h"
+#include "volume/volume.h"
+
+namespace nua {
+
+class DMedia;
+class Volume;
+
+// NOLINTNEXTLINE(readability-identifier-naming): the controller's name
+class WizardController : public ScanController, public VolumeScanObserver {
+ public:
+  WizardController(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
+  ~WizardController() override;
+
+  // ---- Scan run and progress. Scans call these from their thread; each is carried out on the main
+  // thread, through mainThread(), which the front end's loop must keep running. ----
+  void updateProgress(const Dict& update, bool waitUntilDone) override;
+  void setUpTimer() override;
+  void invalidateTimer() override;
+  void runAlertPanel(const Alert& alert) override;
+  void destroyVolumeAndBackToPartList() override;
+  void rawScanCompleted() override {}
+  void rawScanStarted(bool /*autoRun*/) override {}
+  // The timer's tick: hands the scan's dataUpdate to the screen when the scan has filled it.
+  void myTimerFireMethod();
+  // Stop button: shows the abort question; the scan goes on meanwhile.
+  void stopTreeThread();
+  // The question's answers.
+  void abortTreeThread();
+  void dontAbortTreeThread();
+  // Shows the finished tree, its total and the completion note. A scan that ended without a tree
+  // leaves "Progress" for the list its volume came from.
+  void showTree();
+  // A scan's thread is over (from the launcher, on that thread). One that sent no completion of its
+  // own, because its stage is missing or failed, is ended here as one without a tree.
+  void scanThreadEnded(std::uint64_t scanNumber, bool volumeScan);
+  // Ends the result on a thread of its own; `rebuildDriveList` loads the drive list again after.
+  void freeTree(bool rebuildDriveList);
+  void releaseSelectedVolume();
+  // Waits for a freeTree thread, if one runs.
+  void joinFreeTree();
+
+  [[nodiscard]] MainThreadQueue& mainThread() { return mainThread_; }
+  [[nodiscard]] const ProgressScreen& progressScreen() const { return progressScreen_; }
+  // Called on the main thread after each change of the progress screen.
+  std::function<void()> progressChanged;
+  [[nodiscard]] bool abortSheetVisible() const { return abortSheetVisible_; }
+  [[nodiscard]] bool timerValid() const { return timer_.valid(); }
+  // The note shown when the tree came up ("title: text"), empty when none was.
+  [[nodiscard]] const std::string& completionNote() const { return completionNote_; }
+  Entry* dirRootTemp = nullptr;
+  std::atomic<bool> stopElapsedTimeThread{false};
+  bool openedScanInfo = false;
+  std::string fileTypesToggleTitle = "File Types View";
+  std::string showDeletedToggleTitle = "Show Deleted";
+
+  // Goal buttons of "Main Screen".
+  void recoverFiles();
+  void recoverPhotos();
+  void recoverPartitionAndDrives();
+  // Mode handlers: scanMode 0 to 5.
+  void recoverFilesFast();
+  void recoverFilesAdvanced();
+  void recoverPhotosFast();
+  void recoverPhotosAdvanced();
+  void recoverPartitionAndDrivesFast();
+  void recoverPartitionAndDrivesAdvanced();
+
+  // Drive list.
+  void runSheetForDrivesLoading();
+  void refreshDrivesList();
+  // Rows of the drive table for the current scanMode (mode 3: each disk followed by its volumes).
+  [[nodiscard]] std::vector<Dict> drivesListRows() const;
+  void selectDrivesListRow(int row);  // -1 clears the selection
+  void nextButtonInDrivesListTabClicked();
+  void prepareForScan();
+
+  // Partition list and lost-volume list.
+  void selectPTListRow(int row);
+  void checkBoxForScanForVolumesClicked(bool on);
+  void ptListNextClicked();
+  void volumeFromPTIsSelected();
+  // ---- The lost-volume search (..._delegate_lost_volumes.cpp). ----
+  // Starts the search of the selected disk and shows "PT scan prog".
+  void startVolumeScan();
+  void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override;
+  void setUpTimerForDMedia() override;
+  [[nodiscard]] const VolumeScanScreen& volumeScanScreen() const { return volumeScanScreen_; }
+  // Called on the main thread after each change of volumeScanScreen().
+  std::function<void()> volumeScanChanged;
+  // The lost-volume scan has ended with these volumes: fill and show "PT scan list".
+  void showPTScanList(std::vector<Dict> foundVolumes);
+  void selectPTScanListRow(int row);
+  void ptScanListNextClicked();
+
+  // Tree scan mode and signatures.
+  void treeScanModeStdScanClicked();
+  void treeScanModeAdvScanClicked();
+  void prepareForSignatureSearch();
+  void loadSigData();
+  void deselectAllSig();
+  void selectAllSig();
+  void setRawSearchBox(bool on);
+  void sigSelNextClicked();
+  void skipButtonSigTabClicked();
+
+  // Range and start.
+  void setSliderValues(float start, float end);
+  void rawSliderChanged();
+  void setTextFieldRawSizeDrvVol();
+  // `resume` stands for the string-typed sender of a crashed-scan resume.
+  void rawSliderNextClicked(bool resume = false);
+
+  // ---- Ways back, home, Next gating on "Signatures", quitting and the window's size rules. ----
+  void backToMainScreenFromFileRecoveryTab();
+  void backToMainScreenFromPhotoRecoveryTab();
+  void backToMainScreenFromPartitionRecoveryTab();
+  void backButtonInDrivesListTabClicked();
+  void ptListBackClicked();
+  void ptScanListBackClicked();
+  void treeScanModeBackClicked();
+  void sigSelBackToVolumesClicked();
+  void rawSliderBackToSigSelClicked();
+  // The home button of any screen; the one on "Tree" warns first and may be cancelled.
+  void gotoHome();
+  void treeBackButtonClicked();
+  // The user toggled the mark of a category or file type in the outline of "Signatures".
+  void setSigMark(SigNode& node, bool on);
+  // The File menu's Quit: refused while a scan or a session or save job runs.
+  void terminateApplication();
+  // Closing the main window takes the same decisions; true lets it close (closing is quitting).
+  [[nodiscard]] bool windowShouldClose();
+  // 0 stay, 1 quit, 2 quit once the session being saved is written.
+  [[nodiscard]] int promptForScanInfoSaving();
+  // Closes a visible preview and ends the program at once.
+  void terminateApp();
+  struct WindowSize {
+    int width = 0;
+    int height = 0;
+  };
+  // The size the window had when it was first shown; the front end sets it.
+  WindowSize initialWindowSize;
+  [[nodiscard]] WindowSize windowWillResize(WindowSize proposed) const;
+  [[nodiscard]] bool windowShouldZoom() const;
+  // Starts a session write for the quit question's "Yes"; the front end plugs in the session code.
+  std::function<void()> saveScanInfoForQuit;
+  // Whether the shown result is kept in a session file; read by the quit question.
+  std::function<bool()> scanInfoSavedForQuit;
+  // Cleared while a session is written or read, or files are saved: quitting and marks wait for it.
+  std::atomic<bool> scanInfoOrSavingNotProcessing{true};
+
+  // ---- Recovery sessions: saving the result and opening it again (..._delegate_session.cpp). ----
+  // `save:`'s suggested file name: "Nua recovery session " and the date and time.
+  [[nodiscard]] static std::string suggestedScanInfoFileName();
+  // `save:` after the save panel's OK: writes the shown result to path on a worker.
+  void save(const std::string& path);
+  // `open:` from the File menu, before the open panel: false (after an alert) off "Main Screen".
+  [[nodiscard]] bool open();
+  // `open:` after the open panel's OK: the header checks, then the file is read on a worker.
+  void open(const std::string& path);
+  // `openScanInfoFile:`: a session file launched from outside; ignored unless its extension is "nvs".
+  void openScanInfoFile(const std::string& path);
+  // Waits for a session write or read to end, serving the main thread meanwhile.
+  void joinScanInfoThread();
+  // Whether the shown result is kept in a session file (saved, or opened from one).
+  [[nodiscard]] bool scanInfoSaved() const;
+  [[nodiscard]] const SessionScreen& sessionScreen() const { return sessionScreen_; }
+  // Called on the main thread after each change of sessionScreen().
+  std::function<void()> sessionScreenChanged;
+  std::uint32_t scanInfoEntryCount = 0;
+  std::vector<std::byte> first5Sectors;
+  bool driveNotConnected = false;
+  bool volumeNotConnected = false;
+  bool foundDrivePathIsDifferent = false;
+  std::int32_t foundDriveDictArrayIndex = -1;
+  std::int32_t foundVolumeDictArrayIndex = -1;
+  // ---- End of recovery sessions. ----
+
+  // Wizard state, named as everywhere in the program.
+  std::int32_t scanMode = -1;
+  std::int32_t treeScanMode = -1;
+  std::int32_t rawSearchMode = 0;
+  std::int32_t isPTListOrPTScanListChosen = -1;
+  std::int32_t displayDrvOrVolOrBoth = -1;
+  Dict selectedDrvOrVolDict;
+  std::shared_ptr<DMedia> selectedDrive;
+  std::shared_ptr<Volume> selectedVolume;
+  std::vector<Dict> partitionListDictArray;
+  std::vector<Dict> partitionScanListDictArray;
+  std::vector<std::shared_ptr<SigNode>> sigRootArray;
+  SigSelArray sigSelArray;
+  std::vector<std::string> autoRecSigExtArray;
+  std::uint64_t autoRecBeginSize = 0;
+  std::string mainScanStatus;
+  std::chrono::system_clock::time_point scanStartDate;
+  std::int32_t sigDataLoadCount = 0;
+
+  // Process-wide flags.
+  std::atomic<bool> autoStartAfterRawCrash{false};
+  std::atomic<bool> scanIsRunning{false};
+
+  // The lists as last built; readers on any thread consult the published snapshot.
+  DriveListing drives;
+  DeviceListStore& deviceListStore() { return deviceLists_; }
+  [[nodiscard]] UiBridge& ui() { return ui_; }
+
+  // Controls whose state the wizard reads back.
+  [[nodiscard]] bool rawSearchBoxOn() const { return rawSearchBox_.checked; }
+  [[nodiscard]] bool rawSearchBoxEnabled() const { return rawSearchBox_.enabled; }
+  [[nodiscard]] bool skipEnabled() const { return skipEnabled_; }
+  [[nodiscard]] bool scanForVolumesBoxOn() const { return scanForVolumesBox_; }
+  [[nodiscard]] float startSliderValue() const { return startSlider_; }
+  [[nodiscard]] float endSliderValue() const { return endSlider_; }
+
+ private:
+  struct CheckBox {
+    bool checked = false;
+    bool enabled = true;
+    bool hidden = false;
+  };
+  void enterMode(std::int32_t mode);
+  void showModeScreen(const char* identifier);
+  void setSkipEnabled(bool enabled);
+  void updateSliderTexts();
+  void gatherSigSelArray();
+  [[nodiscard]] bool sigSkipped() const { return sigRootArray.empty(); }
+  [[nodiscard]] std::string displayName() const;
+  [[nodiscard]] std::string drivesListHeading() const;
+  [[nodiscard]] float sliderValue(bool start) const { return start ? startSlider_ : endSlider_; }
+  void startScan(bool resume);
+  void showAlert(const std::string& title, const std::string& text);
+
+  WizardView& view_;
+  UiBridge& ui_;
+  ScanLauncher& launcher_;
+  MediaSources sources_;
+  DeviceListStore deviceLists_;
+  int drivesListSelection_ = -1;
+  int ptListSelection_ = -1;
+  int ptScanListSelection_ = -1;
+  bool zeroTableViewDrivesList_ = false;
+  bool skipEnabled_ = true;
+  CheckBox rawSearchBox_;
+  bool scanForVolumesBox_ = false;
+  float startSlider_ = 0.0f;
+  float endSlider_ = 100.0f;
+
+  void updateProgressOnMain(const Dict& update);
+  // The way back after a scan that left no tree: the list the volume came from, the result freed.
+  void backToListWithoutTree();
+  void endScanWithoutCompletion(bool volumeScan);
+  void updateVolumeScanProgressOnMain(const Dict& update);
+  // The timer's tick for the search; false when it had nothing to hand over.
+  bool handOverVolumeScanUpdate();
+  // What a partition row gets from its disk's dictionary, added to each found volume.
+  void completePTScanListEntries(std::vector<Dict>& foundVolumes) const;
+  VolumeScanScreen volumeScanScreen_;
+  MainThreadQueue mainThread_;
+  RepeatingTimer timer_;
+  ProgressScreen progressScreen_;
+  bool abortSheetVisible_ = false;
+  std::string completionNote_;
+  std::thread freeTreeThread_;
+  std::atomic<bool> freeTreeDone_{true};
+  // The quit question's wait for a session write: polls until the result is saved, then quits.
+  void watchSaveScanInfo();
+  // The quit and close rules in one place: stay, go now, or go once the session being saved is written.
+  enum class QuitDecision { kStay, kGo, kAfterSessionSaved };
+  QuitDecision decideQuit();
+  RepeatingTimer watchSaveScanInfoTimer_;
+  bool quitRequested_ = false;
+  // ---- Recovery sessions (private). ----
+  class SessionSheetProgress;
+  void changeSessionScreen(const std::function<void(SessionScreen&)>& change);
+  [[nodiscard]] bool checkScanInfoHeader(const std::string& path);
+  void saveScanInfo(const std::string& path);
+  void openScanInfo(const std::string& path);
+  void refindScanInfoSource(Volume& volume, bool withFirstSectors);
+  SessionScreen sessionScreen_;
+  std::weak_ptr<Volume> scanInfoSavedVolume_;
+  ScanInfoThread scanInfoThread_{mainThread_};  // after mainThread_: it is joined first
+  // ---- End of recovery sessions. ----
+};
+
+// The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.
+[[nodiscard]] const char* statusFormatForScanMode(std::int32_t scanMode);
+
+}  // namespace nua
