@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/ui_bridge.h"
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 #include "volume/volume.h"
 
 namespace nua::cli {

@@ -28,9 +28,7 @@
 #include "session_sheet.h"
 #include "signatures_page.h"
 #include "simple_pages.h"
-#ifdef NUA_HAVE_TREE_PAGE
 #include "tree/tree_page.h"
-#endif
 
 namespace nua::ui {
 
@@ -50,25 +48,6 @@ MediaSources mediaSources(std::shared_ptr<QStringList> images) {
   return sources;
 }
 
-#ifndef NUA_HAVE_TREE_PAGE
-// Until the tree screen's library is built in: the way back and home.
-QWidget* placeholderTreeScreen(WizardController& controller) {
-  auto* page = new QWidget;
-  auto* layout = new QVBoxLayout(page);
-  page->setObjectName("Tree");
-  layout->addWidget(new QLabel(QObject::tr("The recovered tree is shown here.")), 1, Qt::AlignCenter);
-  auto* back = new QPushButton(QObject::tr("Back"));
-  auto* home = new QPushButton(QObject::tr("Home"));
-  QObject::connect(back, &QPushButton::clicked, page, [&controller] { controller.treeBackButtonClicked(); });
-  QObject::connect(home, &QPushButton::clicked, page, [&controller] { controller.gotoHome(); });
-  auto* row = new QHBoxLayout;
-  row->addWidget(back);
-  row->addWidget(home);
-  row->addStretch();
-  layout->addLayout(row);
-  return page;
-}
-#endif
 
 }  // namespace
 
@@ -91,16 +70,12 @@ MainWindow::MainWindow(const QStringList& images)
   progress_ = new ProgressPage(c, widgets_);
   volumeScanPage_ = new VolumeScanProgressPage(c);
   QWidget* tree = nullptr;
-#ifdef NUA_HAVE_TREE_PAGE
   tree_ = new TreePage(c, *bridge_);
   tree_->setObjectName("Tree");
   connect(tree_, &TreePage::backClicked, this, [this] { controller_->treeBackButtonClicked(); });
   connect(tree_, &TreePage::homeClicked, this, [this] { controller_->gotoHome(); });
   connect(tree_, &TreePage::saveSessionClicked, this, &MainWindow::saveRecoverySession);
   tree = tree_;
-#else
-  tree = placeholderTreeScreen(c);
-#endif
   DrivesListActions drivesActions{[this] { chooseDiskImage(); }, [this](const Dict& row) { return mayOpen(row); }};
   QWidget* screens[] = {makeMainScreen(c),
                         makeModeScreen(c, "Recover Files"),
@@ -206,9 +181,7 @@ void MainWindow::showTab(const std::string& identifier) {
   // A result can be kept as a session while it is shown, and one that came from a session needs no copy.
   saveSessionAction_->setEnabled(tree && controller_->selectedVolume && !controller_->selectedVolume->openedScanInfo);
   if (progress_->abortSheet() && tree) progress_->abortSheet()->done(QMessageBox::Cancel);
-#ifdef NUA_HAVE_TREE_PAGE
   if (tree) tree_->showResult();
-#endif
   applySizeRules();
 }
 
@@ -283,11 +256,7 @@ void MainWindow::applySizeRules() {
 
 bool MainWindow::withTreeSavingState(const std::function<bool()>& decision) {
   // The tree screen runs its saving of files itself; while it does, the controller counts it as busy.
-#ifdef NUA_HAVE_TREE_PAGE
   const bool treeSaving = tree_ != nullptr && !tree_->scanInfoOrSavingNotProcessing();
-#else
-  const bool treeSaving = false;
-#endif
   const bool before = controller_->scanInfoOrSavingNotProcessing;
   if (treeSaving) controller_->scanInfoOrSavingNotProcessing = false;
   const bool result = decision();

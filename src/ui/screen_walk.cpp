@@ -12,11 +12,9 @@
 #include <vector>
 
 #include "main_window.h"
-#ifdef NUA_HAVE_TREE_PAGE
 #include "tree/find_bar.h"
 #include "tree/preview_window.h"
 #include "tree/tree_page.h"
-#endif
 
 namespace nua::ui {
 
@@ -145,7 +143,6 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
         }
         w->grabShown();
       },
-#ifdef NUA_HAVE_TREE_PAGE
       [w] {
         // Find "jpg" in the tree, step to the first hit and preview it.
         auto* tree = qobject_cast<TreePage*>(w->window.page("Tree"));
@@ -166,7 +163,6 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
         auto* tree = qobject_cast<TreePage*>(w->window.page("Tree"));
         w->grabWithToolWindow("Tree_preview_find", tree != nullptr ? tree->previewWindow() : nullptr);
       },
-#endif
   };
   // The walk lives as long as the window.
   QObject::connect(&window, &QObject::destroyed, [walk] {});

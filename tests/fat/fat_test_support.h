@@ -13,7 +13,7 @@
 #include "hfs/hfs_test_support.h"
 #include "imagekit/manifest.h"
 #include "records/entry_ops.h"
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 
 namespace nua::testing {
 

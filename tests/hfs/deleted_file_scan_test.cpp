@@ -14,7 +14,7 @@
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
 #include "records/entry_ops.h"
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 
 namespace nua {
 namespace {

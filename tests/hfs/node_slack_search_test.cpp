@@ -10,7 +10,7 @@
 
 #include "app/scan_entries.h"
 #include "app/scan_run.h"
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
 

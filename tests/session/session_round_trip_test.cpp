@@ -11,7 +11,7 @@
 #include "base/text.h"
 #include "imagekit/scenario.h"
 #include "session_test_files.h"
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 #include "view/tree_view_state.h"
 
 namespace nua {

@@ -20,10 +20,8 @@
 #include "imagekit/manifest.h"
 #include "imagekit/scenario.h"
 #include "window_driver.h"
-#ifdef NUA_HAVE_TREE_PAGE
 #include "tree/record_tree_model.h"
 #include "tree/tree_page.h"
-#endif
 
 namespace nua::ui {
 namespace {
@@ -158,7 +156,6 @@ class MainWindowTest : public QObject {
     for (const auto& e : manifest.volumes.at(0).entries)
       if (e.deleted && !e.folder && e.size > 0) deleted.push_back(e);
     QVERIFY(!deleted.empty());
-#ifdef NUA_HAVE_TREE_PAGE
     auto* tree = window.findChild<TreePage*>();
     QVERIFY(tree != nullptr);
     QSignalSpy prepared(tree, &TreePage::treePrepared);
@@ -185,7 +182,6 @@ class MainWindowTest : public QObject {
     tree->buttonTreeBackToPartitions()->click();
     QTRY_COMPARE(window.currentTab(), QString("Drives List"));
     QVERIFY(c.selectedVolume == nullptr);
-#endif
   }
 
   // A source cut short after it was listed: the scan reads what is there, Stop and its question work

@@ -21,7 +21,7 @@ struct DiscoveryOptions {
 // `initialDriveList`: the lists from the system's block devices and mounts plus the named images.
 [[nodiscard]] DriveListing discoverDrives(const DiscoveryOptions& options);
 
-// `initialize:` of a drive: its HFS+ partitions, named from their catalogs.
+// A drive's HFS+ partitions, named from their catalogs.
 [[nodiscard]] std::vector<Dict> partitionsOfDrive(DMedia& drive);
 
 // The sources the wizard uses for the lists; `loadSigData` is left to the caller.

@@ -22,7 +22,7 @@ struct DriveListing {
 struct MediaSources {
   // `initialDriveList`: builds the lists anew.
   std::function<DriveListing()> initialDriveList;
-  // `initialize:` of a drive: the volumes of its partition map.
+  // The volumes of its partition map.
   std::function<std::vector<Dict>(DMedia&)> partitionsOfDrive;
   // `loadSigData` for a scan mode: the category nodes of that mode's catalog.
   std::function<std::vector<std::shared_ptr<SigNode>>(int scanMode)> loadSigData;

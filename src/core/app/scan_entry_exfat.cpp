@@ -25,8 +25,8 @@ void scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments) {
     ExfatVolume exfat(volume);
     (void)exfat.startExfatFileSystemRecovery();
   }
-  // Element 1 asks for a signature search, which joins here (over the allocation bitmap's free
-  // clusters) once it is built.
+  // Element 1 asks for a signature search; there is none for exFAT yet, so the scan ends as a plain
+  // tree scan.
   if (scanArgumentNumber(arguments, 1).value_or(0) != 0) volume.treeScanMode = 0;
   volume.finishTree();
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);

@@ -32,8 +32,8 @@ void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments) {
   // Element 0 asks for the walk, which the FAT path runs regardless; element 1 for a signature search.
   const bool signatureStage = scanArgumentNumber(arguments, 1).value_or(0) != 0;
   if (signatureStage) {
-    // The signature search over the volume (element 2 the chosen signatures, element 3 free space
-    // only or the whole volume, resuming at the last but one after a crash) runs here once it is built.
+    // Element 2 holds the chosen signatures and element 3 free space only or the whole volume; no
+    // signature search runs yet, so the scan ends as a tree scan.
     volume.treeScanMode = 0;
   }
   volume.finishTree();

@@ -1,5 +1,5 @@
-// The HFS+ half of `scanForDeletedFiles`: deleted entries from the journal's old catalog nodes, then
-// (once it is built) the signature search of the volume or its free space.
+// The HFS+ half of `scanForDeletedFiles`: deleted entries from the journal's old catalog nodes. A
+// signature search of the volume or its free space, when asked for, is not run here yet.
 #include "app/scan_entries.h"
 #include "hfs/deleted_file_scan.h"
 #include "hfs/hfs_volume.h"

@@ -86,7 +86,7 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments) {
   volume.scanMode = mode != nullptr ? *mode : "Normal Scan";
   volume.treeScanMode = volume.scanMode == "Advanced Scan" ? 1 : 0;
   const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) != 0;
-  (void)signatureSearch;  // the signature search joins here once it is built
+  (void)signatureSearch;  // no signature search runs after the tree scan yet: the tree is shown as it is
 
   if (!volume.autoCrashRecovery) {
     const std::string& content = volume.volumeContent;

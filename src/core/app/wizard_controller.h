@@ -173,15 +173,15 @@ class WizardController : public ScanController, public VolumeScanObserver {
   std::atomic<bool> scanInfoOrSavingNotProcessing{true};
 
   // ---- Recovery sessions: saving the result and opening it again (..._delegate_session.cpp). ----
-  // `save:`'s suggested file name: "Nua recovery session " and the date and time.
+  // The suggested file name of a saved session: "Nua recovery session " and the date and time.
   [[nodiscard]] static std::string suggestedScanInfoFileName();
-  // `save:` after the save panel's OK: writes the shown result to path on a worker.
+  // After the save panel's OK: writes the shown result to path on a worker.
   void save(const std::string& path);
-  // `open:` from the File menu, before the open panel: false (after an alert) off "Main Screen".
+  // The File menu's Open, before the open panel: false (after an alert) off "Main Screen".
   [[nodiscard]] bool open();
-  // `open:` after the open panel's OK: the header checks, then the file is read on a worker.
+  // After the open panel's OK: the header checks, then the file is read on a worker.
   void open(const std::string& path);
-  // `openScanInfoFile:`: a session file launched from outside; ignored unless its extension is "nvs".
+  // A session file launched from outside; ignored unless its extension is "nvs".
   void openScanInfoFile(const std::string& path);
   // Waits for a session write or read to end, serving the main thread meanwhile.
   void joinScanInfoThread();

@@ -45,9 +45,9 @@ class VolumeProbe {
   [[nodiscard]] virtual std::string bundlePath(const std::string& bundleIdentifier) = 0;
 };
 
-// `valueRequired:`: 0 dropped, 1 copied, 2 renamed by newKeyForKey, 3 a dictionary to descend into.
+// What discovery keeps of a device property: 0 dropped, 1 copied, 2 renamed by newKeyForKey, 3 a dictionary to descend into.
 [[nodiscard]] int valueRequired(const std::string& key);
-// `newKeyForKey:value:oldValue:`: the key and value a kept property is stored under.
+// The key and value a kept property is stored under.
 [[nodiscard]] std::pair<std::string, DictValue> newKeyForKey(const std::string& key, const DictValue& value,
                                                              const DictValue* oldValue);
 

@@ -23,7 +23,7 @@ struct MbrChain {
   std::string stopReason;
 };
 
-// `fillPTList:FromMBRAt:firstExtOffset:`: appends the entries of the table in `sector` to `list`. The
+// Appends the entries of the table in `sector` to `list`. The
 // record is the last 512 bytes of the sector. Extended entries are relative to `firstExtOffset`,
 // others to the table's own sector. A table without the 55 AA signature adds nothing.
 [[nodiscard]] bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t firstExtOffset,

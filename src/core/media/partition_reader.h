@@ -18,7 +18,7 @@ class PartitionReader {
  public:
   explicit PartitionReader(DMedia& media) : media_(media) {}
 
-  // `initialize:`: finds the scheme and appends one partition dictionary per HFS+ partition to
+  // Finds the scheme and appends one partition dictionary per HFS+ partition to
   // `partitionListDictArray` ("Volume Start", "Volume Size In Sectors", "Volume Name",
   // "Volume Scan Type" 0, "Path", "Model", "Serial", "Revision", "Content" "Apple_HFS"). Unreadable or
   // damaged maps give a short or empty list, never an error.

@@ -11,15 +11,15 @@
 
 namespace nua {
 
-// `checkForJournal:`: "Content" ("Apple_HFS", "Apple_HFSX" or "-"), "journaled" ("Yes"/"No"),
+// The HFS+ facts of a volume row: "Content" ("Apple_HFS", "Apple_HFSX" or "-"), "journaled" ("Yes"/"No"),
 // "HFSVolumeStart" and "supportFileSystemRecovery"; nothing when the sectors cannot be read.
 [[nodiscard]] std::optional<Dict> checkForJournal(const Dict& entry);
-// `isVolumeFAT:`: "FAT" at byte 54 or 82 of the first sector, or an exFAT boot sector; false when
+// Whether a volume row is FAT: "FAT" at byte 54 or 82 of the first sector, or an exFAT boot sector; false when
 // unreadable.
 [[nodiscard]] bool isVolumeFAT(const Dict& entry);
-// `fatFileSystemDetermination:`: "FAT12", "FAT16", "FAT32", "exFAT" or "-".
+// The FAT type of a volume row: "FAT12", "FAT16", "FAT32", "exFAT" or "-".
 [[nodiscard]] std::string fatFileSystemDetermination(const Dict& entry);
-// The FAT test of `checkForFATPartitionByWindows:addTo:` on a drive's sector 0.
+// Whether a drive with no partition map holds a FAT volume at sector 0.
 [[nodiscard]] bool isFATWithoutPartitionMap(const Dict& drive);
 
 // The probe over real devices and images; file system types come from the mount dictionaries'

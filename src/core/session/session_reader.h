@@ -26,7 +26,7 @@ struct SessionHeaderCheck {
   std::string reason;    // what was wrong, for kIncomplete and kDamaged
 };
 
-// The checks `open:` makes before the tree is read: the status blob, then the identity blob.
+// The checks made before the tree is read: the status blob, then the identity blob.
 [[nodiscard]] SessionHeaderCheck checkSessionHeader(const std::string& path);
 
 struct SessionData {
@@ -43,7 +43,7 @@ struct [[nodiscard]] SessionReadResult {
   [[nodiscard]] bool ok() const { return data.has_value(); }
 };
 
-// `openScanInfo:` without its screens: reads the volume, the settings, the first sectors and the
+// Reads the volume, the settings, the first sectors and the
 // tree. Every count, length and identity is checked against the file's size and what came before;
 // the tree must end exactly at the end of the file.
 SessionReadResult readScanInfo(const std::string& path, SessionProgress* progress);

@@ -1,5 +1,6 @@
 // SessionRecord: the fixed 96-byte big-endian form of one Entry in a session file, with the conversions
-// between the two. The name, path and extents follow the record in the stream; see session_stream.h.
+// between the two. The name, path and extents follow the record in the stream; see session_reader.cpp and
+// session_writer.cpp.
 #pragma once
 
 #include <cstddef>

@@ -75,7 +75,7 @@ void writeRecord(StreamOut& out, const Entry* dir, std::uint32_t children, std::
   }
 }
 
-// `writeDir:fileDesc:forViewingTree:`: parents before children, depth first, by an explicit stack so
+// Parents before children, depth first, by an explicit stack so
 // that the depth of the tree costs no call stack.
 void writeDir(StreamOut& out, const Entry* root, std::uint32_t& scanInfoEntryCount, SessionProgress* progress) {
   struct Frame {

@@ -15,7 +15,7 @@ struct [[nodiscard]] SessionWriteResult {
   std::string error;  // why nothing was written under the target's name
 };
 
-// `saveScanInfo:` without its screens: writes contents and the whole tree below dirRoot to path.
+// Writes contents and the whole tree below dirRoot to path.
 // scanInfoEntryCount goes up by one per entry and is not reset, as a second save goes on counting.
 // A write that fails (full disk, no folder, a target that is the scanned source itself) leaves no
 // file under path and any earlier file there untouched.

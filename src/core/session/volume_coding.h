@@ -13,13 +13,13 @@
 
 namespace nua {
 
-// `encodeWithCoder:` of Volume: an object of class "Volume" with "volumeScanType" first.
+// A Volume as a keyed object of class "Volume" with "volumeScanType" first.
 [[nodiscard]] KeyedObject encodeVolume(const Volume& volume);
-// `initWithCoder:`: a Volume with the stored fields and nothing else (no tables, no tree). A missing
+// A Volume read back from a keyed object, with the stored fields and nothing else (no tables, no tree). A missing
 // "volumeScanType" or a key holding the wrong kind of value gives a reason instead.
 [[nodiscard]] Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value);
 
-// `mutableCopyWithZone:` of Volume, which also carries volumeScanType so that a reopened volume can
+// A copy of the stored fields of a Volume, which also carries volumeScanType so that a reopened volume can
 // find its drive again.
 [[nodiscard]] std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& volume);
 

@@ -31,7 +31,7 @@ bool nodeMatches(const SigNode& leaf, std::string_view text) {
                      [&](const std::string& name) { return containsIgnoringCase(name, text); });
 }
 
-// findString:inSigNode: — leaves are tested, other nodes recurse in order.
+// Leaves are tested, other nodes recurse in order.
 void findStringInSigNode(std::string_view text, const std::shared_ptr<SigNode>& node,
                          std::vector<std::shared_ptr<SigNode>>& found, int depth) {
   if (!node->children) {

@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "view/save_run.h"
+#include "save/save_run.h"
 
 class QLabel;
 class QProgressBar;

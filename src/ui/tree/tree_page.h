@@ -12,7 +12,7 @@
 
 #include "app/wizard_controller.h"
 #include "base/ui_bridge.h"
-#include "view/save_run.h"
+#include "save/save_run.h"
 #include "view/tree_view_state.h"
 
 class QLabel;

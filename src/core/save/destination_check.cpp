@@ -1,4 +1,4 @@
-#include "view/destination_check.h"
+#include "save/destination_check.h"
 
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -12,7 +12,7 @@
 #include <set>
 #include <vector>
 
-#include "view/detail/mount_table.h"
+#include "save/detail/mount_table.h"
 
 namespace nua {
 

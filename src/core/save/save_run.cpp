@@ -1,4 +1,4 @@
-#include "view/save_run.h"
+#include "save/save_run.h"
 
 #include <fcntl.h>
 #include <pwd.h>
@@ -18,8 +18,8 @@
 #include "base/log.h"
 #include "base/text.h"
 #include "records/entry_ops.h"
-#include "view/detail/live_data_map.h"
-#include "view/detail/save_names.h"
+#include "save/detail/live_data_map.h"
+#include "save/detail/save_names.h"
 #include "view/detail/tree_walk.h"
 #include "view/entry_view_helper.h"
 #include "volume/volume.h"

@@ -1,4 +1,4 @@
-#include "view/detail/live_data_map.h"
+#include "save/detail/live_data_map.h"
 
 #include <algorithm>
 #include <unordered_set>

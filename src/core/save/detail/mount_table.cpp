@@ -1,4 +1,4 @@
-#include "view/detail/mount_table.h"
+#include "save/detail/mount_table.h"
 
 #include <sys/sysmacros.h>
 

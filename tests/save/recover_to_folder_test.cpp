@@ -1,12 +1,12 @@
 // What the command line marks for --select, and a whole run from marks to saved files.
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 
-#include "view_test_tree.h"
+#include "view/view_test_tree.h"
 
 namespace nua {
 namespace {

@@ -1,5 +1,5 @@
 // The mount table lines the destination check reads: device numbers, escaped paths, optional fields.
-#include "view/detail/mount_table.h"
+#include "save/detail/mount_table.h"
 
 #include <gtest/gtest.h>
 #include <sys/sysmacros.h>

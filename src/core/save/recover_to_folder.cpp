@@ -1,4 +1,4 @@
-#include "view/recover_to_folder.h"
+#include "save/recover_to_folder.h"
 
 #include <fnmatch.h>
 

@@ -1,4 +1,4 @@
-#include "view/detail/save_names.h"
+#include "save/detail/save_names.h"
 
 namespace nua::detail {
 

@@ -13,7 +13,7 @@
 #include "base/ui_bridge.h"
 #include "media/dmedia.h"
 #include "records/entry.h"
-#include "view/destination_check.h"
+#include "save/destination_check.h"
 #include "view/tree_view_state.h"
 
 namespace nua {

@@ -1,6 +1,6 @@
 // Saving from a real image file with known bytes at known extents; saved files are compared by
 // SHA-256 with the bytes the extents hold.
-#include "view/save_run.h"
+#include "save/save_run.h"
 
 #include <openssl/evp.h>
 #include <sys/stat.h>
@@ -14,7 +14,7 @@
 #include <tuple>
 
 #include "base/text.h"
-#include "view_test_tree.h"
+#include "view/view_test_tree.h"
 
 namespace nua {
 namespace {

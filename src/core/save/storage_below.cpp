@@ -1,4 +1,4 @@
-#include "view/storage_below.h"
+#include "save/storage_below.h"
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "view/detail/mount_table.h"
+#include "save/detail/mount_table.h"
 
 namespace nua {
 

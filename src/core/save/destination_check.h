@@ -8,7 +8,7 @@
 #include <string>
 
 #include "base/ui_bridge.h"
-#include "view/storage_below.h"
+#include "save/storage_below.h"
 
 namespace nua {
 

@@ -1,6 +1,6 @@
 // Where saving may go: space, writable, type, and never the device or image being recovered, however
 // the destination's device is stacked on it.
-#include "view/destination_check.h"
+#include "save/destination_check.h"
 
 #include <gtest/gtest.h>
 

@@ -9,9 +9,9 @@
 #include <limits>
 
 #include "base/text.h"
-#include "view/detail/live_data_map.h"
+#include "save/detail/live_data_map.h"
 #include "view/entry_view_helper.h"
-#include "view/save_run.h"
+#include "save/save_run.h"
 
 namespace nua {
 

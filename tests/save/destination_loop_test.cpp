@@ -13,8 +13,8 @@
 #include <string>
 #include <vector>
 
-#include "view/save_run.h"
-#include "view_test_tree.h"
+#include "save/save_run.h"
+#include "view/view_test_tree.h"
 
 namespace nua {
 namespace {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "base/ui_bridge.h"
-#include "view/save_run.h"
+#include "save/save_run.h"
 #include "view/tree_view_state.h"
 #include "volume/volume.h"
 
