@@ -24,7 +24,11 @@ void clearScratch(Sig& row, FormatContext& context) {
 StepJump SignatureScanRunner::examine(std::uint32_t sectorIndex, const CarvedPosition& at) {
   const std::size_t offset = std::size_t{sectorIndex} * bytesPerSector_;
   const ByteSpan fromSector(buffer_.data() + offset, buffer_.size() - offset);
-  if (!traits_.combined) return runSignatureTables(fromSector, at);
+  if (!traits_.combined) {
+    // An RTFD text whose pictures were all matched needs no more looking.
+    if (setup_.context->rtfd.graphics.empty()) setup_.context->rtfd.lookForRtfAttachments = false;
+    return runSignatureTables(fromSector, at);
+  }
   StepJump fileCheckJump;
   const bool registered = runFileChecks(fromSector.first(bytesPerSector_), at, fileCheckJump);
   StepJump jump = fileCheckJump;
