@@ -26,14 +26,14 @@ struct Find {
 
 class RecordingSink final : public CarvedFindSink {
  public:
-  void addSignatureFind(const CarvedPosition& at, const Sig& row, const FormatContext&) override {
+  void addSignatureFind(const CarvedPosition& at, const Sig& row, FormatContext&) override {
     finds.push_back({at.absoluteSector, at.recordedSector, row.extension, row.foundSize});
   }
   void addFileCheckFind(const CarvedPosition& at, const FileCheck& check, std::uint64_t size) override {
     finds.push_back({at.absoluteSector, at.recordedSector, std::string(check.parentKey()), size});
   }
-  void addRawJpgFind(std::uint64_t sector, std::uint32_t, std::uint64_t size) override {
-    finds.push_back({sector, sector, "raw jpg", size});
+  void addRawJpgFind(const CarvedPosition& at, std::uint32_t, std::uint64_t size) override {
+    finds.push_back({at.absoluteSector, at.recordedSector, "raw jpg", size});
   }
   [[nodiscard]] std::set<std::uint64_t> sectors() const {
     std::set<std::uint64_t> out;

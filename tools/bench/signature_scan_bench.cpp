@@ -65,9 +65,9 @@ BENCHMARK(BM_ReadAheadSequentialReads)->Arg(8)->Arg(32)->Arg(64)->Unit(benchmark
 
 class CountingSink final : public nua::CarvedFindSink {
  public:
-  void addSignatureFind(const nua::CarvedPosition&, const nua::Sig&, const nua::FormatContext&) override { ++finds; }
+  void addSignatureFind(const nua::CarvedPosition&, const nua::Sig&, nua::FormatContext&) override { ++finds; }
   void addFileCheckFind(const nua::CarvedPosition&, const nua::FileCheck&, std::uint64_t) override { ++finds; }
-  void addRawJpgFind(std::uint64_t, std::uint32_t, std::uint64_t) override { ++finds; }
+  void addRawJpgFind(const nua::CarvedPosition&, std::uint32_t, std::uint64_t) override { ++finds; }
   std::uint64_t finds = 0;
 };
 

@@ -99,11 +99,12 @@ class CarvedFindSink {
   virtual ~CarvedFindSink() = default;
   // A find of the signature tables with the row that matched (the primary or one of its extraExts);
   // the row's foundSize and the context's foundName and foundParentPath are as the check left them.
-  virtual void addSignatureFind(const CarvedPosition& at, const Sig& row, const FormatContext& context) = 0;
+  virtual void addSignatureFind(const CarvedPosition& at, const Sig& row, FormatContext& context) = 0;
   // A find of a file check with the size it measured (above 0).
   virtual void addFileCheckFind(const CarvedPosition& at, const FileCheck& check, std::uint64_t sizeBytes) = 0;
-  // The JPEG preview inside a camera RAW file, 1025 bytes or more, starting `extraBytes` into its sector.
-  virtual void addRawJpgFind(std::uint64_t absoluteSector, std::uint32_t extraBytes, std::uint64_t sizeBytes) = 0;
+  // The JPEG preview inside a camera RAW file, 1025 bytes or more, starting `extraBytes` into the sector
+  // `at`; the saved file must start there, not at the sector's first byte.
+  virtual void addRawJpgFind(const CarvedPosition& at, std::uint32_t extraBytes, std::uint64_t sizeBytes) = 0;
 };
 
 // Keeps the position a crashed search resumes from.

@@ -52,7 +52,10 @@ bool SignatureScanRunner::runFileChecks(ByteSpan sector, const CarvedPosition& a
     setup_.finds->addFileCheckFind(at, *hit.check, hit.size);
     registered = true;
     if (state->rawJpg.found && state->rawJpg.size >= 1025) {
-      setup_.finds->addRawJpgFind(state->rawJpg.sectorNumber, state->rawJpg.extraBytesOfOffset, state->rawJpg.size);
+      const std::uint64_t jpgSector = state->rawJpg.sectorNumber;
+      const std::uint64_t volumeStart = setup_.geometry.volumeStartSector;
+      setup_.finds->addRawJpgFind(CarvedPosition{jpgSector, jpgSector >= volumeStart ? jpgSector - volumeStart : 0},
+                                  state->rawJpg.extraBytesOfOffset, state->rawJpg.size);
       state->rawJpg = RawJpgReport{};
     }
   }
