@@ -1,14 +1,18 @@
 // The carving engine over the kit's demo disk: the whole-disk search finds every photo where it lies,
 // the HFS+ free-space search finds the deleted ones only, and a resumed search finds exactly what the
-// uninterrupted one found from the stored position on.
+// uninterrupted one found from the stored position on; the photo search puts every photo in the tree.
 #include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <filesystem>
 
 #include "base/bytes.h"
+#include "base/text.h"
+#include "filecheck/file_check_list.h"
 #include "imagekit/demo_scenarios.h"
 #include "imagekit/scenario.h"
+#include "records/entry_ops.h"
+#include "signature/carved_entry_registrar.h"
 #include "signature/free_space_maps.h"
 #include "signature/scan_test_support.h"
 
@@ -165,6 +169,42 @@ TEST(DemoDiskSearch, AStopBeforeTheFirstBufferFindsNothing) {
   const SignatureScanResult result = runSignatureScan(scan.setup, 0);
   EXPECT_TRUE(result.stopped);
   EXPECT_TRUE(scan.sink.finds.empty());
+}
+
+TEST(DemoDiskSearch, PhotoSearchRegistersEveryPhotoInItsFormatFolder) {
+  const DemoDisk& disk = demoDisk();
+  MemorySectorSource source(disk.bytes, 512);
+  FileCheckScanState state;
+  FileCheckList checks = FileCheckList::build({"jpg", "png"}, source, state);
+  SignatureTables noTables;
+  EntryArena arena;
+  Entry* root = makeRootDir(arena, nullptr);
+  std::uint32_t maxFileID = kFirstFreeFileID;
+  CarvedEntryRegistrar registrar(CarvedRegistrarSetup{&arena, root, &maxFileID, nullptr, 512, disk.bytes.size(), false});
+  FormatContext context;
+  SignatureScanSetup setup;
+  setup.loop = SignatureScanLoop::kDiskPhoto;
+  setup.geometry = wholeDisk(disk);
+  setup.source = &source;
+  setup.tables = &noTables;
+  setup.fileChecks = {&checks, &state};
+  setup.context = &context;
+  setup.finds = &registrar;
+  (void)runSignatureScan(setup, 0);
+
+  ASSERT_EQ(root->childListCount(), 2U);
+  std::set<std::uint64_t> registeredStarts;
+  std::size_t jpgFiles = 0;
+  for (const Entry* folder : root->childList) {
+    const std::string title = toUtf8(*EntryArena::fileNameOfDir(folder));
+    EXPECT_TRUE(title == "JPG Files" || title == "PNG Files") << title;
+    if (title == "JPG Files") jpgFiles = folder->childListCount();
+    for (const Entry* file : folder->childList) registeredStarts.insert(file->dataExt.at(0).startBlock);
+  }
+  EXPECT_EQ(jpgFiles, 9U);
+  EXPECT_EQ(registeredStarts, disk.photoStarts);
+  EXPECT_EQ(root->fileCount, 13U);
+  EXPECT_EQ(registrar.counters().fileCount, 13U);
 }
 
 TEST(ScanRange, SlidersWorkInSinglePrecision) {
