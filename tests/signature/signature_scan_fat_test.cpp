@@ -167,6 +167,44 @@ TEST_P(FatSearch, UnreadableSectorsLoseOnlyTheirOwnFindsAndKeepTrueSectorNumbers
   }
 }
 
+// Keys as the directory walk stores them: first clusters.
+class KnownClusters final : public KnownFileStarts {
+ public:
+  explicit KnownClusters(std::set<std::uint64_t> clusters) : clusters_(std::move(clusters)) {}
+  [[nodiscard]] bool startsAt(std::uint64_t key) const override { return clusters_.count(key) != 0; }
+
+ private:
+  std::set<std::uint64_t> clusters_;
+};
+
+TEST_P(FatSearch, AFileTheTreeAlreadyHoldsIsNotFoundAgain) {
+  const FatImage image = makeFatImage(GetParam());
+  MemorySectorSource source(image.bytes, 512);
+  FatTableFreeSpace freeSpace(source, image.fatStartSector, image.entryBits, image.clusterCount);
+  const Sig jpg = scantest::jpgRow();
+  const Sig png = scantest::pngRow();
+  SignatureTables tables;
+  tables.populate({&jpg, &png});
+  const std::uint64_t knownSector = *image.deletedStarts.rbegin();
+  const std::uint64_t spc = image.geometry.sectorsPerCluster;
+  KnownClusters known({(knownSector - image.geometry.firstDataSector) / spc + 2});
+  scantest::RecordingSink sink;
+  FormatContext context;
+  SignatureScanSetup setup;
+  setup.loop = SignatureScanLoop::kFatVolume;
+  setup.geometry = image.geometry;
+  setup.source = &source;
+  setup.tables = &tables;
+  setup.context = &context;
+  setup.freeSpace = &freeSpace;
+  setup.knownFiles = &known;
+  setup.finds = &sink;
+  (void)runSignatureScan(setup, 0);
+  std::set<std::uint64_t> expected = image.deletedStarts;
+  expected.erase(knownSector);
+  EXPECT_EQ(sink.sectors(), expected);
+}
+
 INSTANTIATE_TEST_SUITE_P(EntryWidths, FatSearch,
                          testing::Values(FatKind{12, "4", "4096"}, FatKind{16, "2", "16384"},
                                          FatKind{32, "1", "40960"}),
