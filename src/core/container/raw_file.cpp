@@ -39,6 +39,10 @@ RawFile::RawFile(int fd, std::string path) : fd_(fd), path_(std::move(path)) {
   }
 }
 
+void RawFile::adviseSequentialReads() const {
+  if (fd_ >= 0) (void)::posix_fadvise(fd_, 0, 0, POSIX_FADV_SEQUENTIAL);
+}
+
 RawFile::~RawFile() {
   if (fd_ >= 0) ::close(fd_);
 }

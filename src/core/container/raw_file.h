@@ -30,6 +30,8 @@ class RawFile final : public ImageContainer {
   // Device number of a block device (st_rdev), or of the file system holding a file (st_dev).
   [[nodiscard]] std::uint64_t deviceNumber() const { return deviceNumber_; }
   [[nodiscard]] std::uint64_t inodeNumber() const { return inodeNumber_; }
+  // Tells the kernel the file will be read from start to end, so its own read-ahead grows.
+  void adviseSequentialReads() const;
 
  private:
   RawFile(int fd, std::string path);
