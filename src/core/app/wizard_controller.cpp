@@ -9,16 +9,6 @@
 
 namespace nua {
 
-const char* statusFormatForScanMode(std::int32_t mode) {
-  switch (mode) {
-    case 0:
-    case 1: return "Searching for deleted files from %@";
-    case 2:
-    case 3: return "Searching for music, video and photos from %@";
-    default: return "Creating tree from %@";
-  }
-}
-
 WizardController::WizardController(WizardView& view, UiBridge& ui,
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
@@ -102,10 +92,8 @@ void WizardController::runSheetForDrivesLoading() {
   view_.deselect(WizardTable::kDrivesList);
   if (!autoStartAfterRawCrash) {
     view_.setLoadingSheetVisible(true);
-    drives = sources_.initialDriveList ? sources_.initialDriveList() : DriveListing{};
-    deviceLists_.publish({drives.driveDictArray, drives.volumeDictArray});
-    // The sheet's end: the display attributes follow the mode, and the table may show rows again.
-    displayDrvOrVolOrBoth = scanMode == 4 ? 1 : scanMode == 3 ? 2 : 0;
+    loadDriveLists();
+    // The sheet's end: the table may show rows again.
     zeroTableViewDrivesList_ = false;
     view_.setLoadingSheetVisible(false);
     view_.reloadTable(WizardTable::kDrivesList);
@@ -124,6 +112,13 @@ void WizardController::runSheetForDrivesLoading() {
   view_.setHidden(WizardControl::kAddFileType, !customTypes);
   view_.setEnabled(WizardControl::kRemoveFileType, !customTypes);
   view_.setHidden(WizardControl::kRemoveFileType, !customTypes);
+}
+
+void WizardController::loadDriveLists() {
+  drives = sources_.initialDriveList ? sources_.initialDriveList() : DriveListing{};
+  deviceLists_.publish({drives.driveDictArray, drives.volumeDictArray});
+  // The display attributes follow the mode.
+  displayDrvOrVolOrBoth = scanMode == 4 ? 1 : scanMode == 3 ? 2 : 0;
 }
 
 void WizardController::refreshDrivesList() {
@@ -214,18 +209,7 @@ void WizardController::prepareForScan() {
       break;
     case 4:
       if (!autoStartAfterRawCrash) {
-        auto drive = std::make_shared<DMedia>();
-        drive->initWithDictionary(selectedDrvOrVolDict, context);
-        selectedDrive = drive;
-        partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
-        const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
-        for (Dict& partition : partitionListDictArray) {
-          if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size"))
-            partition.set("Preferred Block Size", *v);
-          partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
-          for (const char* key : {"IOBundleResourceFile", "bundle path"})
-            if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
-        }
+        readPartitionListOfSelectedDrive();
         view_.reloadTable(WizardTable::kPTList);
       }
       view_.showTab("PT list");
@@ -243,6 +227,20 @@ void WizardController::prepareForScan() {
       treeScanModeAdvScanClicked();  // always advanced; "Tree scan mode" is never shown
       break;
     default: break;
+  }
+}
+
+void WizardController::readPartitionListOfSelectedDrive() {
+  auto drive = std::make_shared<DMedia>();
+  drive->initWithDictionary(selectedDrvOrVolDict, MediaContext{&ui_, &deviceLists_});
+  selectedDrive = drive;
+  partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
+  const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
+  for (Dict& partition : partitionListDictArray) {
+    if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size")) partition.set("Preferred Block Size", *v);
+    partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
+    for (const char* key : {"IOBundleResourceFile", "bundle path"})
+      if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
   }
 }
 

@@ -11,8 +11,12 @@
 #include <vector>
 
 #include "app/media_sources.h"
+#include "app/main_thread_queue.h"
+#include "app/repeating_timer.h"
+#include "app/scan_decision.h"
 #include "app/scan_launcher.h"
 #include "app/scan_progress.h"
+#include "app/scan_request.h"
 #include "app/volume_scan_progress.h"
 #include "app/scan_run.h"
 #include "app/session_screen.h"
@@ -126,6 +130,15 @@ class WizardController : public ScanController, public VolumeScanObserver {
   void setRawSearchBox(bool on);
   void sigSelNextClicked();
   void skipButtonSigTabClicked();
+
+  // ---- The typed front door (wizard_controller_request.cpp). ----
+  // Starts the scan the wizard's clicks would start for these answers, without showing the screens
+  // between; the caller serves mainThread() until scanIsRunning clears. A lost-volume row needs
+  // startLostVolumeSearch first.
+  [[nodiscard]] ScanRequestResult runScanRequest(const ScanRequest& request);
+  // Partition recovery's search of the whole disk at `targetPath` for lost volumes; its rows are
+  // partitionScanListDictArray once scanIsRunning clears. An error when the disk is not listed.
+  [[nodiscard]] std::string startLostVolumeSearch(const std::string& targetPath);
 
   // Range and start.
   void setSliderValues(float start, float end);
@@ -251,6 +264,17 @@ class WizardController : public ScanController, public VolumeScanObserver {
   [[nodiscard]] std::string drivesListHeading() const;
   [[nodiscard]] float sliderValue(bool start) const { return start ? startSlider_ : endSlider_; }
   void startScan(bool resume);
+  // Builds the drive and volume lists anew.
+  void loadDriveLists();
+  // selectedDrive from selectedDrvOrVolDict, and its partitions completed from that disk's row.
+  void readPartitionListOfSelectedDrive();
+  // The steps of a ScanRequest: its volume from the lists, then the file types and the start.
+  [[nodiscard]] ScanRequestResult selectRequestVolume(const ScanRequest& request, bool& signatureScreenShown,
+                                                      bool& skipOffered);
+  [[nodiscard]] ScanRequestResult startRequestedScan(const ScanRequest& request, bool signatureScreenShown,
+                                                     bool skipOffered);
+  // Carries out what Next or Skip on "Signatures" leads to.
+  void takeSignatureStep(const SignatureStep& step);
   void showAlert(const std::string& title, const std::string& text);
 
   WizardView& view_;
@@ -304,8 +328,5 @@ class WizardController : public ScanController, public VolumeScanObserver {
   ScanInfoThread scanInfoThread_{mainThread_};  // after mainThread_: it is joined first
   // ---- End of recovery sessions. ----
 };
-
-// The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.
-[[nodiscard]] const char* statusFormatForScanMode(std::int32_t scanMode);
 
 }  // namespace nua

@@ -3,6 +3,7 @@
 #include <ctime>
 
 #include "app/wizard_controller.h"
+#include "app/scan_decision.h"
 #include "base/text.h"
 #include "volume/volume.h"
 
@@ -127,51 +128,18 @@ void WizardController::sigSelNextClicked() {
   view_.setSliders(startSlider_, endSlider_);
   if (!selectedVolume) return;
   gatherSigSelArray();
-  const bool boxOn = rawSearchBox_.checked;
-  const std::int32_t type = selectedVolume->volumeScanType;
-  auto boxOrStart = [&] {
-    if (boxOn)
-      view_.showTab("Raw slider");
-    else
-      rawSliderNextClicked();
-  };
+  takeSignatureStep(decideSignatureStep(scanMode, selectedVolume->volumeScanType,
+                                        selectedVolume->supportsFileSystemRecovery, sigSkipped(),
+                                        rawSearchBox_.checked));
+}
 
-  if (type == 2 && scanMode != 5) {
-    if (!selectedVolume->supportsFileSystemRecovery) {
-      rawSearchMode = 2;
-      updateSliderTexts();
-      boxOrStart();
-    } else if (scanMode == 0 || sigSkipped()) {
-      rawSearchMode = 0;
-      rawSliderNextClicked();
-    } else {
-      rawSearchMode = 1;
-      updateSliderTexts();
-      if (scanMode == 2)
-        rawSliderNextClicked();
-      else
-        boxOrStart();
-    }
-  } else if (type != 0 && type != 1 && scanMode != 5) {
-    if (type != 3) return;
-    rawSearchMode = 3;
-    updateSliderTexts();
-    boxOrStart();
-  } else if (sigSkipped()) {
-    rawSearchMode = 5;
-    updateSliderTexts();
-    if (boxOn) {
-      // Shown and started at once: a tree scan alone has no range to limit.
-      view_.showTab("Raw slider");
-      rawSliderNextClicked();
-    } else {
-      rawSliderNextClicked();
-    }
-  } else {
-    rawSearchMode = 4;
-    updateSliderTexts();
-    boxOrStart();
-  }
+void WizardController::takeSignatureStep(const SignatureStep& step) {
+  using Then = SignatureStep::Then;
+  if (step.then == Then::kNothing) return;
+  rawSearchMode = step.rawSearchMode;
+  if (step.updateSliderTexts) updateSliderTexts();
+  if (step.then == Then::kRawSlider || step.then == Then::kRawSliderAndStart) view_.showTab("Raw slider");
+  if (step.then != Then::kRawSlider) rawSliderNextClicked();
 }
 
 std::string WizardController::displayName() const {
@@ -216,35 +184,11 @@ void WizardController::rawSliderNextClicked(bool resume) {
 
 void WizardController::startScan(bool resume) {
   if (!selectedVolume) return;
-  const std::int64_t method = (scanMode == 0 || scanMode == 1) ? 0 : (scanMode == 2 || scanMode == 3) ? 1 : -1;
-  const std::string scanName = treeScanMode == 1 ? "Advanced Scan" : "Normal Scan";
-  ScanArguments args;
-  ScanEntry entry = ScanEntry::kScanForDeletedFiles;
-  switch (rawSearchMode) {
-    case 0: args = {std::int64_t{1}, std::int64_t{0}}; break;
-    case 1: args = {std::int64_t{1}, std::int64_t{1}, sigSelArray, method}; break;
-    case 2: args = {std::int64_t{0}, std::int64_t{1}, sigSelArray, method}; break;
-    case 3:
-      entry = ScanEntry::kScanForDeletedFilesDisk;
-      args = {sigSelArray, method};
-      break;
-    case 4:
-      entry = ScanEntry::kStartMakingTree;
-      args = {scanName, std::int64_t{1}, sigSelArray};
-      break;
-    case 5:
-      entry = ScanEntry::kStartMakingTree;
-      args = {scanName, std::int64_t{0}};
-      break;
-    default: return;
-  }
-  // Modes with a signature search can be resumed: their arrays end in the begin position and "auto".
-  if (resume && rawSearchMode >= 1 && rawSearchMode <= 4) {
-    args.emplace_back(static_cast<std::int64_t>(autoRecBeginSize));
-    args.emplace_back(std::string("auto"));
-  }
+  std::optional<ScanLaunch> launch = scanLaunchFor(rawSearchMode, scanMode, treeScanMode, sigSelArray,
+                                                   resume ? std::optional(autoRecBeginSize) : std::nullopt);
+  if (!launch) return;
   view_.showTab("Progress");
-  launcher_.detach(entry, selectedVolume, std::move(args));
+  launcher_.detach(launch->entry, selectedVolume, std::move(launch->arguments));
 }
 
 }  // namespace nua
