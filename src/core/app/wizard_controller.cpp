@@ -145,12 +145,6 @@ std::vector<Dict> WizardController::drivesListRows() const {
   }
 }
 
-void WizardController::selectDrivesListRow(int row) {
-  const int count = static_cast<int>(drivesListRows().size());
-  drivesListSelection_ = row >= 0 && row < count ? row : -1;
-  view_.setEnabled(WizardControl::kDrivesListNext, drivesListSelection_ >= 0);
-}
-
 void WizardController::nextButtonInDrivesListTabClicked() {
   isPTListOrPTScanListChosen = -1;
   const std::vector<Dict> rows = drivesListRows();
@@ -246,17 +240,6 @@ void WizardController::readPartitionListOfSelectedDrive() {
 
 // ---- Partition list and lost volumes ----
 
-void WizardController::selectPTListRow(int row) {
-  ptListSelection_ = row >= 0 && row < static_cast<int>(partitionListDictArray.size()) ? row : -1;
-  view_.setEnabled(WizardControl::kPTListNext, ptListSelection_ >= 0 || scanForVolumesBox_);
-}
-
-void WizardController::checkBoxForScanForVolumesClicked(bool on) {
-  scanForVolumesBox_ = on;
-  view_.setChecked(WizardControl::kScanForVolumesBox, on);
-  view_.setEnabled(WizardControl::kPTListNext, ptListSelection_ >= 0 || scanForVolumesBox_);
-}
-
 void WizardController::ptListNextClicked() {
   if (scanForVolumesBox_) {
     startVolumeScan();
@@ -294,11 +277,6 @@ void WizardController::showPTScanList(std::vector<Dict> foundVolumes) {
   ptScanListSelection_ = -1;
   view_.deselect(WizardTable::kPTScanList);
   view_.setEnabled(WizardControl::kPTScanListNext, false);
-}
-
-void WizardController::selectPTScanListRow(int row) {
-  ptScanListSelection_ = row >= 0 && row < static_cast<int>(partitionScanListDictArray.size()) ? row : -1;
-  view_.setEnabled(WizardControl::kPTScanListNext, ptScanListSelection_ >= 0);
 }
 
 void WizardController::ptScanListNextClicked() {

@@ -1,5 +1,5 @@
 // The controller's last steps before a scan: the signature screen, the range sliders and the
-// choice of rawSearchMode, thread entry and argument array.
+// choice of rawSearchMode; the scan runner starts the thread.
 #include <ctime>
 
 #include "app/wizard_controller.h"
@@ -150,45 +150,6 @@ std::string WizardController::displayName() const {
   for (const std::string* part : {&selectedVolume->serial, &selectedVolume->revision})
     if (!part->empty()) name += " " + *part;
   return name;
-}
-
-void WizardController::rawSliderNextClicked(bool resume) {
-  scanIsRunning = true;
-  if (resume) {
-    view_.setText(WizardField::kMainScanStatus, mainScanStatus);
-  } else {
-    mainScanStatus = formatText(statusFormatForScanMode(scanMode), {displayName()});
-    view_.setText(WizardField::kMainScanStatus, mainScanStatus);
-  }
-  view_.setText(WizardField::kSelectedIndex, " ");
-  scanStartDate = std::chrono::system_clock::now();
-  const std::time_t now = std::chrono::system_clock::to_time_t(scanStartDate);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char stamp[32];
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
-  view_.setText(WizardField::kScanStartDate, stamp);
-
-  if (!resume) {
-    if (!(startSlider_ < endSlider_)) {
-      ui_.runAlertPanel({"! Can not continue",
-                         "The start position should be less than end position. Please set them accordingly.",
-                         {"OK"}});
-      scanIsRunning = false;
-      return;
-    }
-    if (selectedVolume) selectedVolume->setRawSearchStart(startSlider_, endSlider_);
-  }
-  startScan(resume);
-}
-
-void WizardController::startScan(bool resume) {
-  if (!selectedVolume) return;
-  std::optional<ScanLaunch> launch = scanLaunchFor(rawSearchMode, scanMode, treeScanMode, sigSelArray,
-                                                   resume ? std::optional(autoRecBeginSize) : std::nullopt);
-  if (!launch) return;
-  view_.showTab("Progress");
-  launcher_.detach(launch->entry, selectedVolume, std::move(launch->arguments));
 }
 
 }  // namespace nua

@@ -1,10 +1,11 @@
-// The controller's recovery session flows: saving the shown result into a session file, and opening
-// one again without scanning, with the checks, alerts and screens around them.
+#include "app/session_actions.h"
+
 #include <sys/stat.h>
 
 #include <ctime>
 #include <filesystem>
 
+#include "app/session_file_name.h"
 #include "app/wizard_controller.h"
 #include "base/text.h"
 #include "media/drive_finder.h"
@@ -49,9 +50,12 @@ void addSessionImage(DriveListing& listing, const std::string& path) {
 
 }  // namespace
 
+SessionActions::SessionActions(WizardController& controller)
+    : controller_(controller), scanInfoThread_(controller.mainThread_) {}
+
 // ---- Saving ----
 
-std::string WizardController::suggestedScanInfoFileName() {
+std::string SessionActions::suggestedScanInfoFileName() {
   const std::time_t now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
@@ -64,47 +68,47 @@ std::string WizardController::suggestedScanInfoFileName() {
   return formatText("Nua recovery session %@", {text});
 }
 
-bool WizardController::scanInfoSaved() const {
-  return selectedVolume && scanInfoSavedVolume_.lock() == selectedVolume;
+bool SessionActions::scanInfoSaved() const {
+  return controller_.selectedVolume && scanInfoSavedVolume_.lock() == controller_.selectedVolume;
 }
 
-void WizardController::changeSessionScreen(const std::function<void(SessionScreen&)>& change) {
-  mainThread_.postAndWait([this, &change] {
+void SessionActions::changeSessionScreen(const std::function<void(SessionScreen&)>& change) {
+  controller_.mainThread_.postAndWait([this, &change] {
     change(sessionScreen_);
-    if (sessionScreenChanged) sessionScreenChanged();
+    if (controller_.sessionScreenChanged) controller_.sessionScreenChanged();
   });
 }
 
-void WizardController::save(const std::string& path) {
-  if (!selectedVolume || selectedVolume->dirRoot == nullptr || scanInfoThread_.running()) return;
+void SessionActions::save(const std::string& path) {
+  if (!controller_.selectedVolume || controller_.selectedVolume->dirRoot == nullptr || scanInfoThread_.running()) return;
   changeSessionScreen([](SessionScreen& s) {
     s.saveScanButton = s.buttonTreeBackToPartitions = s.previewButton = s.saveButton = s.stopSaveButton = false;
     s.indeterminate = false;
   });
-  scanInfoOrSavingNotProcessing = false;
+  controller_.scanInfoOrSavingNotProcessing = false;
   scanInfoThread_.start([this, path] { saveScanInfo(path); });
 }
 
 // Relays the writer's and reader's steps to the sheet's indicator on the main thread.
-class WizardController::SessionSheetProgress : public SessionProgress {
+class SessionActions::SessionSheetProgress : public SessionProgress {
  public:
-  explicit SessionSheetProgress(WizardController& controller) : controller_(controller) {}
+  explicit SessionSheetProgress(SessionActions& actions) : actions_(actions) {}
   void setMaxValue(double maxValue) override {
-    controller_.changeSessionScreen([maxValue](SessionScreen& s) {
+    actions_.changeSessionScreen([maxValue](SessionScreen& s) {
       s.indeterminate = false;
       s.maxValue = maxValue;
       s.doubleValue = 0.0;
     });
   }
   void incrementBy(double step) override {
-    controller_.changeSessionScreen([step](SessionScreen& s) { s.doubleValue += step; });
+    actions_.changeSessionScreen([step](SessionScreen& s) { s.doubleValue += step; });
   }
 
  private:
-  WizardController& controller_;
+  SessionActions& actions_;
 };
 
-void WizardController::saveScanInfo(const std::string& path) {
+void SessionActions::saveScanInfo(const std::string& path) {
   changeSessionScreen([](SessionScreen& s) {
     s.savingSheetVisible = true;
     s.indeterminate = true;
@@ -114,16 +118,16 @@ void WizardController::saveScanInfo(const std::string& path) {
   SessionContents contents;
   Entry* root = nullptr;
   std::string parentDrivePath;
-  mainThread_.postAndWait([&] {
-    if (selectedVolume)
-      parentDrivePath = selectedDrvOrVolDict.string("Parent Drive Path", selectedVolume->parentDrivePath);
-    contents.volume = selectedVolume;
-    contents.scanMode = scanMode;
-    contents.rawSearchMode = rawSearchMode;
-    contents.isPTListOrPTScanListChosen = isPTListOrPTScanListChosen;
-    contents.partitionListDictArray = partitionListDictArray;
-    contents.partitionScanListDictArray = partitionScanListDictArray;
-    root = selectedVolume ? selectedVolume->dirRoot : nullptr;
+  controller_.mainThread_.postAndWait([&] {
+    if (controller_.selectedVolume)
+      parentDrivePath = controller_.selectedDrvOrVolDict.string("Parent Drive Path", controller_.selectedVolume->parentDrivePath);
+    contents.volume = controller_.selectedVolume;
+    contents.scanMode = controller_.scanMode;
+    contents.rawSearchMode = controller_.rawSearchMode;
+    contents.isPTListOrPTScanListChosen = controller_.isPTListOrPTScanListChosen;
+    contents.partitionListDictArray = controller_.partitionListDictArray;
+    contents.partitionScanListDictArray = controller_.partitionScanListDictArray;
+    root = controller_.selectedVolume ? controller_.selectedVolume->dirRoot : nullptr;
   });
   const Volume& volume = *contents.volume;
   const std::int32_t type = volume.volumeScanType;
@@ -131,14 +135,14 @@ void WizardController::saveScanInfo(const std::string& path) {
   if (contents.hasFirst5Sectors) {
     // A reopened session whose drive was not found keeps the sectors it came with: reading them from
     // nothing would leave a session that can never find its drive again.
-    if (volume.openedScanInfo && (driveNotConnected || volumeNotConnected) && !first5Sectors.empty()) {
-      contents.first5Sectors = first5Sectors;
+    if (volume.openedScanInfo && (controller_.driveNotConnected || controller_.volumeNotConnected) && !controller_.first5Sectors.empty()) {
+      contents.first5Sectors = controller_.first5Sectors;
     } else {
       contents.first5Sectors = readFirst5Sectors(type == 2 ? parentDrivePath : volume.path, volume.u32BytesInSector);
     }
   }
   SessionSheetProgress progress(*this);
-  const SessionWriteResult written = nua::saveScanInfo(path, contents, root, scanInfoEntryCount, &progress);
+  const SessionWriteResult written = nua::saveScanInfo(path, contents, root, controller_.scanInfoEntryCount, &progress);
 
   changeSessionScreen([&](SessionScreen& s) {
     s.savingSheetVisible = false;
@@ -148,68 +152,68 @@ void WizardController::saveScanInfo(const std::string& path) {
     s.saveScanButton = s.buttonTreeBackToPartitions = s.previewButton = true;
     s.saveButton = root != nullptr && root->selected == 1;
   });
-  scanInfoOrSavingNotProcessing = true;
+  controller_.scanInfoOrSavingNotProcessing = true;
   if (!written.ok) {
-    runAlertPanel({"! Error", "The recovery session file could not be saved: " + written.error, {"OK"}});
+    controller_.runAlertPanel({"! Error", "The recovery session file could not be saved: " + written.error, {"OK"}});
     return;
   }
-  runAlertPanel({"Recovery Session File Saved",
+  controller_.runAlertPanel({"Recovery Session File Saved",
                  formatText("Saving location: %@\n\nTo reload the saved recovery session file, Launch Nua Recovery "
                             "Software, then File Menu->Open Recovery Session or Press (Ctrl+O) OR \"double "
                             "click\" the file from the stored path.",
                             {path}),
                  {"OK"}});
-  mainThread_.postAndWait([this, volume = contents.volume] { scanInfoSavedVolume_ = volume; });
+  controller_.mainThread_.postAndWait([this, volume = contents.volume] { scanInfoSavedVolume_ = volume; });
 }
 
 // ---- Opening ----
 
-bool WizardController::open() {
-  if (view_.selectedTabIdentifier() != "Main Screen") {
-    (void)ui_.runAlertPanel(kCanNotOpenNow);
+bool SessionActions::open() {
+  if (controller_.view_.selectedTabIdentifier() != "Main Screen") {
+    (void)controller_.ui_.runAlertPanel(kCanNotOpenNow);
     return false;
   }
   return !scanInfoThread_.running();
 }
 
-bool WizardController::checkScanInfoHeader(const std::string& path) {
+bool SessionActions::checkScanInfoHeader(const std::string& path) {
   const SessionHeaderCheck check = checkSessionHeader(path);
   switch (check.status) {
     case SessionHeaderStatus::kComplete: return true;
     case SessionHeaderStatus::kIncomplete:
-      (void)ui_.runAlertPanel({"! Error", "This recovery session file is incomplete.", {"OK"}});
+      (void)controller_.ui_.runAlertPanel({"! Error", "This recovery session file is incomplete.", {"OK"}});
       return false;
     case SessionHeaderStatus::kForeign:
-      (void)ui_.runAlertPanel(
+      (void)controller_.ui_.runAlertPanel(
           {"! Error", formatText("This recovery session file belongs to %@. Can not process.", {check.identity}), {"OK"}});
       return false;
     case SessionHeaderStatus::kDamaged: break;
   }
-  (void)ui_.runAlertPanel({"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
+  (void)controller_.ui_.runAlertPanel({"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
   return false;
 }
 
-void WizardController::open(const std::string& path) {
+void SessionActions::open(const std::string& path) {
   if (scanInfoThread_.running() || !checkScanInfoHeader(path)) return;
-  view_.showTab("Tree");
+  controller_.view_.showTab("Tree");
   changeSessionScreen([](SessionScreen& s) {
     s.saveScanButton = s.previewButton = s.saveButton = s.stopSaveButton = s.buttonTreeBackToPartitions = false;
     s.textFieldTotalData = s.textFieldMarkedData = s.textFieldSavedData = " ";
   });
-  scanInfoOrSavingNotProcessing = false;
+  controller_.scanInfoOrSavingNotProcessing = false;
   scanInfoThread_.start([this, path] { openScanInfo(path); });
 }
 
-void WizardController::openScanInfoFile(const std::string& path) {
-  if (std::filesystem::path(path).extension() != std::string(".") + kScanInfoFileExtension) return;
-  if (view_.selectedTabIdentifier() != "Main Screen") {
-    (void)ui_.runAlertPanel(kCanNotOpenNow);
+void SessionActions::openScanInfoFile(const std::string& path) {
+  if (!isSessionFileName(path)) return;
+  if (controller_.view_.selectedTabIdentifier() != "Main Screen") {
+    (void)controller_.ui_.runAlertPanel(kCanNotOpenNow);
     return;
   }
   open(path);
 }
 
-void WizardController::openScanInfo(const std::string& path) {
+void SessionActions::openScanInfo(const std::string& path) {
   changeSessionScreen([](SessionScreen& s) {
     s.loadingSheetVisible = true;
     s.indeterminate = true;
@@ -221,108 +225,108 @@ void WizardController::openScanInfo(const std::string& path) {
     changeSessionScreen([](SessionScreen& s) {
       s = SessionScreen{};
     });
-    scanInfoOrSavingNotProcessing = true;
-    runAlertPanel({"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
-    mainThread_.postAndWait([this] { view_.showTab("Main Screen"); });
+    controller_.scanInfoOrSavingNotProcessing = true;
+    controller_.runAlertPanel({"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
+    controller_.mainThread_.postAndWait([this] { controller_.view_.showTab("Main Screen"); });
     return;
   }
   SessionData& data = *read.data;
   SessionContents& c = data.contents;
-  scanInfoEntryCount = data.scanInfoEntryCount;
+  controller_.scanInfoEntryCount = data.scanInfoEntryCount;
   changeSessionScreen([](SessionScreen& s) { s.indeterminate = true; });
   Entry* root = setSelectedVolumeDirRoot(data.root, *data.arena);
   std::shared_ptr<Volume> volume = mutableCopyOfVolume(*c.volume);
   volume->openedScanInfo = true;
   volume->arena = data.arena;
   volume->dirRoot = root;
-  volume->setContext(MediaContext{&ui_, &deviceLists_});
+  volume->setContext(MediaContext{&controller_.ui_, &controller_.deviceLists_});
 
-  mainThread_.postAndWait([&] {
-    joinFreeTree();
-    selectedVolume = volume;
-    selectedDrive.reset();
-    scanMode = c.scanMode;
-    rawSearchMode = c.rawSearchMode;
-    isPTListOrPTScanListChosen = c.isPTListOrPTScanListChosen;
-    partitionListDictArray = c.partitionListDictArray;
-    partitionScanListDictArray = c.partitionScanListDictArray;
-    first5Sectors = c.first5Sectors;
-    dirRootTemp = root;
+  controller_.mainThread_.postAndWait([&] {
+    controller_.joinFreeTree();
+    controller_.selectedVolume = volume;
+    controller_.selectedDrive.reset();
+    controller_.scanMode = c.scanMode;
+    controller_.rawSearchMode = c.rawSearchMode;
+    controller_.isPTListOrPTScanListChosen = c.isPTListOrPTScanListChosen;
+    controller_.partitionListDictArray = c.partitionListDictArray;
+    controller_.partitionScanListDictArray = c.partitionScanListDictArray;
+    controller_.first5Sectors = c.first5Sectors;
+    controller_.dirRootTemp = root;
     scanInfoSavedVolume_ = volume;
-    fileTypesToggleTitle = "File Types View";
-    showDeletedToggleTitle = "Show Deleted";
-    progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
-    view_.showTab("Tree");
+    controller_.fileTypesToggleTitle = "File Types View";
+    controller_.showDeletedToggleTitle = "Show Deleted";
+    controller_.progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
+    controller_.view_.showTab("Tree");
   });
   changeSessionScreen([&](SessionScreen& s) {
     s.loadingSheetVisible = false;
     s.doubleValue = 0.0;
     s.buttonTreeBackToPartitions = true;
     s.saveButton = data.rootSelected == 1;
-    s.textFieldTotalData = progressScreen_.treeTotal;
+    s.textFieldTotalData = controller_.progressScreen_.treeTotal;
     ++s.treeGeneration;
   });
-  scanInfoOrSavingNotProcessing = true;
+  controller_.scanInfoOrSavingNotProcessing = true;
   refindScanInfoSource(*volume, c.hasFirst5Sectors);
   changeSessionScreen([](SessionScreen& s) { s.textFieldTreeStatus = "Recovery Session Opened"; });
-  runAlertPanel({"Recovery Session Opened", formatText("From File: %@", {path}), {"OK"}});
+  controller_.runAlertPanel({"Recovery Session Opened", formatText("From File: %@", {path}), {"OK"}});
 }
 
-void WizardController::refindScanInfoSource(Volume& volume, bool withFirstSectors) {
-  DriveListing listing = sources_.initialDriveList ? sources_.initialDriveList() : DriveListing{};
+void SessionActions::refindScanInfoSource(Volume& volume, bool withFirstSectors) {
+  DriveListing listing = controller_.sources_.initialDriveList ? controller_.sources_.initialDriveList() : DriveListing{};
   addSessionImage(listing, volume.volumeScanType == 2 ? volume.parentDrivePath : volume.path);
-  driveNotConnected = volumeNotConnected = foundDrivePathIsDifferent = false;
-  foundDriveDictArrayIndex = foundVolumeDictArrayIndex = -1;
+  controller_.driveNotConnected = controller_.volumeNotConnected = controller_.foundDrivePathIsDifferent = false;
+  controller_.foundDriveDictArrayIndex = controller_.foundVolumeDictArrayIndex = -1;
 
   if (volume.volumeScanType == 2) {
     const VolumeAvailability found = checkVolumeAvailability(listing.volumeDictArray, volume.sizeInSect,
                                                              volume.volumeName, volume.u32BytesInSector, volume.path);
-    foundVolumeDictArrayIndex = found.foundVolumeDictArrayIndex;
-    volumeNotConnected = found.foundVolumeDictArrayIndex < 0;
-    if (!volumeNotConnected && withFirstSectors && isImageFile(volume.parentDrivePath)) {
+    controller_.foundVolumeDictArrayIndex = found.foundVolumeDictArrayIndex;
+    controller_.volumeNotConnected = found.foundVolumeDictArrayIndex < 0;
+    if (!controller_.volumeNotConnected && withFirstSectors && isImageFile(volume.parentDrivePath)) {
       // An image is found by its path; its first sectors tell whether it still holds the same disk.
       const Dict& entry = listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)];
       const std::string parent = entry.string("Parent Drive Path", entry.string("Path"));
-      volumeNotConnected = readFirst5Sectors(parent, volume.u32BytesInSector) != first5Sectors;
+      controller_.volumeNotConnected = readFirst5Sectors(parent, volume.u32BytesInSector) != controller_.first5Sectors;
     }
-    foundDrivePathIsDifferent = !volumeNotConnected && found.foundDrivePathIsDifferent;
-    if (volumeNotConnected) {
-      runAlertPanel({"Volume Not Mounted",
+    controller_.foundDrivePathIsDifferent = !controller_.volumeNotConnected && found.foundDrivePathIsDifferent;
+    if (controller_.volumeNotConnected) {
+      controller_.runAlertPanel({"Volume Not Mounted",
                      formatText("The volume \"%@\" to which this recovery session belongs is not mounted. So saving and "
                                 "preview will not work. Please mount the volume and restart Solvo Recovery.",
                                 {volume.volumeName}),
                      {"OK"}});
-    } else if (foundDrivePathIsDifferent) {
+    } else if (controller_.foundDrivePathIsDifferent) {
       const std::string moved =
           listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)].string("Path");
-      mainThread_.postAndWait([&] { volume.path = moved; });
+      controller_.mainThread_.postAndWait([&] { volume.path = moved; });
     }
   } else if (withFirstSectors) {
-    foundDriveDictArrayIndex = checkDriveAvailability(listing.driveDictArray, first5Sectors, volume.u32BytesInSector);
-    driveNotConnected = foundDriveDictArrayIndex < 0;
-    foundDrivePathIsDifferent = checkDrivePath(volume.path, listing.driveDictArray, foundDriveDictArrayIndex);
-    if (driveNotConnected) {
-      runAlertPanel({"Drive Not Connected",
+    controller_.foundDriveDictArrayIndex = checkDriveAvailability(listing.driveDictArray, controller_.first5Sectors, volume.u32BytesInSector);
+    controller_.driveNotConnected = controller_.foundDriveDictArrayIndex < 0;
+    controller_.foundDrivePathIsDifferent = checkDrivePath(volume.path, listing.driveDictArray, controller_.foundDriveDictArrayIndex);
+    if (controller_.driveNotConnected) {
+      controller_.runAlertPanel({"Drive Not Connected",
                      "The drive to which this recovery session belongs is either not connected or has been modified "
                      "in any way. So saving and preview will not work. Please connect the drive and restart Solvo "
                      "Recovery.",
                      {"OK"}});
-    } else if (foundDrivePathIsDifferent) {
-      const std::string moved = listing.driveDictArray[static_cast<std::size_t>(foundDriveDictArrayIndex)].string("Path");
-      mainThread_.postAndWait([&] {
-        replaceDrivePathInDicts(partitionListDictArray, volume.path, moved);
-        replaceDrivePathInDicts(partitionScanListDictArray, volume.path, moved);
+    } else if (controller_.foundDrivePathIsDifferent) {
+      const std::string moved = listing.driveDictArray[static_cast<std::size_t>(controller_.foundDriveDictArrayIndex)].string("Path");
+      controller_.mainThread_.postAndWait([&] {
+        replaceDrivePathInDicts(controller_.partitionListDictArray, volume.path, moved);
+        replaceDrivePathInDicts(controller_.partitionScanListDictArray, volume.path, moved);
         volume.path = moved;
       });
     }
   }
   // The readers tell a bad spot from a vanished device by these lists, so they must name the source.
-  mainThread_.postAndWait([&] {
-    drives = listing;
-    deviceLists_.publish({listing.driveDictArray, listing.volumeDictArray});
+  controller_.mainThread_.postAndWait([&] {
+    controller_.drives = listing;
+    controller_.deviceLists_.publish({listing.driveDictArray, listing.volumeDictArray});
   });
 }
 
-void WizardController::joinScanInfoThread() { scanInfoThread_.join(); }
+void SessionActions::joinScanInfoThread() { scanInfoThread_.join(); }
 
 }  // namespace nua
