@@ -30,21 +30,24 @@ void ScanRunner::rawSliderNextClicked(bool resume) {
 
   if (!resume) {
     if (!(controller_.startSlider_ < controller_.endSlider_)) {
-      controller_.ui_.runAlertPanel({"! Can not continue",
-                         "The start position should be less than end position. Please set them accordingly.",
-                         {"OK"}});
+      controller_.ui_.runAlertPanel(
+          {"! Can not continue",
+           "The start position should be less than end position. Please set them accordingly.",
+           {"OK"}});
       controller_.scanIsRunning = false;
       return;
     }
-    if (controller_.selectedVolume) controller_.selectedVolume->setRawSearchStart(controller_.startSlider_, controller_.endSlider_);
+    if (controller_.selectedVolume)
+      controller_.selectedVolume->setRawSearchStart(controller_.startSlider_, controller_.endSlider_);
   }
   startScan(resume);
 }
 
 void ScanRunner::startScan(bool resume) {
   if (!controller_.selectedVolume) return;
-  std::optional<ScanLaunch> launch = scanLaunchFor(controller_.rawSearchMode, controller_.scanMode, controller_.treeScanMode, controller_.sigSelArray,
-                                                   resume ? std::optional(controller_.autoRecBeginSize) : std::nullopt);
+  std::optional<ScanLaunch> launch =
+      scanLaunchFor(controller_.rawSearchMode, controller_.scanMode, controller_.treeScanMode, controller_.sigSelArray,
+                    resume ? std::optional(controller_.autoRecBeginSize) : std::nullopt);
   if (!launch) return;
   controller_.view_.showTab("Progress");
   controller_.launcher_.detach(launch->entry, controller_.selectedVolume, std::move(launch->arguments));
@@ -75,18 +78,22 @@ void ScanRunner::showTree() {
     return;
   }
   controller_.view_.showTab("Tree");
-  controller_.progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
+  controller_.progressScreen_.treeTotal =
+      formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
   if (controller_.progressChanged) controller_.progressChanged();
   if (!controller_.openedScanInfo) {
     Alert note;
-    if ((controller_.isPTListOrPTScanListChosen == 0 || controller_.isPTListOrPTScanListChosen == 1) && controller_.treeScanMode == 0) {
+    if ((controller_.isPTListOrPTScanListChosen == 0 || controller_.isPTListOrPTScanListChosen == 1) &&
+        controller_.treeScanMode == 0) {
       note = {"Standard scan completed",
               "Check for lost data in the recovered tree. If you are unable to find the desired data, click the back "
               "button and select advanced scan option.",
               {"OK"}};
-    } else if (controller_.isPTListOrPTScanListChosen == -1 && controller_.rawSearchMode != 3 && controller_.scanMode != 5) {
+    } else if (controller_.isPTListOrPTScanListChosen == -1 && controller_.rawSearchMode != 3 &&
+               controller_.scanMode != 5) {
       note = {"Deleted file scan completed",
-              "Recovered data tree may contain regular files(which may show in the file manager) and the deleted files. Select "
+              "Recovered data tree may contain regular files(which may show in the file manager) and the deleted "
+              "files. Select "
               "\"Show deleted\" to view only deleted files, then select the files which you want to recover and click "
               "\"Save\"",
               {"OK"}};
@@ -102,7 +109,8 @@ void ScanRunner::scanThreadEnded(std::uint64_t scanNumber, bool volumeScan) {
   // The scan's own completion, if it sent one, was queued before this and is handled first; the end
   // of an older scan's thread must not end a newer scan.
   controller_.mainThread_.post([this, scanNumber, volumeScan] {
-    if (scanNumber == controller_.launcher_.lastScanNumber() && controller_.scanIsRunning) endScanWithoutCompletion(volumeScan);
+    if (scanNumber == controller_.launcher_.lastScanNumber() && controller_.scanIsRunning)
+      endScanWithoutCompletion(volumeScan);
   });
 }
 
@@ -135,7 +143,8 @@ void ScanRunner::backToListWithoutTree() {
       controller_.view_.setEnabled(WizardControl::kDrivesListNext, false);
       break;
     case 1:
-      controller_.view_.setText(WizardField::kNumFoundVolumes, std::to_string(controller_.partitionScanListDictArray.size()));
+      controller_.view_.setText(WizardField::kNumFoundVolumes,
+                                std::to_string(controller_.partitionScanListDictArray.size()));
       controller_.view_.showTab("PT scan list");
       break;
     default:

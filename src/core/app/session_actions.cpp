@@ -44,8 +44,10 @@ void addSessionImage(DriveListing& listing, const std::string& path) {
   DriveFinder finder(rules, probe);
   finder.extraMedia = imageMediaEntries(path);
   finder.buildLists();
-  listing.driveDictArray.insert(listing.driveDictArray.end(), finder.driveDictArray.begin(), finder.driveDictArray.end());
-  listing.volumeDictArray.insert(listing.volumeDictArray.end(), finder.volumeDictArray.begin(), finder.volumeDictArray.end());
+  listing.driveDictArray.insert(listing.driveDictArray.end(), finder.driveDictArray.begin(),
+                                finder.driveDictArray.end());
+  listing.volumeDictArray.insert(listing.volumeDictArray.end(), finder.volumeDictArray.begin(),
+                                 finder.volumeDictArray.end());
 }
 
 }  // namespace
@@ -80,7 +82,8 @@ void SessionActions::changeSessionScreen(const std::function<void(SessionScreen&
 }
 
 void SessionActions::save(const std::string& path) {
-  if (!controller_.selectedVolume || controller_.selectedVolume->dirRoot == nullptr || scanInfoThread_.running()) return;
+  if (!controller_.selectedVolume || controller_.selectedVolume->dirRoot == nullptr || scanInfoThread_.running())
+    return;
   changeSessionScreen([](SessionScreen& s) {
     s.saveScanButton = s.buttonTreeBackToPartitions = s.previewButton = s.saveButton = s.stopSaveButton = false;
     s.indeterminate = false;
@@ -120,7 +123,8 @@ void SessionActions::saveScanInfo(const std::string& path) {
   std::string parentDrivePath;
   controller_.mainThread_.postAndWait([&] {
     if (controller_.selectedVolume)
-      parentDrivePath = controller_.selectedDrvOrVolDict.string("Parent Drive Path", controller_.selectedVolume->parentDrivePath);
+      parentDrivePath =
+          controller_.selectedDrvOrVolDict.string("Parent Drive Path", controller_.selectedVolume->parentDrivePath);
     contents.volume = controller_.selectedVolume;
     contents.scanMode = controller_.scanMode;
     contents.rawSearchMode = controller_.rawSearchMode;
@@ -135,7 +139,8 @@ void SessionActions::saveScanInfo(const std::string& path) {
   if (contents.hasFirst5Sectors) {
     // A reopened session whose drive was not found keeps the sectors it came with: reading them from
     // nothing would leave a session that can never find its drive again.
-    if (volume.openedScanInfo && (controller_.driveNotConnected || controller_.volumeNotConnected) && !controller_.first5Sectors.empty()) {
+    if (volume.openedScanInfo && (controller_.driveNotConnected || controller_.volumeNotConnected) &&
+        !controller_.first5Sectors.empty()) {
       contents.first5Sectors = controller_.first5Sectors;
     } else {
       contents.first5Sectors = readFirst5Sectors(type == 2 ? parentDrivePath : volume.path, volume.u32BytesInSector);
@@ -157,12 +162,13 @@ void SessionActions::saveScanInfo(const std::string& path) {
     controller_.runAlertPanel({"! Error", "The recovery session file could not be saved: " + written.error, {"OK"}});
     return;
   }
-  controller_.runAlertPanel({"Recovery Session File Saved",
-                 formatText("Saving location: %@\n\nTo reload the saved recovery session file, Launch Nua Recovery "
-                            "Software, then File Menu->Open Recovery Session or Press (Ctrl+O) OR \"double "
-                            "click\" the file from the stored path.",
-                            {path}),
-                 {"OK"}});
+  controller_.runAlertPanel(
+      {"Recovery Session File Saved",
+       formatText("Saving location: %@\n\nTo reload the saved recovery session file, Launch Nua Recovery "
+                  "Software, then File Menu->Open Recovery Session or Press (Ctrl+O) OR \"double "
+                  "click\" the file from the stored path.",
+                  {path}),
+       {"OK"}});
   controller_.mainThread_.postAndWait([this, volume = contents.volume] { scanInfoSavedVolume_ = volume; });
 }
 
@@ -185,11 +191,14 @@ bool SessionActions::checkScanInfoHeader(const std::string& path) {
       return false;
     case SessionHeaderStatus::kForeign:
       (void)controller_.ui_.runAlertPanel(
-          {"! Error", formatText("This recovery session file belongs to %@. Can not process.", {check.identity}), {"OK"}});
+          {"! Error",
+           formatText("This recovery session file belongs to %@. Can not process.", {check.identity}),
+           {"OK"}});
       return false;
     case SessionHeaderStatus::kDamaged: break;
   }
-  (void)controller_.ui_.runAlertPanel({"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
+  (void)controller_.ui_.runAlertPanel(
+      {"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
   return false;
 }
 
@@ -222,9 +231,7 @@ void SessionActions::openScanInfo(const std::string& path) {
   SessionReadResult read = readScanInfo(path, &progress);
   if (!read.ok()) {
     // Nothing of the file is kept: the screen goes back to where the open began.
-    changeSessionScreen([](SessionScreen& s) {
-      s = SessionScreen{};
-    });
+    changeSessionScreen([](SessionScreen& s) { s = SessionScreen{}; });
     controller_.scanInfoOrSavingNotProcessing = true;
     controller_.runAlertPanel({"! Error", "This recovery session file is damaged and can not be opened.", {"OK"}});
     controller_.mainThread_.postAndWait([this] { controller_.view_.showTab("Main Screen"); });
@@ -255,7 +262,8 @@ void SessionActions::openScanInfo(const std::string& path) {
     scanInfoSavedVolume_ = volume;
     controller_.fileTypesToggleTitle = "File Types View";
     controller_.showDeletedToggleTitle = "Show Deleted";
-    controller_.progressScreen_.treeTotal = formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
+    controller_.progressScreen_.treeTotal =
+        formatText("%@ in %@ Files", {sizeText(root->fileSize), std::to_string(root->fileCount)});
     controller_.view_.showTab("Tree");
   });
   changeSessionScreen([&](SessionScreen& s) {
@@ -273,7 +281,8 @@ void SessionActions::openScanInfo(const std::string& path) {
 }
 
 void SessionActions::refindScanInfoSource(Volume& volume, bool withFirstSectors) {
-  DriveListing listing = controller_.sources_.initialDriveList ? controller_.sources_.initialDriveList() : DriveListing{};
+  DriveListing listing =
+      controller_.sources_.initialDriveList ? controller_.sources_.initialDriveList() : DriveListing{};
   addSessionImage(listing, volume.volumeScanType == 2 ? volume.parentDrivePath : volume.path);
   controller_.driveNotConnected = controller_.volumeNotConnected = controller_.foundDrivePathIsDifferent = false;
   controller_.foundDriveDictArrayIndex = controller_.foundVolumeDictArrayIndex = -1;
@@ -291,28 +300,33 @@ void SessionActions::refindScanInfoSource(Volume& volume, bool withFirstSectors)
     }
     controller_.foundDrivePathIsDifferent = !controller_.volumeNotConnected && found.foundDrivePathIsDifferent;
     if (controller_.volumeNotConnected) {
-      controller_.runAlertPanel({"Volume Not Mounted",
-                     formatText("The volume \"%@\" to which this recovery session belongs is not mounted. So saving and "
-                                "preview will not work. Please mount the volume and restart Solvo Recovery.",
-                                {volume.volumeName}),
-                     {"OK"}});
+      controller_.runAlertPanel(
+          {"Volume Not Mounted",
+           formatText("The volume \"%@\" to which this recovery session belongs is not mounted. So saving and "
+                      "preview will not work. Please mount the volume and restart Solvo Recovery.",
+                      {volume.volumeName}),
+           {"OK"}});
     } else if (controller_.foundDrivePathIsDifferent) {
       const std::string moved =
           listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)].string("Path");
       controller_.mainThread_.postAndWait([&] { volume.path = moved; });
     }
   } else if (withFirstSectors) {
-    controller_.foundDriveDictArrayIndex = checkDriveAvailability(listing.driveDictArray, controller_.first5Sectors, volume.u32BytesInSector);
+    controller_.foundDriveDictArrayIndex =
+        checkDriveAvailability(listing.driveDictArray, controller_.first5Sectors, volume.u32BytesInSector);
     controller_.driveNotConnected = controller_.foundDriveDictArrayIndex < 0;
-    controller_.foundDrivePathIsDifferent = checkDrivePath(volume.path, listing.driveDictArray, controller_.foundDriveDictArrayIndex);
+    controller_.foundDrivePathIsDifferent =
+        checkDrivePath(volume.path, listing.driveDictArray, controller_.foundDriveDictArrayIndex);
     if (controller_.driveNotConnected) {
-      controller_.runAlertPanel({"Drive Not Connected",
-                     "The drive to which this recovery session belongs is either not connected or has been modified "
-                     "in any way. So saving and preview will not work. Please connect the drive and restart Solvo "
-                     "Recovery.",
-                     {"OK"}});
+      controller_.runAlertPanel(
+          {"Drive Not Connected",
+           "The drive to which this recovery session belongs is either not connected or has been modified "
+           "in any way. So saving and preview will not work. Please connect the drive and restart Solvo "
+           "Recovery.",
+           {"OK"}});
     } else if (controller_.foundDrivePathIsDifferent) {
-      const std::string moved = listing.driveDictArray[static_cast<std::size_t>(controller_.foundDriveDictArrayIndex)].string("Path");
+      const std::string moved =
+          listing.driveDictArray[static_cast<std::size_t>(controller_.foundDriveDictArrayIndex)].string("Path");
       controller_.mainThread_.postAndWait([&] {
         replaceDrivePathInDicts(controller_.partitionListDictArray, volume.path, moved);
         replaceDrivePathInDicts(controller_.partitionScanListDictArray, volume.path, moved);

@@ -25,6 +25,7 @@ bool contentIs(const Volume& volume, const char* prefix) { return volume.volumeC
 }  // namespace
 
 std::string WizardController::startLostVolumeSearch(const std::string& targetPath) {
+  if (scanIsRunning) return "a scan is running";
   scanMode = 4;
   treeScanMode = -1;
   isPTListOrPTScanListChosen = -1;
@@ -40,6 +41,8 @@ std::string WizardController::startLostVolumeSearch(const std::string& targetPat
 
 ScanRequestResult WizardController::runScanRequest(const ScanRequest& request) {
   if (request.scanMode < 0 || request.scanMode > 5) return {false, "no scan mode " + std::to_string(request.scanMode)};
+  // One scan at a time, as the wizard's screens allow.
+  if (scanIsRunning) return {false, "a scan is running"};
   bool signatureScreenShown = true;
   bool skipOffered = true;
   ScanRequestResult selected = selectRequestVolume(request, signatureScreenShown, skipOffered);

@@ -26,19 +26,23 @@ void WizardNavigation::selectDrivesListRow(int row) {
 }
 
 void WizardNavigation::selectPTListRow(int row) {
-  controller_.ptListSelection_ = row >= 0 && row < static_cast<int>(controller_.partitionListDictArray.size()) ? row : -1;
-  controller_.view_.setEnabled(WizardControl::kPTListNext, controller_.ptListSelection_ >= 0 || controller_.scanForVolumesBox_);
+  controller_.ptListSelection_ =
+      row >= 0 && row < static_cast<int>(controller_.partitionListDictArray.size()) ? row : -1;
+  controller_.view_.setEnabled(WizardControl::kPTListNext,
+                               controller_.ptListSelection_ >= 0 || controller_.scanForVolumesBox_);
 }
 
 void WizardNavigation::selectPTScanListRow(int row) {
-  controller_.ptScanListSelection_ = row >= 0 && row < static_cast<int>(controller_.partitionScanListDictArray.size()) ? row : -1;
+  controller_.ptScanListSelection_ =
+      row >= 0 && row < static_cast<int>(controller_.partitionScanListDictArray.size()) ? row : -1;
   controller_.view_.setEnabled(WizardControl::kPTScanListNext, controller_.ptScanListSelection_ >= 0);
 }
 
 void WizardNavigation::checkBoxForScanForVolumesClicked(bool on) {
   controller_.scanForVolumesBox_ = on;
   controller_.view_.setChecked(WizardControl::kScanForVolumesBox, on);
-  controller_.view_.setEnabled(WizardControl::kPTListNext, controller_.ptListSelection_ >= 0 || controller_.scanForVolumesBox_);
+  controller_.view_.setEnabled(WizardControl::kPTListNext,
+                               controller_.ptListSelection_ >= 0 || controller_.scanForVolumesBox_);
 }
 
 void WizardNavigation::setSigMark(SigNode& node, bool on) {
@@ -58,13 +62,9 @@ void WizardNavigation::backToMainScreenFromFileRecoveryTab() {
   controller_.view_.showTab("Main Screen");
 }
 
-void WizardNavigation::backToMainScreenFromPhotoRecoveryTab() {
-  backToMainScreenFromFileRecoveryTab();
-}
+void WizardNavigation::backToMainScreenFromPhotoRecoveryTab() { backToMainScreenFromFileRecoveryTab(); }
 
-void WizardNavigation::backToMainScreenFromPartitionRecoveryTab() {
-  backToMainScreenFromFileRecoveryTab();
-}
+void WizardNavigation::backToMainScreenFromPartitionRecoveryTab() { backToMainScreenFromFileRecoveryTab(); }
 
 void WizardNavigation::backButtonInDrivesListTabClicked() {
   controller_.isPTListOrPTScanListChosen = -1;
@@ -105,7 +105,8 @@ void WizardNavigation::ptScanListBackClicked() {
 
 void WizardNavigation::treeScanModeBackClicked() {
   if (controller_.isPTListOrPTScanListChosen == 1) {
-    controller_.view_.setText(WizardField::kNumFoundVolumes, std::to_string(controller_.partitionScanListDictArray.size()));
+    controller_.view_.setText(WizardField::kNumFoundVolumes,
+                              std::to_string(controller_.partitionScanListDictArray.size()));
     controller_.view_.showTab("PT scan list");
     controller_.ptScanListSelection_ = -1;
     controller_.view_.deselect(WizardTable::kPTScanList);
@@ -181,7 +182,8 @@ void WizardNavigation::treeBackButtonClicked() {
     case 1:
       controller_.freeTree(false);
       controller_.view_.reloadTable(WizardTable::kPTScanList);
-      controller_.view_.setText(WizardField::kNumFoundVolumes, std::to_string(controller_.partitionScanListDictArray.size()));
+      controller_.view_.setText(WizardField::kNumFoundVolumes,
+                                std::to_string(controller_.partitionScanListDictArray.size()));
       controller_.view_.showTab("PT scan list");
       controller_.ptScanListSelection_ = -1;
       controller_.view_.deselect(WizardTable::kPTScanList);
