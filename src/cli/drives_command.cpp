@@ -3,10 +3,10 @@
 #include <cstdio>
 #include <iostream>
 
+#include "app/drive_cell_text.h"
 #include "app/drive_discovery.h"
 #include "base/dict.h"
 #include "commands.h"
-#include "media/drive_cell_text.h"
 
 namespace nua::cli {
 namespace {

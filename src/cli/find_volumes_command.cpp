@@ -4,13 +4,13 @@
 #include <cstdio>
 #include <iostream>
 
+#include "app/drive_cell_text.h"
 #include "app/drive_discovery.h"
 #include "base/dict.h"
 #include "cli_options.h"
 #include "commands.h"
 #include "lostvolume/lost_volume_rows.h"
 #include "lostvolume/lost_volume_scan.h"
-#include "media/drive_cell_text.h"
 
 namespace nua::cli {
 

@@ -6,7 +6,7 @@
 #include "base/text.h"
 #include "cli_options.h"
 #include "commands.h"
-#include "media/source_probe.h"
+#include "app/target_description.h"
 
 namespace nua::cli {
 
@@ -25,9 +25,9 @@ int infoCommand(const std::vector<std::string>& args) {
     }
     sectorSize = static_cast<std::uint32_t>(std::stoul(*v));
   }
-  Dict d = describeSource(options.positional.front(), sectorSize);
+  Dict d = describeScanTarget(options.positional.front(), sectorSize);
   if (options.flag("--verify") && !d.has("Error")) {
-    const Dict check = verifyStoredDigest(options.positional.front());
+    const Dict check = verifyScanTargetDigest(options.positional.front());
     d.set("MD5 Check", check.string("MD5 Check"));
     if (check.has("Computed MD5")) d.set("Computed MD5", check.string("Computed MD5"));
   }

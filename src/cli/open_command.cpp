@@ -6,12 +6,12 @@
 #include <vector>
 
 #include "app/drive_discovery.h"
+#include "app/session_file_name.h"
 #include "app/wizard_controller.h"
 #include "app/thread_scan_launcher.h"
 #include "cli_options.h"
 #include "commands.h"
 #include "save_option.h"
-#include "session/session_file.h"
 #include "tree_output.h"
 
 namespace nua::cli {
@@ -52,7 +52,7 @@ int openCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   if (!options.error.empty()) return usageError(options.error);
   if (options.positional.size() != 1) return usageError("one FILE.nvs is needed");
   const std::string path = options.positional.front();
-  if (std::filesystem::path(path).extension() != std::string(".") + kScanInfoFileExtension)
+  if (!isSessionFileName(path))
     return usageError(path + " is not a recovery session file (.nvs)");
 
   HeadlessView view;

@@ -2,12 +2,12 @@
 #include <cstdio>
 #include <iostream>
 
+#include "app/drive_cell_text.h"
 #include "app/drive_discovery.h"
+#include "app/target_description.h"
 #include "base/dict.h"
 #include "cli_options.h"
 #include "commands.h"
-#include "media/drive_cell_text.h"
-#include "media/partition_reader.h"
 
 namespace nua::cli {
 
@@ -24,13 +24,10 @@ int partitionsCommand(const std::vector<std::string>& args) {
     std::fprintf(stderr, "nua-recover partitions: %s\n", error.c_str());
     return 1;
   }
-  DMedia media;
-  media.initWithDictionary(disk, {});
-  std::vector<Dict> rows;
-  PartitionReader reader(media);
-  reader.initialize(rows);
+  const PartitionList list = readPartitionList(disk);
+  const std::vector<Dict>& rows = list.rows;
   // Which GPT header the list comes from, so a damaged primary is never passed over in silence.
-  const std::string gptHeader = reader.gptHeaderUsed();
+  const std::string& gptHeader = list.gptHeaderUsed;
   if (options.flag("--json")) {
     Dict out{{"PT list", DictArray(rows.begin(), rows.end())}};
     if (!gptHeader.empty()) out.set("GPT Header", gptHeader);

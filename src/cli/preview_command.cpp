@@ -5,16 +5,16 @@
 #include <filesystem>
 #include <fstream>
 
+#include "app/session_file_name.h"
 #include "base/text.h"
 #include "commands.h"
 #include "picture/camera_raw_thumbnail.h"
-#include "session/session_file.h"
 #include "view/id3_tag.h"
 #include "view/preview_data.h"
 #include "view/preview_plan.h"
 #include "view/tree_find.h"
 #include "view/tree_view_state.h"
-#include "volume/volume.h"
+#include "app/scanned_volume.h"
 
 namespace nua::cli {
 
@@ -114,7 +114,7 @@ int previewCommand(const std::vector<std::string>& allArgs) {
   }
   rest.push_back("--quiet");
   const TreeAction action = [&](Volume& volume) { return writePreview(volume, entry, out); };
-  const bool session = std::filesystem::path(rest.front()).extension() == std::string(".") + kScanInfoFileExtension;
+  const bool session = isSessionFileName(rest.front());
   return session ? openCommand(rest, action) : scanCommand(rest, action);
 }
 

@@ -9,19 +9,19 @@
 #include <vector>
 
 #include "app/drive_discovery.h"
-#include "app/wizard_controller.h"
+#include "app/scan_request.h"
 #include "app/scan_run.h"
+#include "app/scanned_volume.h"
 #include "app/signature_source.h"
 #include "app/thread_scan_launcher.h"
+#include "app/wizard_controller.h"
 #include "base/dict.h"
 #include "base/text.h"
 #include "cli_options.h"
 #include "commands.h"
-#include "media/device_file.h"
 #include "save_option.h"
 #include "tree_output.h"
 #include "records/entry_arena.h"
-#include "volume/volume.h"
 
 namespace nua::cli {
 namespace {
@@ -50,37 +50,6 @@ bool parseRow(const std::optional<std::string>& text, int& row) {
   row = std::stoi(*text);
   return true;
 }
-
-int rowWithPath(const std::vector<Dict>& rows, const std::string& path) {
-  for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == path) return static_cast<int>(i);
-  return -1;
-}
-
-int rowWithStart(const std::vector<Dict>& rows, std::uint64_t start) {
-  for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].uint64("Volume Start") == start) return static_cast<int>(i);
-  return -1;
-}
-
-// Volume row `row` of TARGET, as a row of the controller's drive list.
-int volumeListRow(const std::vector<Dict>& rows, const std::string& target, int row, std::string& error) {
-  const Dict chosen = scanTargetDict(target, -1, row, error);
-  if (chosen.empty()) return -1;
-  for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == target && rows[i].has("WhetherVolume") &&
-        rows[i].uint64("Volume Start") == chosen.uint64("Volume Start"))
-      return static_cast<int>(i);
-  error = "volume " + std::to_string(row) + " of " + target + " is not offered for this mode";
-  return -1;
-}
-
-// Remembers the screen the controller shows last, so a headless run knows where the wizard stopped.
-class TabRecordingView : public NullWizardView {
- public:
-  void showTab(const std::string& identifier) override { tab = identifier; }
-  std::string tab;
-};
 
 volatile std::sig_atomic_t interrupted = 0;
 void onInterrupt(int) { interrupted = 1; }
@@ -131,16 +100,8 @@ class ProgressPrinter {
   std::chrono::steady_clock::time_point last_{};
 };
 
-// The lost-volume path of the partition goal: the search of the whole disk from "PT list", then row
-// `row` of "PT scan list". False, with the reason on standard error, when there is no such row.
-bool findLostVolume(WizardController& controller, ThreadScanLauncher& launcher, int driveRow, int row,
-                    const std::string& target) {
-  controller.recoverPartitionAndDrives();
-  controller.recoverPartitionAndDrivesFast();
-  controller.selectDrivesListRow(driveRow);
-  controller.nextButtonInDrivesListTabClicked();
-  controller.checkBoxForScanForVolumesClicked(true);
-  controller.ptListNextClicked();
+// Serves the main thread until the controller's scan or search has ended; Ctrl-C asks it to stop.
+void waitForScan(WizardController& controller) {
   bool abortAsked = false;
   while (controller.scanIsRunning) {
     controller.mainThread().runFor(std::chrono::milliseconds(100));
@@ -150,18 +111,6 @@ bool findLostVolume(WizardController& controller, ThreadScanLauncher& launcher, 
       controller.abortTreeThread();
     }
   }
-  // The search's last sends (the timer's end) wait for the main thread.
-  while (launcher.running()) controller.mainThread().runFor(std::chrono::milliseconds(20));
-  launcher.join();
-  controller.mainThread().runPending();
-  if (row >= static_cast<int>(controller.partitionScanListDictArray.size())) {
-    std::fprintf(stderr, "nua-recover scan: the search found %zu lost volumes on %s; there is no row %d\n",
-                 controller.partitionScanListDictArray.size(), target.c_str(), row);
-    return false;
-  }
-  controller.selectPTScanListRow(row);
-  controller.ptScanListNextClicked();
-  return true;
 }
 
 }  // namespace
@@ -223,33 +172,24 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
       return found;
     };
   }
-  const DriveListing listing = sources.initialDriveList();
-  const int driveRow = rowWithPath(listing.driveDictArray, target);
-  if (driveRow < 0) {
-    std::fprintf(stderr, "nua-recover scan: %s cannot be read as a disk or disk image\n", target.c_str());
-    return 1;
-  }
-  if (volumeRow >= 0 && mode == "partitions" && !lostTarget) {
-    // A volume of the image is one of its partitions: find that row by where the volume starts.
-    std::string error;
-    const Dict chosen = scanTargetDict(target, -1, volumeRow, error);
-    if (chosen.empty()) {
-      std::fprintf(stderr, "nua-recover scan: %s\n", error.c_str());
-      return 1;
-    }
-    DMedia drive;
-    drive.initWithDictionary(listing.driveDictArray[static_cast<std::size_t>(driveRow)], {});
-    partitionRow = rowWithStart(sources.partitionsOfDrive(drive), chosen.uint64("Volume Start"));
-    if (partitionRow < 0) {
-      // Partition lists hold HFS+ partitions only; a FAT volume's tree comes from the files mode.
-      std::fprintf(stderr,
-                   "nua-recover scan: volume %d is not an HFS+ partition of %s (scan a FAT volume with --mode files)\n",
-                   volumeRow, target.c_str());
-      return 1;
-    }
+
+  ScanRequest request;
+  request.targetPath = target;
+  request.scanMode = *scanModeNamed(mode);
+  request.treeScanMode = treeScan == "advanced" ? 1 : 0;
+  request.signatures = SignatureChoice::kSkip;
+  if (lostTarget) {
+    request.rowKind = ScanTargetRow::kLostVolume;
+    request.row = volumeRow < 0 ? 0 : volumeRow;
+  } else if (mode == "partitions" && volumeRow < 0) {
+    request.rowKind = ScanTargetRow::kPartition;
+    request.row = partitionRow;
+  } else {
+    request.rowKind = ScanTargetRow::kVolume;
+    request.row = volumeRow < 0 ? 0 : volumeRow;
   }
 
-  TabRecordingView view;
+  NullWizardView view;
   StderrUiBridge ui;
   // A quiet scan shows only its errors; its completion note still ends the printed result.
   ui.quiet = options.flag("--quiet");
@@ -264,65 +204,24 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
 
   std::signal(SIGINT, onInterrupt);
   if (lostTarget) {
-    const int row = volumeRow < 0 ? 0 : volumeRow;
-    if (!findLostVolume(controller, launcher, driveRow, row, target)) return 1;
-    if (treeScan == "advanced") {
-      controller.treeScanModeAdvScanClicked();
-    } else {
-      controller.treeScanModeStdScanClicked();
-    }
-  } else if (mode == "partitions") {
-    controller.recoverPartitionAndDrives();
-    controller.recoverPartitionAndDrivesFast();
-    controller.selectDrivesListRow(driveRow);
-    controller.nextButtonInDrivesListTabClicked();
-    if (partitionRow >= static_cast<int>(controller.partitionListDictArray.size())) {
-      std::fprintf(stderr, "nua-recover scan: %s has %zu HFS+ partitions; there is no row %d\n", target.c_str(),
-                   controller.partitionListDictArray.size(), partitionRow);
-      return 1;
-    }
-    controller.selectPTListRow(partitionRow);
-    controller.ptListNextClicked();
-    if (treeScan == "advanced") {
-      controller.treeScanModeAdvScanClicked();
-    } else {
-      controller.treeScanModeStdScanClicked();
-    }
-  } else {
-    if (mode == "files") {
-      controller.recoverFiles();
-      controller.recoverFilesFast();
-    } else {
-      controller.recoverPartitionAndDrives();
-      controller.recoverPartitionAndDrivesAdvanced();
-    }
-    std::string error;
-    const int row = volumeListRow(controller.drivesListRows(), target, volumeRow < 0 ? 0 : volumeRow, error);
-    if (row < 0) {
+    const std::string error = controller.startLostVolumeSearch(target);
+    if (!error.empty()) {
       std::fprintf(stderr, "nua-recover scan: %s\n", error.c_str());
       return 1;
     }
-    controller.selectDrivesListRow(row);
-    controller.nextButtonInDrivesListTabClicked();
+    waitForScan(controller);
+    // The search's last sends (the timer's end) wait for the main thread.
+    while (launcher.running()) controller.mainThread().runFor(std::chrono::milliseconds(20));
+    launcher.join();
+    controller.mainThread().runPending();
+  }
+  const ScanRequestResult started = controller.runScanRequest(request);
+  if (!started.error.empty()) {
+    std::fprintf(stderr, "nua-recover scan: %s\n", started.error.c_str());
+    return 1;
   }
   const std::shared_ptr<Volume> volume = controller.selectedVolume;
-  if (!controller.scanIsRunning && view.tab == "Signatures") {
-    if (!controller.skipEnabled()) {
-      std::fprintf(stderr, "nua-recover scan: this volume needs a signature search, which --signatures skip leaves out\n");
-      return 1;
-    }
-    controller.skipButtonSigTabClicked();
-  }
-
-  bool abortAsked = false;
-  while (controller.scanIsRunning) {
-    controller.mainThread().runFor(std::chrono::milliseconds(100));
-    if (interrupted && !abortAsked) {
-      abortAsked = true;
-      controller.stopTreeThread();
-      controller.abortTreeThread();
-    }
-  }
+  waitForScan(controller);
   launcher.join();
   controller.mainThread().runPending();
   printer.show(controller.progressScreen(), true);

@@ -7,7 +7,7 @@
 
 #include "base/ui_bridge.h"
 #include "records/entry.h"
-#include "volume/volume.h"
+#include "app/scanned_volume.h"
 
 namespace nua::cli {
 

@@ -8,7 +8,7 @@
 #include "base/dict.h"
 #include "cli_options.h"
 #include "commands.h"
-#include "signature/signature_catalog.h"
+#include "app/signature_source.h"
 
 namespace nua::cli {
 namespace {
@@ -93,11 +93,9 @@ int typesCommand(const std::vector<std::string>& args) {
                  options.error.empty() ? "unknown action or mode" : options.error.c_str(), kTypesUsage);
     return 2;
   }
-  SigDataStore store(SigDataStore::standardPaths());
   TerminalUiBridge ui;
-  SignatureCatalog catalog(store, ui);
-  catalog.scanMode = *mode;
-  catalog.loadSigData();
+  UserSignatureCatalog userCatalog(ui, *mode);
+  SignatureCatalog& catalog = userCatalog.catalog();
   if (catalog.sigRootArray.empty()) {
     std::fprintf(stderr, "nua-recover types: %s (%s)\n", catalog.emptySigNode.category.c_str(),
                  catalog.lastLoadReason.c_str());

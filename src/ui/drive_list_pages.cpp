@@ -5,7 +5,7 @@
 
 #include "drive_cell_delegate.h"
 #include "lostvolume/lost_volume_rows.h"
-#include "media/drive_cell_text.h"
+#include "app/drive_cell_text.h"
 #include "page_kit.h"
 
 namespace nua::ui {

@@ -6,7 +6,7 @@
 #include <QTimer>
 
 #include "page_kit.h"
-#include "volume/volume.h"
+#include "app/scanned_volume.h"
 
 namespace nua::ui {
 

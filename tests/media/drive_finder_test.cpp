@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "media/drive_cell_text.h"
+#include "app/drive_cell_text.h"
 #include "media/linux_media_source.h"
 
 namespace nua {

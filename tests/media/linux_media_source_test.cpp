@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "media/drive_cell_text.h"
+#include "app/drive_cell_text.h"
 
 namespace nua {
 namespace {

@@ -1,59 +1,13 @@
-// The run of a scan: the main thread's work queue that every scan message goes through, the once-a-
-// second timer, and the tree scan's thread entry.
+// The scan threads' entries: the tree scan and the deleted-file scan, each run on a volume with the
+// argument array the wizard built.
 #pragma once
 
-#include <chrono>
-#include <condition_variable>
-#include <deque>
-#include <functional>
-#include <mutex>
-#include <thread>
-
+#include "app/main_thread_queue.h"
+#include "app/repeating_timer.h"
 #include "app/scan_launcher.h"
 #include "volume/volume.h"
 
 namespace nua {
-
-// Work for the main thread. Other threads post to it; the front end's loop runs what is pending. A
-// call made on the main thread itself runs at once, so waiting can't deadlock.
-class MainThreadQueue {
- public:
-  MainThreadQueue() : mainThread_(std::this_thread::get_id()) {}
-  // Makes the calling thread the main thread.
-  void adoptCurrentThread() { mainThread_ = std::this_thread::get_id(); }
-  [[nodiscard]] bool onMainThread() const { return std::this_thread::get_id() == mainThread_; }
-
-  void post(std::function<void()> work);
-  void postAndWait(const std::function<void()>& work);
-  // Runs everything pending; returns how many ran.
-  std::size_t runPending();
-  // Waits up to `timeout` for work, then runs what is pending.
-  std::size_t runFor(std::chrono::milliseconds timeout);
-
- private:
-  std::thread::id mainThread_;
-  std::mutex mutex_;
-  std::condition_variable ready_;
-  std::deque<std::function<void()>> work_;
-};
-
-// A thread that calls `tick` once a second until stopped; one runs at a time.
-class RepeatingTimer {
- public:
-  RepeatingTimer() = default;
-  ~RepeatingTimer() { stop(); }
-  RepeatingTimer(const RepeatingTimer&) = delete;
-  RepeatingTimer& operator=(const RepeatingTimer&) = delete;
-  void start(std::chrono::milliseconds period, std::function<void()> tick);
-  void stop();
-  [[nodiscard]] bool valid() const { return valid_; }
-
- private:
-  std::thread thread_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool valid_ = false;
-};
 
 // The tree scans' thread entry. Arguments: [0] "Normal Scan" or "Advanced Scan"; [1] non-zero for a
 // signature search after the tree; [2] the signatures; a last "auto" marks a crash-recovery run. Ends by

@@ -8,7 +8,7 @@
 #include <string>
 #include <thread>
 
-#include "app/scan_run.h"
+#include "app/main_thread_queue.h"
 
 namespace nua {
 

@@ -15,4 +15,10 @@ std::function<std::vector<std::shared_ptr<SigNode>>(int)> signatureCatalogSource
   };
 }
 
+UserSignatureCatalog::UserSignatureCatalog(UiBridge& ui, int scanMode)
+    : store_(SigDataStore::standardPaths()), catalog_(store_, ui) {
+  catalog_.scanMode = scanMode;
+  catalog_.loadSigData();
+}
+
 }  // namespace nua

@@ -9,16 +9,6 @@
 
 namespace nua {
 
-const char* statusFormatForScanMode(std::int32_t mode) {
-  switch (mode) {
-    case 0:
-    case 1: return "Searching for deleted files from %@";
-    case 2:
-    case 3: return "Searching for music, video and photos from %@";
-    default: return "Creating tree from %@";
-  }
-}
-
 WizardController::WizardController(WizardView& view, UiBridge& ui,
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
@@ -102,10 +92,8 @@ void WizardController::runSheetForDrivesLoading() {
   view_.deselect(WizardTable::kDrivesList);
   if (!autoStartAfterRawCrash) {
     view_.setLoadingSheetVisible(true);
-    drives = sources_.initialDriveList ? sources_.initialDriveList() : DriveListing{};
-    deviceLists_.publish({drives.driveDictArray, drives.volumeDictArray});
-    // The sheet's end: the display attributes follow the mode, and the table may show rows again.
-    displayDrvOrVolOrBoth = scanMode == 4 ? 1 : scanMode == 3 ? 2 : 0;
+    loadDriveLists();
+    // The sheet's end: the table may show rows again.
     zeroTableViewDrivesList_ = false;
     view_.setLoadingSheetVisible(false);
     view_.reloadTable(WizardTable::kDrivesList);
@@ -124,6 +112,13 @@ void WizardController::runSheetForDrivesLoading() {
   view_.setHidden(WizardControl::kAddFileType, !customTypes);
   view_.setEnabled(WizardControl::kRemoveFileType, !customTypes);
   view_.setHidden(WizardControl::kRemoveFileType, !customTypes);
+}
+
+void WizardController::loadDriveLists() {
+  drives = sources_.initialDriveList ? sources_.initialDriveList() : DriveListing{};
+  deviceLists_.publish({drives.driveDictArray, drives.volumeDictArray});
+  // The display attributes follow the mode.
+  displayDrvOrVolOrBoth = scanMode == 4 ? 1 : scanMode == 3 ? 2 : 0;
 }
 
 void WizardController::refreshDrivesList() {
@@ -148,12 +143,6 @@ std::vector<Dict> WizardController::drivesListRows() const {
     }
     default: return drives.volumeDictArray;
   }
-}
-
-void WizardController::selectDrivesListRow(int row) {
-  const int count = static_cast<int>(drivesListRows().size());
-  drivesListSelection_ = row >= 0 && row < count ? row : -1;
-  view_.setEnabled(WizardControl::kDrivesListNext, drivesListSelection_ >= 0);
 }
 
 void WizardController::nextButtonInDrivesListTabClicked() {
@@ -214,18 +203,7 @@ void WizardController::prepareForScan() {
       break;
     case 4:
       if (!autoStartAfterRawCrash) {
-        auto drive = std::make_shared<DMedia>();
-        drive->initWithDictionary(selectedDrvOrVolDict, context);
-        selectedDrive = drive;
-        partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
-        const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
-        for (Dict& partition : partitionListDictArray) {
-          if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size"))
-            partition.set("Preferred Block Size", *v);
-          partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
-          for (const char* key : {"IOBundleResourceFile", "bundle path"})
-            if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
-        }
+        readPartitionListOfSelectedDrive();
         view_.reloadTable(WizardTable::kPTList);
       }
       view_.showTab("PT list");
@@ -246,18 +224,21 @@ void WizardController::prepareForScan() {
   }
 }
 
+void WizardController::readPartitionListOfSelectedDrive() {
+  auto drive = std::make_shared<DMedia>();
+  drive->initWithDictionary(selectedDrvOrVolDict, MediaContext{&ui_, &deviceLists_});
+  selectedDrive = drive;
+  partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
+  const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
+  for (Dict& partition : partitionListDictArray) {
+    if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size")) partition.set("Preferred Block Size", *v);
+    partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
+    for (const char* key : {"IOBundleResourceFile", "bundle path"})
+      if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
+  }
+}
+
 // ---- Partition list and lost volumes ----
-
-void WizardController::selectPTListRow(int row) {
-  ptListSelection_ = row >= 0 && row < static_cast<int>(partitionListDictArray.size()) ? row : -1;
-  view_.setEnabled(WizardControl::kPTListNext, ptListSelection_ >= 0 || scanForVolumesBox_);
-}
-
-void WizardController::checkBoxForScanForVolumesClicked(bool on) {
-  scanForVolumesBox_ = on;
-  view_.setChecked(WizardControl::kScanForVolumesBox, on);
-  view_.setEnabled(WizardControl::kPTListNext, ptListSelection_ >= 0 || scanForVolumesBox_);
-}
 
 void WizardController::ptListNextClicked() {
   if (scanForVolumesBox_) {
@@ -296,11 +277,6 @@ void WizardController::showPTScanList(std::vector<Dict> foundVolumes) {
   ptScanListSelection_ = -1;
   view_.deselect(WizardTable::kPTScanList);
   view_.setEnabled(WizardControl::kPTScanListNext, false);
-}
-
-void WizardController::selectPTScanListRow(int row) {
-  ptScanListSelection_ = row >= 0 && row < static_cast<int>(partitionScanListDictArray.size()) ? row : -1;
-  view_.setEnabled(WizardControl::kPTScanListNext, ptScanListSelection_ >= 0);
 }
 
 void WizardController::ptScanListNextClicked() {

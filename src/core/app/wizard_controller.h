@@ -1,6 +1,8 @@
 // The application controller: owns the wizard state and turns the user's choices (goal, mode,
 // target, file types, range) into one scan thread with one argument array. Toolkit-free: screens
-// are shown through WizardView, alerts through UiBridge, scans start through ScanLauncher.
+// are shown through WizardView, alerts through UiBridge, scans start through ScanLauncher. Its
+// collaborators do the work of navigation, of running a scan and of sessions on the state kept here;
+// runScanRequest is the one typed entry for a scan.
 #pragma once
 
 #include <atomic>
@@ -11,11 +13,18 @@
 #include <vector>
 
 #include "app/media_sources.h"
+#include "app/main_thread_queue.h"
+#include "app/repeating_timer.h"
+#include "app/scan_decision.h"
 #include "app/scan_launcher.h"
 #include "app/scan_progress.h"
+#include "app/scan_request.h"
+#include "app/scan_runner.h"
 #include "app/volume_scan_progress.h"
 #include "app/scan_run.h"
+#include "app/session_actions.h"
 #include "app/session_screen.h"
+#include "app/wizard_navigation.h"
 #include "app/wizard_view.h"
 #include "base/dict.h"
 #include "base/ui_bridge.h"
@@ -47,21 +56,21 @@ class WizardController : public ScanController, public VolumeScanObserver {
   // The timer's tick: hands the scan's dataUpdate to the screen when the scan has filled it.
   void myTimerFireMethod();
   // Stop button: shows the abort question; the scan goes on meanwhile.
-  void stopTreeThread();
+  void stopTreeThread() { runner_.stopTreeThread(); }
   // The question's answers.
-  void abortTreeThread();
-  void dontAbortTreeThread();
+  void abortTreeThread() { runner_.abortTreeThread(); }
+  void dontAbortTreeThread() { runner_.dontAbortTreeThread(); }
   // Shows the finished tree, its total and the completion note. A scan that ended without a tree
   // leaves "Progress" for the list its volume came from.
-  void showTree();
+  void showTree() { runner_.showTree(); }
   // A scan's thread is over (from the launcher, on that thread). One that sent no completion of its
   // own, because its stage is missing or failed, is ended here as one without a tree.
-  void scanThreadEnded(std::uint64_t scanNumber, bool volumeScan);
+  void scanThreadEnded(std::uint64_t scanNumber, bool volumeScan) { runner_.scanThreadEnded(scanNumber, volumeScan); }
   // Ends the result on a thread of its own; `rebuildDriveList` loads the drive list again after.
-  void freeTree(bool rebuildDriveList);
-  void releaseSelectedVolume();
+  void freeTree(bool rebuildDriveList) { runner_.freeTree(rebuildDriveList); }
+  void releaseSelectedVolume() { runner_.releaseSelectedVolume(); }
   // Waits for a freeTree thread, if one runs.
-  void joinFreeTree();
+  void joinFreeTree() { runner_.joinFreeTree(); }
 
   [[nodiscard]] MainThreadQueue& mainThread() { return mainThread_; }
   [[nodiscard]] const ProgressScreen& progressScreen() const { return progressScreen_; }
@@ -94,16 +103,16 @@ class WizardController : public ScanController, public VolumeScanObserver {
   void refreshDrivesList();
   // Rows of the drive table for the current scanMode (mode 3: each disk followed by its volumes).
   [[nodiscard]] std::vector<Dict> drivesListRows() const;
-  void selectDrivesListRow(int row);  // -1 clears the selection
+  void selectDrivesListRow(int row) { navigation_.selectDrivesListRow(row); }  // -1 clears the selection
   void nextButtonInDrivesListTabClicked();
   void prepareForScan();
 
   // Partition list and lost-volume list.
-  void selectPTListRow(int row);
-  void checkBoxForScanForVolumesClicked(bool on);
+  void selectPTListRow(int row) { navigation_.selectPTListRow(row); }
+  void checkBoxForScanForVolumesClicked(bool on) { navigation_.checkBoxForScanForVolumesClicked(on); }
   void ptListNextClicked();
   void volumeFromPTIsSelected();
-  // ---- The lost-volume search (..._delegate_lost_volumes.cpp). ----
+  // ---- The lost-volume search (wizard_controller_lost_volumes.cpp). ----
   // Starts the search of the selected disk and shows "PT scan prog".
   void startVolumeScan();
   void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override;
@@ -113,7 +122,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   std::function<void()> volumeScanChanged;
   // The lost-volume scan has ended with these volumes: fill and show "PT scan list".
   void showPTScanList(std::vector<Dict> foundVolumes);
-  void selectPTScanListRow(int row);
+  void selectPTScanListRow(int row) { navigation_.selectPTScanListRow(row); }
   void ptScanListNextClicked();
 
   // Tree scan mode and signatures.
@@ -127,28 +136,37 @@ class WizardController : public ScanController, public VolumeScanObserver {
   void sigSelNextClicked();
   void skipButtonSigTabClicked();
 
+  // ---- The typed front door (wizard_controller_request.cpp). ----
+  // Starts the scan the wizard's clicks would start for these answers, without showing the screens
+  // between; the caller serves mainThread() until scanIsRunning clears. A lost-volume row needs
+  // startLostVolumeSearch first.
+  [[nodiscard]] ScanRequestResult runScanRequest(const ScanRequest& request);
+  // Partition recovery's search of the whole disk at `targetPath` for lost volumes; its rows are
+  // partitionScanListDictArray once scanIsRunning clears. An error when the disk is not listed.
+  [[nodiscard]] std::string startLostVolumeSearch(const std::string& targetPath);
+
   // Range and start.
   void setSliderValues(float start, float end);
   void rawSliderChanged();
   void setTextFieldRawSizeDrvVol();
   // `resume` stands for the string-typed sender of a crashed-scan resume.
-  void rawSliderNextClicked(bool resume = false);
+  void rawSliderNextClicked(bool resume = false) { runner_.rawSliderNextClicked(resume); }
 
   // ---- Ways back, home, Next gating on "Signatures", quitting and the window's size rules. ----
-  void backToMainScreenFromFileRecoveryTab();
-  void backToMainScreenFromPhotoRecoveryTab();
-  void backToMainScreenFromPartitionRecoveryTab();
-  void backButtonInDrivesListTabClicked();
-  void ptListBackClicked();
-  void ptScanListBackClicked();
-  void treeScanModeBackClicked();
-  void sigSelBackToVolumesClicked();
-  void rawSliderBackToSigSelClicked();
+  void backToMainScreenFromFileRecoveryTab() { navigation_.backToMainScreenFromFileRecoveryTab(); }
+  void backToMainScreenFromPhotoRecoveryTab() { navigation_.backToMainScreenFromPhotoRecoveryTab(); }
+  void backToMainScreenFromPartitionRecoveryTab() { navigation_.backToMainScreenFromPartitionRecoveryTab(); }
+  void backButtonInDrivesListTabClicked() { navigation_.backButtonInDrivesListTabClicked(); }
+  void ptListBackClicked() { navigation_.ptListBackClicked(); }
+  void ptScanListBackClicked() { navigation_.ptScanListBackClicked(); }
+  void treeScanModeBackClicked() { navigation_.treeScanModeBackClicked(); }
+  void sigSelBackToVolumesClicked() { navigation_.sigSelBackToVolumesClicked(); }
+  void rawSliderBackToSigSelClicked() { navigation_.rawSliderBackToSigSelClicked(); }
   // The home button of any screen; the one on "Tree" warns first and may be cancelled.
-  void gotoHome();
-  void treeBackButtonClicked();
+  void gotoHome() { navigation_.gotoHome(); }
+  void treeBackButtonClicked() { navigation_.treeBackButtonClicked(); }
   // The user toggled the mark of a category or file type in the outline of "Signatures".
-  void setSigMark(SigNode& node, bool on);
+  void setSigMark(SigNode& node, bool on) { navigation_.setSigMark(node, on); }
   // The File menu's Quit: refused while a scan or a session or save job runs.
   void terminateApplication();
   // Closing the main window takes the same decisions; true lets it close (closing is quitting).
@@ -172,22 +190,15 @@ class WizardController : public ScanController, public VolumeScanObserver {
   // Cleared while a session is written or read, or files are saved: quitting and marks wait for it.
   std::atomic<bool> scanInfoOrSavingNotProcessing{true};
 
-  // ---- Recovery sessions: saving the result and opening it again (..._delegate_session.cpp). ----
-  // The suggested file name of a saved session: "Nua recovery session " and the date and time.
-  [[nodiscard]] static std::string suggestedScanInfoFileName();
-  // After the save panel's OK: writes the shown result to path on a worker.
-  void save(const std::string& path);
-  // The File menu's Open, before the open panel: false (after an alert) off "Main Screen".
-  [[nodiscard]] bool open();
-  // After the open panel's OK: the header checks, then the file is read on a worker.
-  void open(const std::string& path);
-  // A session file launched from outside; ignored unless its extension is "nvs".
-  void openScanInfoFile(const std::string& path);
-  // Waits for a session write or read to end, serving the main thread meanwhile.
-  void joinScanInfoThread();
-  // Whether the shown result is kept in a session file (saved, or opened from one).
-  [[nodiscard]] bool scanInfoSaved() const;
-  [[nodiscard]] const SessionScreen& sessionScreen() const { return sessionScreen_; }
+  // ---- Recovery sessions: saving the result and opening it again (SessionActions). ----
+  [[nodiscard]] static std::string suggestedScanInfoFileName() { return SessionActions::suggestedScanInfoFileName(); }
+  void save(const std::string& path) { session_.save(path); }
+  [[nodiscard]] bool open() { return session_.open(); }
+  void open(const std::string& path) { session_.open(path); }
+  void openScanInfoFile(const std::string& path) { session_.openScanInfoFile(path); }
+  void joinScanInfoThread() { session_.joinScanInfoThread(); }
+  [[nodiscard]] bool scanInfoSaved() const { return session_.scanInfoSaved(); }
+  [[nodiscard]] const SessionScreen& sessionScreen() const { return session_.sessionScreen(); }
   // Called on the main thread after each change of sessionScreen().
   std::function<void()> sessionScreenChanged;
   std::uint32_t scanInfoEntryCount = 0;
@@ -198,6 +209,11 @@ class WizardController : public ScanController, public VolumeScanObserver {
   std::int32_t foundDriveDictArrayIndex = -1;
   std::int32_t foundVolumeDictArrayIndex = -1;
   // ---- End of recovery sessions. ----
+
+  // The collaborators: navigation (lists, Next buttons, ways back), the scan runner and the session actions.
+  [[nodiscard]] WizardNavigation& navigation() { return navigation_; }
+  [[nodiscard]] ScanRunner& scanRunner() { return runner_; }
+  [[nodiscard]] SessionActions& sessionActions() { return session_; }
 
   // Wizard state, named as everywhere in the program.
   std::int32_t scanMode = -1;
@@ -236,6 +252,10 @@ class WizardController : public ScanController, public VolumeScanObserver {
   [[nodiscard]] float endSliderValue() const { return endSlider_; }
 
  private:
+  // The collaborators work on the wizard state kept here.
+  friend class WizardNavigation;
+  friend class ScanRunner;
+  friend class SessionActions;
   struct CheckBox {
     bool checked = false;
     bool enabled = true;
@@ -250,11 +270,23 @@ class WizardController : public ScanController, public VolumeScanObserver {
   [[nodiscard]] std::string displayName() const;
   [[nodiscard]] std::string drivesListHeading() const;
   [[nodiscard]] float sliderValue(bool start) const { return start ? startSlider_ : endSlider_; }
-  void startScan(bool resume);
+  // Builds the drive and volume lists anew.
+  void loadDriveLists();
+  // selectedDrive from selectedDrvOrVolDict, and its partitions completed from that disk's row.
+  void readPartitionListOfSelectedDrive();
+  // The steps of a ScanRequest: its volume from the lists, then the file types and the start.
+  [[nodiscard]] ScanRequestResult selectRequestVolume(const ScanRequest& request, bool& signatureScreenShown,
+                                                      bool& skipOffered);
+  [[nodiscard]] ScanRequestResult startRequestedScan(const ScanRequest& request, bool signatureScreenShown,
+                                                     bool skipOffered);
+  // Carries out what Next or Skip on "Signatures" leads to.
+  void takeSignatureStep(const SignatureStep& step);
   void showAlert(const std::string& title, const std::string& text);
 
   WizardView& view_;
   UiBridge& ui_;
+  WizardNavigation navigation_{*this};
+  ScanRunner runner_{*this};
   ScanLauncher& launcher_;
   MediaSources sources_;
   DeviceListStore deviceLists_;
@@ -270,8 +302,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
 
   void updateProgressOnMain(const Dict& update);
   // The way back after a scan that left no tree: the list the volume came from, the result freed.
-  void backToListWithoutTree();
-  void endScanWithoutCompletion(bool volumeScan);
+  void backToListWithoutTree() { runner_.backToListWithoutTree(); }
   void updateVolumeScanProgressOnMain(const Dict& update);
   // The timer's tick for the search; false when it had nothing to hand over.
   bool handOverVolumeScanUpdate();
@@ -283,8 +314,6 @@ class WizardController : public ScanController, public VolumeScanObserver {
   ProgressScreen progressScreen_;
   bool abortSheetVisible_ = false;
   std::string completionNote_;
-  std::thread freeTreeThread_;
-  std::atomic<bool> freeTreeDone_{true};
   // The quit question's wait for a session write: polls until the result is saved, then quits.
   void watchSaveScanInfo();
   // The quit and close rules in one place: stay, go now, or go once the session being saved is written.
@@ -292,20 +321,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   QuitDecision decideQuit();
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;
-  // ---- Recovery sessions (private). ----
-  class SessionSheetProgress;
-  void changeSessionScreen(const std::function<void(SessionScreen&)>& change);
-  [[nodiscard]] bool checkScanInfoHeader(const std::string& path);
-  void saveScanInfo(const std::string& path);
-  void openScanInfo(const std::string& path);
-  void refindScanInfoSource(Volume& volume, bool withFirstSectors);
-  SessionScreen sessionScreen_;
-  std::weak_ptr<Volume> scanInfoSavedVolume_;
-  ScanInfoThread scanInfoThread_{mainThread_};  // after mainThread_: it is joined first
-  // ---- End of recovery sessions. ----
+  SessionActions session_{*this};  // after mainThread_: its worker is joined first
 };
-
-// The status line of a scan for a mode: "Searching for deleted files from %@" and its siblings.
-[[nodiscard]] const char* statusFormatForScanMode(std::int32_t scanMode);
 
 }  // namespace nua

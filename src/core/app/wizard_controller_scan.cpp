@@ -1,8 +1,9 @@
 // The controller's last steps before a scan: the signature screen, the range sliders and the
-// choice of rawSearchMode, thread entry and argument array.
+// choice of rawSearchMode; the scan runner starts the thread.
 #include <ctime>
 
 #include "app/wizard_controller.h"
+#include "app/scan_decision.h"
 #include "base/text.h"
 #include "volume/volume.h"
 
@@ -127,51 +128,18 @@ void WizardController::sigSelNextClicked() {
   view_.setSliders(startSlider_, endSlider_);
   if (!selectedVolume) return;
   gatherSigSelArray();
-  const bool boxOn = rawSearchBox_.checked;
-  const std::int32_t type = selectedVolume->volumeScanType;
-  auto boxOrStart = [&] {
-    if (boxOn)
-      view_.showTab("Raw slider");
-    else
-      rawSliderNextClicked();
-  };
+  takeSignatureStep(decideSignatureStep(scanMode, selectedVolume->volumeScanType,
+                                        selectedVolume->supportsFileSystemRecovery, sigSkipped(),
+                                        rawSearchBox_.checked));
+}
 
-  if (type == 2 && scanMode != 5) {
-    if (!selectedVolume->supportsFileSystemRecovery) {
-      rawSearchMode = 2;
-      updateSliderTexts();
-      boxOrStart();
-    } else if (scanMode == 0 || sigSkipped()) {
-      rawSearchMode = 0;
-      rawSliderNextClicked();
-    } else {
-      rawSearchMode = 1;
-      updateSliderTexts();
-      if (scanMode == 2)
-        rawSliderNextClicked();
-      else
-        boxOrStart();
-    }
-  } else if (type != 0 && type != 1 && scanMode != 5) {
-    if (type != 3) return;
-    rawSearchMode = 3;
-    updateSliderTexts();
-    boxOrStart();
-  } else if (sigSkipped()) {
-    rawSearchMode = 5;
-    updateSliderTexts();
-    if (boxOn) {
-      // Shown and started at once: a tree scan alone has no range to limit.
-      view_.showTab("Raw slider");
-      rawSliderNextClicked();
-    } else {
-      rawSliderNextClicked();
-    }
-  } else {
-    rawSearchMode = 4;
-    updateSliderTexts();
-    boxOrStart();
-  }
+void WizardController::takeSignatureStep(const SignatureStep& step) {
+  using Then = SignatureStep::Then;
+  if (step.then == Then::kNothing) return;
+  rawSearchMode = step.rawSearchMode;
+  if (step.updateSliderTexts) updateSliderTexts();
+  if (step.then == Then::kRawSlider || step.then == Then::kRawSliderAndStart) view_.showTab("Raw slider");
+  if (step.then != Then::kRawSlider) rawSliderNextClicked();
 }
 
 std::string WizardController::displayName() const {
@@ -182,69 +150,6 @@ std::string WizardController::displayName() const {
   for (const std::string* part : {&selectedVolume->serial, &selectedVolume->revision})
     if (!part->empty()) name += " " + *part;
   return name;
-}
-
-void WizardController::rawSliderNextClicked(bool resume) {
-  scanIsRunning = true;
-  if (resume) {
-    view_.setText(WizardField::kMainScanStatus, mainScanStatus);
-  } else {
-    mainScanStatus = formatText(statusFormatForScanMode(scanMode), {displayName()});
-    view_.setText(WizardField::kMainScanStatus, mainScanStatus);
-  }
-  view_.setText(WizardField::kSelectedIndex, " ");
-  scanStartDate = std::chrono::system_clock::now();
-  const std::time_t now = std::chrono::system_clock::to_time_t(scanStartDate);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char stamp[32];
-  std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &local);
-  view_.setText(WizardField::kScanStartDate, stamp);
-
-  if (!resume) {
-    if (!(startSlider_ < endSlider_)) {
-      ui_.runAlertPanel({"! Can not continue",
-                         "The start position should be less than end position. Please set them accordingly.",
-                         {"OK"}});
-      scanIsRunning = false;
-      return;
-    }
-    if (selectedVolume) selectedVolume->setRawSearchStart(startSlider_, endSlider_);
-  }
-  startScan(resume);
-}
-
-void WizardController::startScan(bool resume) {
-  if (!selectedVolume) return;
-  const std::int64_t method = (scanMode == 0 || scanMode == 1) ? 0 : (scanMode == 2 || scanMode == 3) ? 1 : -1;
-  const std::string scanName = treeScanMode == 1 ? "Advanced Scan" : "Normal Scan";
-  ScanArguments args;
-  ScanEntry entry = ScanEntry::kScanForDeletedFiles;
-  switch (rawSearchMode) {
-    case 0: args = {std::int64_t{1}, std::int64_t{0}}; break;
-    case 1: args = {std::int64_t{1}, std::int64_t{1}, sigSelArray, method}; break;
-    case 2: args = {std::int64_t{0}, std::int64_t{1}, sigSelArray, method}; break;
-    case 3:
-      entry = ScanEntry::kScanForDeletedFilesDisk;
-      args = {sigSelArray, method};
-      break;
-    case 4:
-      entry = ScanEntry::kStartMakingTree;
-      args = {scanName, std::int64_t{1}, sigSelArray};
-      break;
-    case 5:
-      entry = ScanEntry::kStartMakingTree;
-      args = {scanName, std::int64_t{0}};
-      break;
-    default: return;
-  }
-  // Modes with a signature search can be resumed: their arrays end in the begin position and "auto".
-  if (resume && rawSearchMode >= 1 && rawSearchMode <= 4) {
-    args.emplace_back(static_cast<std::int64_t>(autoRecBeginSize));
-    args.emplace_back(std::string("auto"));
-  }
-  view_.showTab("Progress");
-  launcher_.detach(entry, selectedVolume, std::move(args));
 }
 
 }  // namespace nua

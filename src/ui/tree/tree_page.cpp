@@ -19,7 +19,7 @@
 #include "tree/saving_sheet.h"
 #include "base/text.h"
 #include "view/preview_data.h"
-#include "volume/volume.h"
+#include "app/scanned_volume.h"
 
 namespace nua::ui {
 

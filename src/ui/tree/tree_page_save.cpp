@@ -9,7 +9,7 @@
 
 #include "tree/main_thread_ui_bridge.h"
 #include "tree/saving_sheet.h"
-#include "volume/volume.h"
+#include "app/scanned_volume.h"
 
 namespace nua::ui {
 

@@ -1,4 +1,4 @@
-#include "media/drive_cell_text.h"
+#include "app/drive_cell_text.h"
 
 #include <cstdio>
 
