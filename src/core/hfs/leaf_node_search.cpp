@@ -5,8 +5,8 @@
 #include <chrono>
 #include <vector>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/detail/node_chain.h"
+#include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
 namespace {

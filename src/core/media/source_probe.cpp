@@ -32,7 +32,7 @@ std::string layoutOf(ByteSpan head, std::uint32_t sectorSize, const ByteReader& 
   }
   const bool bootSignature = fits(head.size(), 510, 2) && u8(head, 510) == 0x55 && u8(head, 511) == 0xAA;
   // The backup boot sector tells an exFAT volume whose main one is damaged.
-  if (peek::isExfatBootSector(head)) return "exFAT";
+  if (isExfatBootSector(head)) return "exFAT";
   if (bootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT32"))) return "FAT";
   if (beginsWithFatVolume(head, read)) return "FAT";
   if (bootSignature) return "MBR";
