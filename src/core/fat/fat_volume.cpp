@@ -43,7 +43,7 @@ std::uint8_t FatVolume::checkFATFileSystemHealthy() {
   if (!parsed) return 0;
   boot_ = *parsed;
   const bool jumpOk = boot_.jump == 0xE9 || (boot_.jump == 0xEB && boot_.jumpOperand == 0x90);
-  if (!jumpOk || boot_.signature != 0xAA55) return 0;
+  if (!jumpOk || boot_.signature != kFatBootSignature) return 0;
   v.bFATOneIsHealthy = true;
   v.u8SectorPerCluster = boot_.sectorsPerCluster;
   v.blockSize = boot_.sectorsPerCluster;

@@ -58,7 +58,7 @@ const char* fatTypeOf(const FatBootSector& boot, std::uint64_t sourceBytes) {
 bool isFatBootSector(const FatBootSector& boot) {
   const bool jump = boot.jump == 0xE9 || (boot.jump == 0xEB && boot.jumpOperand == 0x90);
   const bool media = boot.mediaDescriptor == 0xF0 || boot.mediaDescriptor >= 0xF8;
-  return jump && boot.signature == 0xAA55 && boot.bytesPerSector >= 512 && boot.bytesPerSector <= 4096 &&
+  return jump && boot.signature == kFatBootSignature && boot.bytesPerSector >= 512 && boot.bytesPerSector <= 4096 &&
          isPowerOfTwo(boot.bytesPerSector) && isPowerOfTwo(boot.sectorsPerCluster) && boot.reservedSectors != 0 &&
          (boot.fatCount == 1 || boot.fatCount == 2) && (boot.fatSize16 != 0 || boot.fatSize32 != 0) && media;
 }
@@ -72,7 +72,7 @@ bool isExfatBootSector(ByteSpan bytes, std::size_t sectorBytes) {
   for (const std::size_t at : {std::size_t{0}, 12 * sectorBytes}) {
     if (!fits(bytes.size(), at, kFatBootSectorSize)) continue;
     const ByteSpan sector = bytes.subspan(at, kFatBootSectorSize);
-    if (hasExfatName(sector) && le16(sector, 510) == 0xAA55) return true;
+    if (hasExfatName(sector) && le16(sector, 510) == kFatBootSignature) return true;
   }
   return false;
 }

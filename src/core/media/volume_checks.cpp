@@ -8,6 +8,7 @@
 #include "base/bytes.h"
 #include "media/fat_boot_peek.h"
 #include "media/read_volume.h"
+#include "ondisk/master_directory_block.h"
 #include "ondisk/volume_information_block.h"
 
 namespace nua {
@@ -58,19 +59,18 @@ std::optional<Dict> checkForJournal(const Dict& entry) {
   head = withAlternateHeader(entry, std::move(head));
   Dict result{{"HFSVolumeStart", std::uint64_t{0}}};
   std::size_t headerOffset = 1024;
-  if (be16(head, 1024) == kSignatureBD) {
-    const std::uint32_t blockBytes = be32(head, 1044);
-    const std::uint16_t firstBlockSector = be16(head, 1052);
-    const std::uint16_t embeddedStart = be16(head, 1150);
-    const std::uint64_t start = std::uint64_t{embeddedStart} * blockBytes / sectorSize + firstBlockSector;
+  const auto at = [&head](std::size_t offset) { return ByteSpan(head).subspan(std::min(offset, head.size())); };
+  if (const auto mdb = parseMasterDirectoryBlock(at(1024)); mdb && mdb->drSigWord == kSignatureBD) {
+    const std::uint64_t start = std::uint64_t{mdb->xdrStABN} * mdb->drAlBlkSiz / sectorSize + mdb->drAlBlSt;
     result.set("HFSVolumeStart", start);
     head = readSectors(entry, start, 8);
     if (head.empty()) return std::nullopt;
     headerOffset = 2 * static_cast<std::size_t>(sectorSize);
   }
-  if (!fits(head.size(), headerOffset, 8)) return std::nullopt;
-  result.set("Content", hfsContent(be16(head, headerOffset)));
-  const bool journaled = (be32(head, headerOffset + 4) & kVolumeJournaledAttribute) != 0;
+  const auto header = parseVolumeInformationBlock(at(headerOffset));
+  if (!header) return std::nullopt;
+  result.set("Content", hfsContent(header->signature));
+  const bool journaled = (header->attributes & kVolumeJournaledAttribute) != 0;
   result.set("journaled", journaled ? "Yes" : "No");
   result.set("supportFileSystemRecovery", journaled ? 1 : 0);
   return result;
@@ -98,7 +98,7 @@ bool isFATWithoutPartitionMap(const Dict& drive) {
   const auto boot = parseFatBootSector(head);
   if (!boot) return false;
   const bool jump = boot->jump == 0xE9 || (boot->jump == 0xEB && boot->jumpOperand == 0x90);
-  if (!jump || boot->signature != 43605 || boot->bytesPerSector == 0 || boot->bytesPerSector % 512 != 0 ||
+  if (!jump || boot->signature != kFatBootSignature || boot->bytesPerSector == 0 || boot->bytesPerSector % 512 != 0 ||
       !(boot->sectorsPerCluster == 1 || boot->sectorsPerCluster % 2 == 0) || boot->fatCount != 2)
     return false;
   // The first FAT begins with the media descriptor; a damaged first copy may be told by the second.

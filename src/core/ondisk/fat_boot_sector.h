@@ -15,6 +15,7 @@ namespace nua {
 // descriptor; 22 u16 FAT size; 28 u32 hidden sectors; 32 u32 total sectors; 36 u32 FAT size;
 // 510 u16 signature.
 constexpr std::size_t kFatBootSectorSize = 512;
+constexpr std::uint16_t kFatBootSignature = 0xAA55;  // bytes 55 AA read little-endian
 struct FatBootSector {
   std::uint8_t jump = 0, jumpOperand = 0;
   std::uint16_t bytesPerSector = 0;
