@@ -6,26 +6,14 @@
 #include <map>
 
 #include "media_test_bytes.h"
-#include "ondisk/master_boot_record.h"
+#include "ondisk/ondisk_test_bytes.h"
 
 namespace nua {
 namespace {
 
 using testing::Bytes;
-
-void putEntry(Bytes& sector, std::size_t slot, std::uint8_t type, std::uint32_t relative, std::uint32_t count) {
-  const std::size_t at = kMbrEntriesOffset + slot * kMbrEntrySize;
-  put8(sector, at + 4, type);
-  putLe32(sector, at + 8, relative);
-  putLe32(sector, at + 12, count);
-}
-
-Bytes table() {
-  Bytes sector(512, std::byte{0});
-  put8(sector, 510, 0x55);
-  put8(sector, 511, 0xAA);
-  return sector;
-}
+using testing::mbrTable;
+using testing::putMbrEntry;
 
 // A disk in memory: sector number to its bytes; absent sectors read as zeros.
 struct Disk {
@@ -42,14 +30,14 @@ struct Disk {
 
 TEST(MbrChain, LogicalPartitionsAreRelativeToTheirTableAndLinksToTheFirstExtended) {
   Disk disk;
-  disk.sectors[0] = table();
-  putEntry(disk.sectors[0], 0, 0xAF, 2048, 100);
-  putEntry(disk.sectors[0], 1, 0x0F, 10000, 9000);
-  disk.sectors[10000] = table();
-  putEntry(disk.sectors[10000], 0, 0xAF, 63, 200);   // at 10063
-  putEntry(disk.sectors[10000], 1, 0x05, 3000, 500);  // next table at 13000
-  disk.sectors[13000] = table();
-  putEntry(disk.sectors[13000], 0, 0x0B, 63, 300);  // at 13063
+  disk.sectors[0] = mbrTable();
+  putMbrEntry(disk.sectors[0], 0, 0xAF, 2048, 100);
+  putMbrEntry(disk.sectors[0], 1, 0x0F, 10000, 9000);
+  disk.sectors[10000] = mbrTable();
+  putMbrEntry(disk.sectors[10000], 0, 0xAF, 63, 200);   // at 10063
+  putMbrEntry(disk.sectors[10000], 1, 0x05, 3000, 500);  // next table at 13000
+  disk.sectors[13000] = mbrTable();
+  putMbrEntry(disk.sectors[13000], 0, 0x0B, 63, 300);  // at 13063
   const MbrChain chain = walkMbrChain(512, disk.reader());
   EXPECT_TRUE(chain.stopReason.empty()) << chain.stopReason;
   std::vector<std::uint64_t> starts;
@@ -59,11 +47,11 @@ TEST(MbrChain, LogicalPartitionsAreRelativeToTheirTableAndLinksToTheFirstExtende
 
 TEST(MbrChain, AChainPointingBackAtItselfStopsAtTheRepeat) {
   Disk disk;
-  disk.sectors[0] = table();
-  putEntry(disk.sectors[0], 0, 0x0F, 10000, 9000);
-  disk.sectors[10000] = table();
-  putEntry(disk.sectors[10000], 0, 0xAF, 63, 200);
-  putEntry(disk.sectors[10000], 1, 0x05, 0, 500);  // links back to 10000
+  disk.sectors[0] = mbrTable();
+  putMbrEntry(disk.sectors[0], 0, 0x0F, 10000, 9000);
+  disk.sectors[10000] = mbrTable();
+  putMbrEntry(disk.sectors[10000], 0, 0xAF, 63, 200);
+  putMbrEntry(disk.sectors[10000], 1, 0x05, 0, 500);  // links back to 10000
   const MbrChain chain = walkMbrChain(512, disk.reader());
   EXPECT_EQ(chain.stopReason, "loop at table sector 10000");
   EXPECT_EQ(chain.entries.size(), 3u);
@@ -72,7 +60,7 @@ TEST(MbrChain, AChainPointingBackAtItselfStopsAtTheRepeat) {
 TEST(MbrChain, ATableWithoutSignatureAddsNothing) {
   Disk disk;
   disk.sectors[0] = Bytes(512, std::byte{0});
-  putEntry(disk.sectors[0], 0, 0xAF, 2048, 100);
+  putMbrEntry(disk.sectors[0], 0, 0xAF, 2048, 100);
   const MbrChain chain = walkMbrChain(512, disk.reader());
   EXPECT_TRUE(chain.entries.empty());
   EXPECT_NE(chain.stopReason.find("no 55 AA"), std::string::npos);
@@ -82,8 +70,8 @@ TEST(MbrChain, ATableWithoutSignatureAddsNothing) {
 TEST(MbrChain, TheRecordStartsItsSectorOnALargeSectorDisk) {
   Disk disk;
   Bytes sector(4096, std::byte{0});
-  Bytes record = table();
-  putEntry(record, 0, 0xAF, 256, 256);
+  Bytes record = mbrTable();
+  putMbrEntry(record, 0, 0xAF, 256, 256);
   std::copy(record.begin(), record.end(), sector.begin());
   disk.sectors[0] = sector;
   const MbrChain chain = walkMbrChain(4096, disk.reader());

@@ -8,22 +8,13 @@
 
 #include "ondisk/fat_directory_entry.h"
 #include "ondisk/fat_dos_date.h"
+#include "ondisk/ondisk_test_bytes.h"
 
 namespace nua {
 namespace {
 
-std::vector<std::byte> shortSlot(const char (&name11)[12], std::uint8_t attributes) {
-  std::vector<std::byte> slot(kFatDirectoryEntrySize, std::byte{0});
-  for (std::size_t i = 0; i < 11; ++i) put8(slot, i, static_cast<std::uint8_t>(name11[i]));
-  put8(slot, 11, attributes);
-  return slot;
-}
-
-FatDirectoryEntry entryOf(const std::vector<std::byte>& slot) {
-  auto parsed = parseFatDirectoryEntry(slot);
-  EXPECT_TRUE(parsed.ok());
-  return *parsed;
-}
+using testing::entryOf;
+using testing::shortSlot;
 
 TEST(FatDirectoryEntry, DecodesEveryFieldAndRefusesEveryTruncation) {
   auto slot = shortSlot("REPORT  TXT", 0x21);

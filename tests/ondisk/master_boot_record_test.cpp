@@ -4,30 +4,19 @@
 #include <gtest/gtest.h>
 
 #include "media/media_test_bytes.h"
+#include "ondisk/ondisk_test_bytes.h"
 
 namespace nua {
 namespace {
 
 using testing::Bytes;
-
-void putEntry(Bytes& sector, std::size_t slot, std::uint8_t type, std::uint32_t relative, std::uint32_t count) {
-  const std::size_t at = kMbrEntriesOffset + slot * kMbrEntrySize;
-  put8(sector, at + 4, type);
-  putLe32(sector, at + 8, relative);
-  putLe32(sector, at + 12, count);
-}
-
-Bytes table() {
-  Bytes sector(512, std::byte{0});
-  put8(sector, 510, 0x55);
-  put8(sector, 511, 0xAA);
-  return sector;
-}
+using testing::mbrTable;
+using testing::putMbrEntry;
 
 TEST(MasterBootRecord, DecodesEntriesAndSignature) {
-  Bytes sector = table();
-  putEntry(sector, 0, 0xAF, 2048, 4096);
-  putEntry(sector, 3, 0x0F, 100000, 50000);
+  Bytes sector = mbrTable();
+  putMbrEntry(sector, 0, 0xAF, 2048, 4096);
+  putMbrEntry(sector, 3, 0x0F, 100000, 50000);
   const auto record = parseMasterBootRecord(sector);
   ASSERT_TRUE(record);
   EXPECT_EQ(record->signature, kMbrSignature);
@@ -39,7 +28,7 @@ TEST(MasterBootRecord, DecodesEntriesAndSignature) {
 }
 
 TEST(MasterBootRecord, EveryShorterLengthFailsWithAReason) {
-  const Bytes sector = table();
+  const Bytes sector = mbrTable();
   for (std::size_t length = 0; length < kMasterBootRecordSize; ++length) {
     const auto record = parseMasterBootRecord(ByteSpan(sector).first(length));
     EXPECT_FALSE(record) << length;
@@ -48,8 +37,8 @@ TEST(MasterBootRecord, EveryShorterLengthFailsWithAReason) {
 }
 
 TEST(MasterBootRecord, MutatedBytesNeverCrash) {
-  Bytes sector = table();
-  putEntry(sector, 0, 0x05, 63, 1000);
+  Bytes sector = mbrTable();
+  putMbrEntry(sector, 0, 0x05, 63, 1000);
   testing::mutationLoop(sector, [](ByteSpan b) { (void)parseMasterBootRecord(b); });
 }
 
