@@ -19,7 +19,7 @@ using detail::FragmentStep;
 
 // Reads `nodeSectors` sectors at `sector` into a zero-filled buffer; the descriptor, when it parses.
 std::optional<BTNodeDescriptor> readNode(Volume& v, std::uint64_t sector, std::int32_t nodeSectors,
-                                          std::vector<std::byte>& node) {
+                                         std::vector<std::byte>& node) {
   node.assign(static_cast<std::size_t>(nodeSectors) * static_cast<std::size_t>(v.u32BytesInSector), std::byte{0});
   // An unreadable spot keeps its zeros, and a node of zeros has no records.
   (void)v.readSector(sector, nodeSectors, node);

@@ -27,7 +27,8 @@ std::string bareFileSystem(ByteSpan head, const ByteReader& read) {
   if (isHfsPlusSignature(signature) || signature == kSignatureBD) return "Apple_HFS";
   if (isExfatBootSector(head)) return "exFAT";
   const auto boot = parseFatBootSector(head);
-  if (boot && boot->signature == kFatBootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT"))) return "FAT32";
+  if (boot && boot->signature == kFatBootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT")))
+    return "FAT32";
   // A FAT boot sector without the type text (older DOS) is told by its fields and its first table.
   if (beginsWithFatVolume(head, read)) return "FAT32";
   return "";

@@ -14,8 +14,8 @@ namespace nua {
 inline constexpr std::size_t kMasterDirectoryBlockSize = 162;
 
 // Offsets: drSigWord +0 u16, drAlBlkSiz +20 u32 (bytes per allocation block), drAlBlSt +28 u16 (first
-// allocation block, in 512-byte sectors), drVN +36 (u8 length, then up to 27 bytes), drEmbedSigWord +124 u16, drEmbedExtent +126: xdrStABN u16,
-// xdrNumABlks u16.
+// allocation block, in 512-byte sectors), drVN +36 (u8 length, then up to 27 bytes), drEmbedSigWord
+// +124 u16, drEmbedExtent +126: xdrStABN u16, xdrNumABlks u16.
 struct MasterDirectoryBlock {
   std::uint16_t drSigWord = 0;
   std::uint32_t drAlBlkSiz = 0;
