@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "exfat/exfat_boot_sector.h"
-#include "exfat/exfat_directory_entry.h"
+#include "ondisk/exfat_boot_sector.h"
+#include "ondisk/exfat_directory_entry.h"
 
 namespace nua::testing {
 

@@ -1,7 +1,7 @@
 // The exFAT entry set: live and deleted sets decoded with their checksum, every truncation, each
 // structural field out of range, the root's table and label entries, and timestamps with their 10 ms
 // part and UTC offset.
-#include "exfat/exfat_directory_entry.h"
+#include "ondisk/exfat_directory_entry.h"
 
 #include <gtest/gtest.h>
 

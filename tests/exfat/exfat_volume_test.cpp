@@ -12,11 +12,11 @@
 #include <random>
 #include <set>
 
-#include "exfat/exfat_directory_entry.h"
 #include "fat/fat_test_support.h"
 #include "imagekit/fat_tool_runner.h"
 #include "media/image_media.h"
 #include "media/volume_checks.h"
+#include "ondisk/exfat_directory_entry.h"
 
 namespace nua {
 namespace {

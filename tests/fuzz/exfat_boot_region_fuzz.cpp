@@ -2,7 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "exfat/exfat_boot_sector.h"
+#include "ondisk/exfat_boot_sector.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nua::ByteSpan bytes(reinterpret_cast<const std::byte*>(data), size);

@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "exfat/exfat_directory_entry.h"
 #include "exfat/exfat_timestamp.h"
+#include "ondisk/exfat_directory_entry.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nua::ByteSpan bytes(reinterpret_cast<const std::byte*>(data), size);

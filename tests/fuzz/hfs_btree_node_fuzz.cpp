@@ -3,12 +3,12 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "hfs/bt_header_record.h"
-#include "hfs/bt_node_descriptor.h"
-#include "hfs/hfs_catalog_file.h"
-#include "hfs/hfs_catalog_folder.h"
-#include "hfs/hfs_catalog_key.h"
-#include "hfs/hfs_extent_key.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_catalog_file.h"
+#include "ondisk/hfs_catalog_folder.h"
+#include "ondisk/hfs_catalog_key.h"
+#include "ondisk/hfs_extent_key.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nua::ByteSpan node(reinterpret_cast<const std::byte*>(data), size);

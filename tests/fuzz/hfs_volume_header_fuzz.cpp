@@ -2,8 +2,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "hfs/master_directory_block.h"
-#include "hfs/volume_information_block.h"
+#include "ondisk/master_directory_block.h"
+#include "ondisk/volume_information_block.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nua::ByteSpan bytes(reinterpret_cast<const std::byte*>(data), size);

@@ -5,11 +5,11 @@
 #include <cstdint>
 #include <cstring>
 
-#include "media/guid_partition_table_entry.h"
-#include "media/guid_partition_table_header.h"
-#include "media/master_boot_record.h"
 #include "media/mbr_chain.h"
-#include "media/partition_map.h"
+#include "ondisk/guid_partition_table_entry.h"
+#include "ondisk/guid_partition_table_header.h"
+#include "ondisk/master_boot_record.h"
+#include "ondisk/partition_map.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const nua::ByteSpan bytes(reinterpret_cast<const std::byte*>(data), size);

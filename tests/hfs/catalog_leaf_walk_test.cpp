@@ -5,9 +5,9 @@
 #include <gtest/gtest.h>
 
 #include "app/scan_run.h"
-#include "hfs/bt_node_descriptor.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
+#include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
 namespace {

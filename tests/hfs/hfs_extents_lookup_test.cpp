@@ -2,11 +2,11 @@
 // it finds the overflow extents, and a link back to a leaf already read ends it with what it has.
 #include <gtest/gtest.h>
 
-#include "hfs/hfs_extent_key.h"
 #include "hfs/hfs_volume.h"
 #include "hfs/normal_catalog_scan.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
+#include "ondisk/hfs_extent_key.h"
 
 namespace nua {
 namespace {

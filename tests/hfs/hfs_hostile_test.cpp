@@ -7,9 +7,9 @@
 
 #include "app/scan_run.h"
 #include "base/bytes.h"
-#include "hfs/bt_node_descriptor.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
+#include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
 namespace {

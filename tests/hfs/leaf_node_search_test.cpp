@@ -4,11 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/normal_catalog_scan.h"
 #include "hfs/orphan_entries.h"
 #include "hfs_image_edit.h"
 #include "hfs_test_support.h"
+#include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
 namespace {
@@ -20,7 +20,7 @@ KitImage deepCatalog() { return testing::makeKitImage("hfs-basic", {{"records-pe
 
 struct NodeFacts {
   std::uint32_t number = 0;
-  BTNodeDescriptor_ descriptor;
+  BTNodeDescriptor descriptor;
 };
 
 // Every node of the catalog with its descriptor, read straight from the image.

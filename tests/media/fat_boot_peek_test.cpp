@@ -72,10 +72,10 @@ TEST_P(FatTypeByClusters, FollowsTheStandardThresholds) {
   l.sectorsPerCluster = c.sectorsPerCluster;
   l.rootEntries = c.bits == 32 ? 0 : 512;
   l.fatSize = tableSectors(c.clusters, c.bits);
-  const auto boot = peek::parseFatBootSector(bootSector(l));
+  const auto boot = parseFatBootSector(bootSector(l));
   ASSERT_TRUE(boot);
-  EXPECT_EQ(peek::fatClusterCount(*boot, 0), c.clusters);
-  EXPECT_STREQ(peek::fatTypeOf(*boot), c.type);
+  EXPECT_EQ(fatClusterCount(*boot, 0), c.clusters);
+  EXPECT_STREQ(fatTypeOf(*boot), c.type);
 }
 
 INSTANTIATE_TEST_SUITE_P(Thresholds, FatTypeByClusters,
@@ -92,21 +92,21 @@ TEST(FatVolumeLength, ComesFromTheSourceWhenTheTotalsAreClearedOrTooLarge) {
   l.clusters = 30000;
   l.fatSize = tableSectors(l.clusters, 16);
   const std::uint64_t realSectors = 1 + 2 * l.fatSize + 32 + l.clusters;
-  const auto cleared = peek::parseFatBootSector(bootSector(l, false));
+  const auto cleared = parseFatBootSector(bootSector(l, false));
   ASSERT_TRUE(cleared);
-  EXPECT_EQ(peek::fatVolumeSectors(*cleared, realSectors), realSectors);
-  EXPECT_EQ(peek::fatClusterCount(*cleared, realSectors), l.clusters);
-  EXPECT_STREQ(peek::fatTypeOf(*cleared, realSectors * 512), "FAT16");
-  EXPECT_STREQ(peek::fatTypeOf(*cleared), "-") << "no total and no source length";
+  EXPECT_EQ(fatVolumeSectors(*cleared, realSectors), realSectors);
+  EXPECT_EQ(fatClusterCount(*cleared, realSectors), l.clusters);
+  EXPECT_STREQ(fatTypeOf(*cleared, realSectors * 512), "FAT16");
+  EXPECT_STREQ(fatTypeOf(*cleared), "-") << "no total and no source length";
 
   Bytes oversized = bootSector(l);
   putLe16(oversized, 19, 0);
   putLe32(oversized, 32, 4000000);
-  const auto claimed = peek::parseFatBootSector(oversized);
+  const auto claimed = parseFatBootSector(oversized);
   ASSERT_TRUE(claimed);
-  EXPECT_EQ(peek::fatVolumeSectors(*claimed, realSectors), realSectors);
-  EXPECT_STREQ(peek::fatTypeOf(*claimed, realSectors * 512), "FAT16");
-  EXPECT_EQ(peek::fatVolumeSectors(*claimed, 0), 4000000u) << "an unknown source length trusts the field";
+  EXPECT_EQ(fatVolumeSectors(*claimed, realSectors), realSectors);
+  EXPECT_STREQ(fatTypeOf(*claimed, realSectors * 512), "FAT16");
+  EXPECT_EQ(fatVolumeSectors(*claimed, 0), 4000000u) << "an unknown source length trusts the field";
 }
 
 struct BootCase {
@@ -125,9 +125,9 @@ TEST_P(FatBootSectorTest, TellsAFatVolumeFromOtherFirstSectors) {
   l.fatSize = 9;
   Bytes b = bootSector(l);
   for (std::size_t i = 0; i < c.bytes.size(); ++i) put8(b, c.offset + i, c.bytes[i]);
-  const auto boot = peek::parseFatBootSector(b);
+  const auto boot = parseFatBootSector(b);
   ASSERT_TRUE(boot);
-  EXPECT_EQ(peek::isFatBootSector(*boot), c.fat);
+  EXPECT_EQ(isFatBootSector(*boot), c.fat);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -156,15 +156,15 @@ TEST(FatBootSectorDecode, ReadsHiddenSectorsAndSurvivesMutations) {
   l.clusters = 2847;
   l.fatSize = 9;
   const Bytes b = bootSector(l);
-  const auto boot = peek::parseFatBootSector(b);
+  const auto boot = parseFatBootSector(b);
   ASSERT_TRUE(boot);
   EXPECT_EQ(boot->hiddenSectors, 63u);
-  for (std::size_t length = 0; length < peek::kFatBootSectorSize; ++length)
-    EXPECT_FALSE(peek::parseFatBootSector(ByteSpan(b).first(length))) << length;
+  for (std::size_t length = 0; length < kFatBootSectorSize; ++length)
+    EXPECT_FALSE(parseFatBootSector(ByteSpan(b).first(length))) << length;
   testing::mutationLoop(b, [](ByteSpan bytes) {
-    if (const auto mutated = peek::parseFatBootSector(bytes)) {
-      (void)peek::isFatBootSector(*mutated);
-      (void)peek::fatTypeOf(*mutated, 1024 * 1024);
+    if (const auto mutated = parseFatBootSector(bytes)) {
+      (void)isFatBootSector(*mutated);
+      (void)fatTypeOf(*mutated, 1024 * 1024);
     }
   });
 }

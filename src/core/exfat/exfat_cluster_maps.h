@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "exfat/exfat_boot_sector.h"
+#include "ondisk/exfat_boot_sector.h"
 #include "volume/volume.h"
 
 namespace nua {

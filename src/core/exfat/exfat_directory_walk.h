@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "exfat/exfat_cluster_maps.h"
-#include "exfat/exfat_directory_entry.h"
+#include "ondisk/exfat_directory_entry.h"
 #include "volume/volume.h"
 
 namespace nua {

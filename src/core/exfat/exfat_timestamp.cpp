@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "fat/fat_dos_date.h"
+#include "ondisk/fat_dos_date.h"
 
 namespace nua {
 namespace {

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-#include "exfat/exfat_directory_entry.h"
+#include "ondisk/exfat_directory_entry.h"
 
 namespace nua {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "exfat/exfat_directory_entry.h"
 #include "exfat/exfat_directory_walk.h"
+#include "ondisk/exfat_directory_entry.h"
 
 namespace nua {
 namespace {

@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "exfat/exfat_boot_sector.h"
 #include "exfat/exfat_cluster_maps.h"
+#include "ondisk/exfat_boot_sector.h"
 #include "volume/volume.h"
 
 namespace nua {

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "base/text.h"
-#include "fat/fat_dos_date.h"
 #include "fat/fat_long_name.h"
+#include "ondisk/fat_dos_date.h"
 #include "records/entry_arena.h"
 #include "records/entry_ops.h"
 

@@ -8,8 +8,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "fat/fat_directory_entry.h"
 #include "fat/fat_table.h"
+#include "ondisk/fat_directory_entry.h"
 #include "volume/volume.h"
 
 namespace nua {

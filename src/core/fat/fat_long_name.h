@@ -1,33 +1,15 @@
-// Long-name slots and the long name they spell for the short entry behind them.
+// The long name that a run of long-name slots spells for the short entry behind them.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "base/bytes.h"
-#include "base/parse_result.h"
-#include "fat/fat_directory_entry.h"
+#include "ondisk/fat_directory_entry.h"
+#include "ondisk/fat_long_name_slot.h"
 
 namespace nua {
-
-// Slot layout: 0 u8 ordinal (0x40 on the last slot of a name, 0xE5 once deleted); 1 u16[5] name
-// units 1-5; 11 u8 attributes 0x0F; 12 u8 type 0; 13 u8 checksum of the short name; 14 u16[6] units
-// 6-11; 26 u16 first cluster 0; 28 u16[2] units 12-13. A name ends at a 0x0000 unit, then 0xFFFF pads.
-constexpr std::size_t kFatLongNameSlotSize = 32;
-constexpr std::uint8_t kFatLastLongNameSlot = 0x40;
-
-struct FatLongNameSlot {
-  std::uint8_t ordinal = 0;
-  std::uint8_t attributes = 0;
-  std::uint8_t type = 0;
-  std::uint8_t checksum = 0;
-  std::uint16_t firstCluster = 0;
-  std::array<char16_t, 13> units{};
-};
-[[nodiscard]] Parsed<FatLongNameSlot> parseFatLongNameSlot(ByteSpan bytes);
 
 // Gathers the slots met in a directory, in disk order, and hands the long name to the short entry
 // that follows them when the slots belong to it.

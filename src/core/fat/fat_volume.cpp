@@ -22,15 +22,15 @@ std::vector<std::byte> pageBuffer(const Volume& volume, std::int32_t& sectors) {
 
 std::string FatVolume::fatFileSystemDetermination(DMedia& media, const Dict& volumeDict) {
   const auto sectorBytes = static_cast<std::size_t>(std::max(media.u32BytesInSector, 1));
-  std::vector<std::byte> buffer(std::max(4 * sectorBytes, peek::kFatBootSectorSize), std::byte{0});
+  std::vector<std::byte> buffer(std::max(4 * sectorBytes, kFatBootSectorSize), std::byte{0});
   (void)media.readSector(volumeDict.uint64("Volume Start"), 4, buffer);
-  auto boot = peek::parseFatBootSector(buffer);
+  auto boot = parseFatBootSector(buffer);
   if (!boot) return "-";
   // The holder's length stands in for a total-sectors field that is 0 or too large.
   const std::uint64_t sourceBytes = volumeDict.has("Volume Size In Sectors")
                                         ? volumeDict.uint64("Volume Size In Sectors") * sectorBytes
                                         : volumeDict.uint64("Size");
-  return peek::fatTypeOf(*boot, sourceBytes);
+  return fatTypeOf(*boot, sourceBytes);
 }
 
 std::uint8_t FatVolume::checkFATFileSystemHealthy() {
@@ -39,11 +39,11 @@ std::uint8_t FatVolume::checkFATFileSystemHealthy() {
   std::vector<std::byte> page = pageBuffer(v, pageSectors);
   (void)v.readSector(v.HPlusVolStart, pageSectors, page);
   v.u32RootDirectorySectors = 0;
-  auto parsed = peek::parseFatBootSector(page);
+  auto parsed = parseFatBootSector(page);
   if (!parsed) return 0;
   boot_ = *parsed;
   const bool jumpOk = boot_.jump == 0xE9 || (boot_.jump == 0xEB && boot_.jumpOperand == 0x90);
-  if (!jumpOk || boot_.signature != 0xAA55) return 0;
+  if (!jumpOk || boot_.signature != kFatBootSignature) return 0;
   v.bFATOneIsHealthy = true;
   v.u8SectorPerCluster = boot_.sectorsPerCluster;
   v.blockSize = boot_.sectorsPerCluster;
@@ -72,7 +72,7 @@ std::uint8_t FatVolume::checkFATFileSystemHealthy() {
 std::uint32_t FatVolume::maxCluster() const {
   const Volume& v = volume_;
   if (v.u8SectorPerCluster == 0) return 0;
-  const std::uint64_t total = peek::fatVolumeSectors(boot_, v.sizeInSect);
+  const std::uint64_t total = fatVolumeSectors(boot_, v.sizeInSect);
   if (total <= v.u64SaveVolumeStart) return 0;
   const std::uint64_t clusters = (total - v.u64SaveVolumeStart) / v.u8SectorPerCluster;
   const std::uint64_t tableBytes =

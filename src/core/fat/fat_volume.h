@@ -35,7 +35,7 @@ class FatVolume {
 
  private:
   Volume& volume_;
-  peek::FatBootSector boot_;
+  FatBootSector boot_;
 };
 
 }  // namespace nua

@@ -2,10 +2,11 @@
 // tree as deleted entries for the deleted-file scan.
 #include <algorithm>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/catalog_fragments.h"
 #include "hfs/detail/catalog_leaf_walk.h"
+#include "hfs/detail/fork_extents.h"
 #include "hfs/detail/fragment_record.h"
+#include "ondisk/bt_node_descriptor.h"
 #include "records/entry_arena.h"
 #include "records/entry_ops.h"
 
@@ -17,8 +18,8 @@ using detail::FragmentRules;
 using detail::FragmentStep;
 
 // Reads `nodeSectors` sectors at `sector` into a zero-filled buffer; the descriptor, when it parses.
-std::optional<BTNodeDescriptor_> readNode(Volume& v, std::uint64_t sector, std::int32_t nodeSectors,
-                                          std::vector<std::byte>& node) {
+std::optional<BTNodeDescriptor> readNode(Volume& v, std::uint64_t sector, std::int32_t nodeSectors,
+                                         std::vector<std::byte>& node) {
   node.assign(static_cast<std::size_t>(nodeSectors) * static_cast<std::size_t>(v.u32BytesInSector), std::byte{0});
   // An unreadable spot keeps its zeros, and a node of zeros has no records.
   (void)v.readSector(sector, nodeSectors, node);
@@ -28,7 +29,7 @@ std::optional<BTNodeDescriptor_> readNode(Volume& v, std::uint64_t sector, std::
 }
 
 // The fields every fragment record gives its entry.
-Entry* newFragmentEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
+Entry* newFragmentEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey& key, std::uint32_t fileID,
                          std::uint32_t createDate, std::uint32_t modDate) {
   Entry* dir = detail::newCatalogEntry(v, fileType, key, fileID, createDate, modDate);
   v.arena->setFileName(key.name, dir);
@@ -51,7 +52,7 @@ void storeOrphan(Volume& v, OrphanTable& table, Entry* dir) {
 // A file of the whole-volume search: the volume, fork and block checks, then the record's own eight
 // extents, which must account for every block up to the first empty slot.
 Entry* fragmentFile(Volume& v, const FragmentRecord& record) {
-  const HFSPlusCatalogFile_& f = record.file;
+  const HFSPlusCatalogFile& f = record.file;
   const std::uint64_t blockBytes = blockBytesOf(v);
   const std::uint64_t volumeBytes = v.sizeInSect * static_cast<std::uint64_t>(v.u32BytesInSector);
   const std::uint64_t forkSum = f.dataFork.logicalSize + f.resourceFork.logicalSize;
@@ -61,18 +62,9 @@ Entry* fragmentFile(Volume& v, const FragmentRecord& record) {
   Entry* dir = newFragmentEntry(v, 2, record.key, f.fileID, f.createDate, f.contentModDate);
   dir->fileSize = f.dataFork.logicalSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v.blockSize);
-  std::uint64_t blocks = 0;
-  bool ended = false;
-  for (const auto& d : f.dataFork.extents) {
-    if (d.startBlock == 0) {
-      ended = true;
-      break;
-    }
-    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
-    blocks += d.blockCount;
-  }
+  const detail::AddedForkExtents added = detail::addRecordExtents(f.dataFork, dir);
   // A lower sum after all eight is accepted: the rest stood in the extents-overflow file.
-  if ((ended && blocks != f.dataFork.totalBlocks) || blocks > f.dataFork.totalBlocks) {
+  if ((added.endedInRecord && added.blocks != f.dataFork.totalBlocks) || added.blocks > f.dataFork.totalBlocks) {
     v.arena->freeNDir(dir);
     return nullptr;
   }
@@ -83,12 +75,12 @@ Entry* fragmentFile(Volume& v, const FragmentRecord& record) {
 // A file of the journal: fork checks, id unknown to btree, a size and a first extent, then the
 // comparison with the live file of that id.
 void journalFile(Volume& v, const FragmentRecord& record) {
-  const HFSPlusCatalogFile_& f = record.file;
+  const HFSPlusCatalogFile& f = record.file;
   const std::uint64_t blockBytes = blockBytesOf(v);
   if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
     return;
   if (v.btree->retrieveKeyField(f.fileID) != nullptr) return;
-  const HFSPlusExtentDescriptor_& first = f.dataFork.extents[0];
+  const HFSPlusExtentDescriptor& first = f.dataFork.extents[0];
   if (f.dataFork.logicalSize == 0 || f.dataFork.totalBlocks == 0 || first.startBlock == 0 || first.blockCount == 0)
     return;
   // A copy of a living file: same id, data size and name in the live catalog.
@@ -100,10 +92,7 @@ void journalFile(Volume& v, const FragmentRecord& record) {
   dir->fileSize = f.dataFork.logicalSize;
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v.blockSize);
   // The record's own eight; the journal extent search adds what the overflow file held.
-  for (const auto& d : f.dataFork.extents) {
-    if (d.startBlock == 0) break;
-    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
-  }
+  (void)detail::addRecordExtents(f.dataFork, dir);
   dir->fileCount = 1;
   dir->deleted = 1;
   ++v.fileCount;
@@ -113,7 +102,7 @@ void journalFile(Volume& v, const FragmentRecord& record) {
 }
 
 void journalFolder(Volume& v, const FragmentRecord& record) {
-  const HFSPlusCatalogFolder_& f = record.folder;
+  const HFSPlusCatalogFolder& f = record.folder;
   if (v.btree->retrieveKeyField(f.folderID) != nullptr) return;  // known already
   Entry* dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
   dir->deleted = 1;
@@ -170,7 +159,7 @@ void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSect
     if (record.step == FragmentStep::kEnd) break;
     Entry* dir = nullptr;
     if (record.step == FragmentStep::kFolder) {
-      const HFSPlusCatalogFolder_& f = record.folder;
+      const HFSPlusCatalogFolder& f = record.folder;
       dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
     } else if (record.step == FragmentStep::kFile) {
       dir = fragmentFile(v, record);

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <vector>
 
-#include "hfs/bt_node_descriptor.h"
+#include "ondisk/bt_node_descriptor.h"
 #include "records/entry_arena.h"
 #include "records/entry_ops.h"
 

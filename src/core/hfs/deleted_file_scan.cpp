@@ -4,18 +4,19 @@
 #include <chrono>
 
 #include "base/log.h"
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/catalog_fragments.h"
 #include "hfs/detail/catalog_leaf_walk.h"
+#include "hfs/detail/fork_extents.h"
 #include "hfs/detail/fragment_record.h"
-#include "hfs/hfs_catalog_file.h"
-#include "hfs/hfs_catalog_folder.h"
-#include "hfs/hfs_catalog_key.h"
-#include "hfs/hfs_extent_key.h"
 #include "hfs/journal_extent_search.h"
 #include "hfs/leaf_node_search.h"
 #include "hfs/node_slack_search.h"
 #include "hfs/orphan_entries.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_catalog_file.h"
+#include "ondisk/hfs_catalog_folder.h"
+#include "ondisk/hfs_catalog_key.h"
+#include "ondisk/hfs_extent_key.h"
 #include "records/entry_arena.h"
 #include "records/entry_ops.h"
 
@@ -31,7 +32,7 @@ class LiveFileWalk {
 
  private:
   void readRecord(std::size_t index);
-  void addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatalogFile_& f);
+  void addLiveFile(const HFSPlusCatalogKey& key, const HFSPlusCatalogFile& f);
   void reportProgress();
 
   HfsVolume& hfs_;
@@ -67,7 +68,7 @@ void LiveFileWalk::readRecord(std::size_t index) {
   const auto head = detail::readCatalogRecordHead(node, index, walk_.numRecords(),
                                                   static_cast<std::size_t>(v_.u32BytesInSector), doubting);
   if (!head) return;
-  const HFSPlusCatalogKey_* key = &head->key;
+  const HFSPlusCatalogKey* key = &head->key;
   const auto within = [&](std::size_t end) { return head->within(end); };
   ++recordsCounted_;
   const std::size_t bodyOffset = head->bodyOffset;
@@ -90,7 +91,7 @@ void LiveFileWalk::readRecord(std::size_t index) {
   reportProgress();
 }
 
-void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatalogFile_& f) {
+void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey& key, const HFSPlusCatalogFile& f) {
   const std::uint64_t blockBytes = hfs_.blockBytes();
   const std::uint64_t volumeBytes = v_.sizeInSect * static_cast<std::uint64_t>(v_.u32BytesInSector);
   const std::uint64_t forkSum = f.dataFork.logicalSize + f.resourceFork.logicalSize;
@@ -111,25 +112,8 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey_& key, const HFSPlusCatal
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
   arena.setFileName(key.name, dir);
   const std::uint32_t totalBlocks = f.dataFork.totalBlocks;
-  std::uint64_t blocks = 0;
-  bool ended = false;
-  for (const auto& d : f.dataFork.extents) {
-    if (d.startBlock == 0) {
-      ended = true;
-      break;
-    }
-    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
-    blocks += d.blockCount;
-  }
-  if (!ended && blocks < totalBlocks) {
-    auto more = hfs_.extentsForID(f.fileID, kDataFork, static_cast<std::uint32_t>(blocks), totalBlocks);
-    if (more)
-      for (const Extent& e : *more) {
-        addDataExtStartBlock(e.startBlock, e.blockCount, dir);
-        blocks += e.blockCount;
-      }
-  }
-  if ((ended || blocks < totalBlocks) && blocks != totalBlocks) {
+  const detail::AddedForkExtents added = detail::addDataForkExtents(hfs_, f.fileID, f.dataFork, dir);
+  if ((added.endedInRecord || added.blocks < totalBlocks) && added.blocks != totalBlocks) {
     arena.freeNDir(dir);
     return;
   }

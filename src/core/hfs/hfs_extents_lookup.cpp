@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <tuple>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/detail/node_chain.h"
-#include "hfs/hfs_extent_key.h"
 #include "hfs/hfs_volume.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_extent_key.h"
 
 namespace nua {
 namespace {
@@ -15,7 +15,7 @@ constexpr std::size_t kLeafRecordSize = kExtentKeySize + kExtentRecordSize;
 constexpr int kMaxIndexLevels = 16;
 
 struct KeyAt {
-  HFSPlusExtentKey_ key;
+  HFSPlusExtentKey key;
   std::size_t offset = 0;
 };
 
@@ -29,12 +29,12 @@ std::optional<KeyAt> keyOfRecord(ByteSpan node, std::size_t index, std::size_t l
 
 // The descent's order: fork first, then file id, then start block. For a data fork it lands at or left
 // of the leaf that holds the key.
-bool atOrBelowForDescent(const HFSPlusExtentKey_& k, std::uint8_t fork, std::uint32_t id, std::uint32_t start) {
+bool atOrBelowForDescent(const HFSPlusExtentKey& k, std::uint8_t fork, std::uint32_t id, std::uint32_t start) {
   return std::tie(k.forkType, k.fileID, k.startBlock) <= std::tie(fork, id, start);
 }
 
 // The file system's own order: file id, fork, start block.
-bool belowInTreeOrder(const HFSPlusExtentKey_& k, std::uint8_t fork, std::uint32_t id, std::uint32_t start) {
+bool belowInTreeOrder(const HFSPlusExtentKey& k, std::uint8_t fork, std::uint32_t id, std::uint32_t start) {
   return std::tie(k.fileID, k.forkType, k.startBlock) < std::tie(id, fork, start);
 }
 
@@ -58,7 +58,7 @@ std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID,
   const std::size_t nodeBytes =
       static_cast<std::size_t>(v.extNodeSize) * static_cast<std::size_t>(v.u32BytesInSector);
   std::vector<std::byte> node(nodeBytes);
-  auto readNode = [&](std::uint32_t number) -> std::optional<BTNodeDescriptor_> {
+  auto readNode = [&](std::uint32_t number) -> std::optional<BTNodeDescriptor> {
     const std::uint64_t sector = extNodeToSector(number);
     if (sector == 0) return std::nullopt;
     std::fill(node.begin(), node.end(), std::byte{0});
@@ -69,7 +69,7 @@ std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID,
   };
 
   std::uint32_t current = v.extRootNode;
-  std::optional<BTNodeDescriptor_> descriptor = readNode(current);
+  std::optional<BTNodeDescriptor> descriptor = readNode(current);
   for (int level = 0; descriptor && descriptor->kind == kBTIndexNode; ++level) {
     if (v.stopTreeThread || level >= kMaxIndexLevels) return std::nullopt;
     std::optional<std::uint32_t> child;
@@ -112,7 +112,7 @@ std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID,
         if (i + 1 == descriptor->numRecords) lastIsBelow = belowInTreeOrder(key->key, fork, fileID, static_cast<std::uint32_t>(at));
         if (key->key.forkType == fork && key->key.fileID == fileID && key->key.startBlock == at) {
           match = i;
-          const HFSPlusExtentRecord_ record = readExtentRecord(node, key->offset + kExtentKeySize);
+          const HFSPlusExtentRecord record = readExtentRecord(node, key->offset + kExtentKeySize);
           for (const auto& d : record) {
             if (d.startBlock == 0) break;
             found.push_back(Extent{d.startBlock, d.blockCount});

@@ -3,9 +3,10 @@
 
 #include <algorithm>
 
-#include "hfs/bt_header_record.h"
-#include "hfs/bt_node_descriptor.h"
-#include "hfs/hfs_extent_key.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_extent_key.h"
+#include "ondisk/journal_info_block.h"
 
 namespace nua {
 namespace {
@@ -21,7 +22,7 @@ Dict statusWithCounts(const Volume& v, const char* status, const char* animation
 }
 
 // Every descriptor with a non-zero startBlock; an empty slot is passed over, not an end.
-std::vector<Extent> nonEmptyExtents(const HFSPlusExtentRecord_& record, std::uint64_t* blockSum) {
+std::vector<Extent> nonEmptyExtents(const HFSPlusExtentRecord& record, std::uint64_t* blockSum) {
   std::vector<Extent> extents;
   for (const auto& d : record) {
     if (d.startBlock == 0) continue;
@@ -271,9 +272,10 @@ void HfsVolume::getJournalSizeAndStart() {
   std::vector<std::byte> buffer;
   (void)readSectorInto(volume_.HPlusVolStart + static_cast<std::uint64_t>(volume_.blockSize) * vib_.journalInfoBlock,
                        1, buffer);
-  if (!fits(buffer.size(), 36, 16)) return;
-  volume_.journalStart = be64(buffer, 36);
-  volume_.journalSize = be64(buffer, 44);
+  const auto info = parseJournalInfoBlock(buffer);
+  if (!info) return;
+  volume_.journalStart = info->offset;
+  volume_.journalSize = info->size;
 }
 
 int HfsVolume::getIfUnusedSectorForCatalogNode(std::uint64_t sector) {

@@ -9,9 +9,9 @@
 #include <span>
 #include <vector>
 
-#include "hfs/bt_header_record.h"
-#include "hfs/master_directory_block.h"
-#include "hfs/volume_information_block.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/master_directory_block.h"
+#include "ondisk/volume_information_block.h"
 #include "records/extent.h"
 #include "volume/volume.h"
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <chrono>
 
-#include "hfs/bt_node_descriptor.h"
-#include "hfs/hfs_extent_key.h"
-#include "hfs/hfs_fork_data.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_extent_key.h"
+#include "ondisk/hfs_fork_data.h"
 #include "records/entry_ops.h"
 
 namespace nua {
@@ -36,7 +36,7 @@ void takeExtentRecords(Volume& v, ByteSpan block, std::uint64_t blockBytes) {
       Entry* dir = item->dir;
       const std::uint64_t sum = blocksIn(*dir);
       if (blockBytes * sum < dir->fileSize) {
-        const HFSPlusExtentRecord_ record = readExtentRecord(block, p + kExtentKeySize);
+        const HFSPlusExtentRecord record = readExtentRecord(block, p + kExtentKeySize);
         // With no blocks in hand nothing is taken: the first extents come from the catalog record.
         if (key->startBlock == sum) {
           if (sum != 0)

@@ -5,11 +5,21 @@
 #include <chrono>
 #include <vector>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/detail/node_chain.h"
+#include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
 namespace {
+
+// A node's sibling links from its descriptor; 0 (no sibling) when the node is too short for one.
+std::uint32_t fLinkOf(ByteSpan node) {
+  const auto descriptor = parseBTNodeDescriptor(node);
+  return descriptor ? descriptor->fLink : 0;
+}
+std::uint32_t bLinkOf(ByteSpan node) {
+  const auto descriptor = parseBTNodeDescriptor(node);
+  return descriptor ? descriptor->bLink : 0;
+}
 
 using Clock = std::chrono::steady_clock;
 constexpr const char* kSearchingStatus = "Searching catalog file...";
@@ -95,7 +105,7 @@ void collectLevel2Chain(HfsVolume& hfs, std::uint32_t first) {
       return;
     }
     if (!appendChildPointers(node, v.leafNodePointerArray)) v.level2IndexNodeHasProblems = true;
-    number = be32(node, 0);  // fLink
+    number = fLinkOf(node);
   }
 }
 
@@ -191,7 +201,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
       const std::vector<std::byte> node = readNodeAtSector(v, first + i * static_cast<std::uint64_t>(v.catNodeSize));
       ++position;
       // An only node of its level, with no sibling, isn't taken for a find.
-      if (isIndexNodeAtLevel(node, 2) && (be32(node, 0) != 0 || be32(node, 4) != 0)) {
+      if (isIndexNodeAtLevel(node, 2) && (fLinkOf(node) != 0 || bLinkOf(node) != 0)) {
         foundHere = true;
         break;
       }
@@ -210,11 +220,11 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
     v.level2IndexNodeHasProblems = true;
     return;
   }
-  if (be32(node, 0) == 0 && be32(node, 4) == 0) return;
+  if (fLinkOf(node) == 0 && bLinkOf(node) == 0) return;
   // Left along bLink to the first node of the level; a failed test keeps the last good node.
   detail::NodeChain chain(catalogNodeCount(v));
   (void)chain.step(number);
-  for (std::uint32_t left = be32(node, 4); left != 0 && !v.stopTreeThread;) {
+  for (std::uint32_t left = bLinkOf(node); left != 0 && !v.stopTreeThread;) {
     if (!chain.step(left)) {
       v.level2IndexNodeHasProblems = true;
       break;
@@ -225,7 +235,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
       break;
     }
     number = left;
-    left = be32(leftNode, 4);
+    left = bLinkOf(leftNode);
   }
   // What the enumeration gathered stays; the walk's visit counter sorts out doubles.
   if (!v.stopTreeThread) collectLevel2Chain(hfs, number);

@@ -5,13 +5,13 @@
 #include <map>
 #include <tuple>
 
-#include "hfs/bt_header_record.h"
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/catalog_fragments.h"
 #include "hfs/detail/allocation_bitmap.h"
 #include "hfs/detail/catalog_leaf_walk.h"
 #include "hfs/detail/node_chain.h"
 #include "hfs/detail/node_slack.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/bt_node_descriptor.h"
 #include "records/entry_arena.h"
 #include "records/entry_ops.h"
 
@@ -32,7 +32,7 @@ class TreeFile {
       : hfs_(hfs), v_(hfs.volume()), toSector_(toSector), nodeSectors_(nodeSectors), nodesInFork_(nodesInFork) {}
 
   // Reads node `n`; false when it lies outside the file or has no descriptor.
-  [[nodiscard]] bool read(std::uint64_t n, std::vector<std::byte>& node, BTNodeDescriptor_& descriptor) {
+  [[nodiscard]] bool read(std::uint64_t n, std::vector<std::byte>& node, BTNodeDescriptor& descriptor) {
     const std::uint64_t sector = (hfs_.*toSector_)(n);
     if (sector == 0 || nodeSectors_ <= 0) return false;
     node.assign(static_cast<std::size_t>(nodeSectors_) * static_cast<std::size_t>(v_.u32BytesInSector), std::byte{0});
@@ -46,7 +46,7 @@ class TreeFile {
   // The header's node count (within the fork) and the map from the header node and its map nodes.
   void readHeaderAndMap() {
     std::vector<std::byte> node;
-    BTNodeDescriptor_ descriptor;
+    BTNodeDescriptor descriptor;
     if (!read(0, node, descriptor) || descriptor.kind != 1 || descriptor.numRecords < 3) return;
     auto header = parseBTHeaderRecord(ByteSpan(node).subspan(kBTNodeDescriptorSize));
     if (!header) return;
@@ -91,7 +91,7 @@ class TreeFile {
 
 // Where the records deletion left in a node lie: all of a freed leaf, else the slack of a leaf in use.
 std::optional<detail::NodeSlack> leftoverSpace(const TreeFile& tree, std::uint64_t n, ByteSpan node,
-                                               const BTNodeDescriptor_& descriptor) {
+                                               const BTNodeDescriptor& descriptor) {
   if (descriptor.kind != kBTLeafNode || descriptor.height != 1) return std::nullopt;
   if (tree.markedFree(n)) return detail::freedNodeSpace(node);
   return detail::nodeSlack(node, descriptor.numRecords);
@@ -104,7 +104,7 @@ std::uint64_t nodesIn(const std::vector<Extent>& extents, std::uint64_t blockByt
 }
 
 using ExtentKey = std::tuple<std::uint32_t, std::uint8_t, std::uint32_t>;  // fileID, forkType, startBlock
-using StaleExtents = std::map<ExtentKey, HFSPlusExtentRecord_>;
+using StaleExtents = std::map<ExtentKey, HFSPlusExtentRecord>;
 
 StaleExtents staleExtentRecords(HfsVolume& hfs) {
   Volume& v = hfs.volume();
@@ -114,7 +114,7 @@ StaleExtents staleExtentRecords(HfsVolume& hfs) {
   tree.readHeaderAndMap();
   if (nodeBytes == 0) return found;
   std::vector<std::byte> node;
-  BTNodeDescriptor_ descriptor;
+  BTNodeDescriptor descriptor;
   for (std::uint64_t n = 1; n < tree.nodeCount() && !v.stopTreeThread; ++n) {
     if (!tree.read(n, node, descriptor)) continue;
     const auto space = leftoverSpace(tree, n, node, descriptor);
@@ -138,7 +138,7 @@ void NodeSlackSearch::findDeletedEntries() {
   TreeFile catalog(hfs_, &HfsVolume::catNodeToSector, v_.catNodeSize, nodesIn(v_.catalogExt, blockBytes, nodeBytes));
   catalog.readHeaderAndMap();
   std::vector<std::byte> node;
-  BTNodeDescriptor_ descriptor;
+  BTNodeDescriptor descriptor;
   for (std::uint64_t n = 1; n < catalog.nodeCount() && !v_.stopTreeThread; ++n) {
     if (!catalog.read(n, node, descriptor)) continue;
     const auto space = leftoverSpace(catalog, n, node, descriptor);
@@ -176,7 +176,7 @@ void NodeSlackSearch::takeFolder(const FragmentRecord& record) {
 }
 
 bool NodeSlackSearch::copyOfLiveFile(const FragmentRecord& record) const {
-  const HFSPlusCatalogFile_& f = record.file;
+  const HFSPlusCatalogFile& f = record.file;
   std::uint64_t size = 0;
   std::u16string name;
   if (live_ != nullptr && live_->files.count(f.fileID) != 0) {
@@ -197,7 +197,7 @@ bool NodeSlackSearch::copyOfLiveFile(const FragmentRecord& record) const {
 }
 
 void NodeSlackSearch::takeFile(const FragmentRecord& record) {
-  const HFSPlusCatalogFile_& f = record.file;
+  const HFSPlusCatalogFile& f = record.file;
   if (v_.btree->retrieveKeyField(f.fileID) != nullptr || v_.btreeOrph->retrieveKeyField(f.fileID) != nullptr) return;
   if (copyOfLiveFile(record)) return;
   if (f.dataFork.logicalSize == 0 || f.dataFork.extents[0].blockCount == 0) return;  // nothing to save

@@ -3,12 +3,13 @@
 
 #include <chrono>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/detail/catalog_leaf_walk.h"
-#include "hfs/hfs_catalog_file.h"
-#include "hfs/hfs_catalog_folder.h"
-#include "hfs/hfs_catalog_key.h"
-#include "hfs/hfs_extent_key.h"
+#include "hfs/detail/fork_extents.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_catalog_file.h"
+#include "ondisk/hfs_catalog_folder.h"
+#include "ondisk/hfs_catalog_key.h"
+#include "ondisk/hfs_extent_key.h"
 #include "records/entry_ops.h"
 
 namespace nua {
@@ -24,9 +25,9 @@ class CatalogWalk {
  private:
   // Reads record `index` of the node in hand; true when it became an entry or an orphan.
   bool readRecord(std::size_t index);
-  void addFolder(const HFSPlusCatalogKey_& key, ByteSpan body);
-  void addFile(const HFSPlusCatalogKey_& key, ByteSpan body);
-  [[nodiscard]] bool forkIsConsistent(const HFSPlusForkData_& fork) const;
+  void addFolder(const HFSPlusCatalogKey& key, ByteSpan body);
+  void addFile(const HFSPlusCatalogKey& key, ByteSpan body);
+  [[nodiscard]] bool forkIsConsistent(const HFSPlusForkData& fork) const;
   void reportProgress();
   [[nodiscard]] Dict counts() const;
 
@@ -80,10 +81,10 @@ bool CatalogWalk::readRecord(std::size_t index) {
   return true;
 }
 
-void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
+void CatalogWalk::addFolder(const HFSPlusCatalogKey& key, ByteSpan body) {
   auto parsed = parseHFSPlusCatalogFolder(body);
   if (!parsed) return;
-  const HFSPlusCatalogFolder_& f = *parsed;
+  const HFSPlusCatalogFolder& f = *parsed;
   if (walk_.doubting() && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
                     f.recordType != kFolderRecordType))
     return;
@@ -109,17 +110,17 @@ void CatalogWalk::addFolder(const HFSPlusCatalogKey_& key, ByteSpan body) {
   }
 }
 
-bool CatalogWalk::forkIsConsistent(const HFSPlusForkData_& fork) const {
+bool CatalogWalk::forkIsConsistent(const HFSPlusForkData& fork) const {
   const std::uint64_t blockBytes = hfs_.blockBytes();
   if (blockBytes == 0) return false;
   if (fork.logicalSize > static_cast<std::uint64_t>(fork.totalBlocks) * blockBytes) return false;
   return fork.totalBlocks == fork.logicalSize / blockBytes + (fork.logicalSize % blockBytes != 0 ? 1 : 0);
 }
 
-void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
+void CatalogWalk::addFile(const HFSPlusCatalogKey& key, ByteSpan body) {
   auto parsed = parseHFSPlusCatalogFile(body);
   if (!parsed) return;
-  const HFSPlusCatalogFile_& f = *parsed;
+  const HFSPlusCatalogFile& f = *parsed;
   if (walk_.doubting() && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.fileID == 0 ||
                     f.recordType != kFileRecordType))
     return;
@@ -135,32 +136,10 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey_& key, ByteSpan body) {
   dir->sectorsPerBlock = static_cast<std::uint8_t>(v_.blockSize);
 
   // Extents: the record's eight, then the overflow file; a file whose blocks don't add up is dropped.
-  const std::uint32_t totalBlocks = f.dataFork.totalBlocks;
-  std::uint64_t blocks = 0;
-  bool ended = false;
-  for (const auto& d : f.dataFork.extents) {
-    if (d.startBlock == 0) {
-      ended = true;
-      break;
-    }
-    addDataExtStartBlock(d.startBlock, d.blockCount, dir);
-    blocks += d.blockCount;
-  }
-  if (ended && blocks != totalBlocks) {
+  const detail::AddedForkExtents added = detail::addDataForkExtents(hfs_, f.fileID, f.dataFork, dir);
+  if ((added.endedInRecord || added.overflowRead) && added.blocks != f.dataFork.totalBlocks) {
     arena.freeNDir(dir);
     return;
-  }
-  if (!ended && blocks < totalBlocks) {
-    auto more = hfs_.extentsForID(f.fileID, kDataFork, static_cast<std::uint32_t>(blocks), totalBlocks);
-    if (more)
-      for (const Extent& e : *more) {
-        addDataExtStartBlock(e.startBlock, e.blockCount, dir);
-        blocks += e.blockCount;
-      }
-    if (blocks != totalBlocks) {
-      arena.freeNDir(dir);
-      return;
-    }
   }
   dir->complete = 1;
   arena.setFileName(key.name, dir);

@@ -163,7 +163,7 @@ bool LostVolumeScan::verifyVIB(const VolumeInformationBlock& header) const {
   if (sectorBytes == 0 || header.blockSize == 0 || header.blockSize % sectorBytes != 0) return false;
   const std::uint32_t perBlock = header.blockSize / sectorBytes;
   if (perBlock != 2 && perBlock != 4 && perBlock != 8 && perBlock != 16) return false;
-  auto forkIsSet = [](const HFSPlusForkData_& fork) {
+  auto forkIsSet = [](const HFSPlusForkData& fork) {
     return fork.logicalSize != 0 && fork.clumpSize != 0 && fork.totalBlocks != 0 && fork.extents[0].startBlock != 0 &&
            fork.extents[0].blockCount != 0;
   };

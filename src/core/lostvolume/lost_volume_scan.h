@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "base/dict.h"
-#include "hfs/bt_header_record.h"
-#include "hfs/volume_information_block.h"
 #include "media/dmedia.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/volume_information_block.h"
 
 namespace nua {
 

@@ -4,13 +4,13 @@
 #include <optional>
 
 #include "base/text.h"
-#include "hfs/bt_header_record.h"
-#include "hfs/bt_node_descriptor.h"
-#include "hfs/hfs_catalog_folder.h"
-#include "hfs/hfs_catalog_key.h"
 #include "hfs/hfs_volume.h"
 #include "lostvolume/lost_volume_scan.h"
 #include "media/partition_reader.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_catalog_folder.h"
+#include "ondisk/hfs_catalog_key.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -36,7 +36,7 @@ std::optional<BTHeaderRecord> readHeaderNode(DMedia& media, std::uint64_t sector
   return *record;
 }
 
-bool isCountedLeaf(const BTNodeDescriptor_& d) { return d.height == 1 && d.kind == kBTLeafNode && d.numRecords != 0; }
+bool isCountedLeaf(const BTNodeDescriptor& d) { return d.height == 1 && d.kind == kBTLeafNode && d.numRecords != 0; }
 
 // The catalog's extents past the header's eight, from the extents-overflow file, read the way a scan
 // of the volume reads them.
@@ -224,7 +224,7 @@ void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAl
   const std::uint64_t sector = nodes.catalogNodeToSector(media_.firstLeafNode);
   std::vector<std::byte> leaf(2 * sectorBytes, std::byte{0});
   const bool read = sector != 0 && media_.readSector(sector, 2, leaf);
-  const auto descriptor = read ? parseBTNodeDescriptor(leaf) : Parsed<BTNodeDescriptor_>::failure("unread");
+  const auto descriptor = read ? parseBTNodeDescriptor(leaf) : Parsed<BTNodeDescriptor>::failure("unread");
   if (descriptor && descriptor->bLink == 0 && descriptor->kind == kBTLeafNode && descriptor->height == 1) {
     // The first record of the first leaf is the root folder's: its key names the volume.
     const auto key = parseHFSPlusCatalogKey(ByteSpan(leaf).subspan(kBTNodeDescriptorSize));

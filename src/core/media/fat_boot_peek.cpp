@@ -1,37 +1,11 @@
 #include "media/fat_boot_peek.h"
 
-#include <cstring>
+#include "ondisk/exfat_boot_sector.h"
 
-namespace nua::peek {
-
-Parsed<FatBootSector> parseFatBootSector(ByteSpan b) {
-  if (b.size() < kFatBootSectorSize)
-    return Parsed<FatBootSector>::failure(parseReason("FAT boot sector", "signature", 510, "past the end"));
-  FatBootSector s;
-  s.jump = u8(b, 0);
-  s.jumpOperand = u8(b, 2);
-  s.bytesPerSector = le16(b, 11);
-  s.sectorsPerCluster = u8(b, 13);
-  s.reservedSectors = le16(b, 14);
-  s.fatCount = u8(b, 16);
-  s.rootEntries = le16(b, 17);
-  s.totalSectors16 = le16(b, 19);
-  s.mediaDescriptor = u8(b, 21);
-  s.fatSize16 = le16(b, 22);
-  s.hiddenSectors = le32(b, 28);
-  s.totalSectors32 = le32(b, 32);
-  s.fatSize32 = le32(b, 36);
-  s.signature = le16(b, 510);
-  return Parsed<FatBootSector>::success(s);
-}
-
+namespace nua {
 namespace {
 
 bool isPowerOfTwo(std::uint32_t value) { return value != 0 && (value & (value - 1)) == 0; }
-
-}  // namespace
-
-namespace {
 
 std::uint64_t metadataSectors(const FatBootSector& boot) {
   const std::uint64_t rootSectors =
@@ -84,7 +58,7 @@ const char* fatTypeOf(const FatBootSector& boot, std::uint64_t sourceBytes) {
 bool isFatBootSector(const FatBootSector& boot) {
   const bool jump = boot.jump == 0xE9 || (boot.jump == 0xEB && boot.jumpOperand == 0x90);
   const bool media = boot.mediaDescriptor == 0xF0 || boot.mediaDescriptor >= 0xF8;
-  return jump && boot.signature == 0xAA55 && boot.bytesPerSector >= 512 && boot.bytesPerSector <= 4096 &&
+  return jump && boot.signature == kFatBootSignature && boot.bytesPerSector >= 512 && boot.bytesPerSector <= 4096 &&
          isPowerOfTwo(boot.bytesPerSector) && isPowerOfTwo(boot.sectorsPerCluster) && boot.reservedSectors != 0 &&
          (boot.fatCount == 1 || boot.fatCount == 2) && (boot.fatSize16 != 0 || boot.fatSize32 != 0) && media;
 }
@@ -98,9 +72,9 @@ bool isExfatBootSector(ByteSpan bytes, std::size_t sectorBytes) {
   for (const std::size_t at : {std::size_t{0}, 12 * sectorBytes}) {
     if (!fits(bytes.size(), at, kFatBootSectorSize)) continue;
     const ByteSpan sector = bytes.subspan(at, kFatBootSectorSize);
-    if (std::memcmp(sector.data() + 3, "EXFAT   ", 8) == 0 && le16(sector, 510) == 0xAA55) return true;
+    if (hasExfatName(sector) && le16(sector, 510) == kFatBootSignature) return true;
   }
   return false;
 }
 
-}  // namespace nua::peek
+}  // namespace nua

@@ -1,35 +1,13 @@
-// The boot sector fields discovery reads to tell FAT12, FAT16 and FAT32 apart and to recognise a
-// FAT volume written straight onto a disk. Little-endian.
+// What discovery and the FAT engine decide from a decoded boot sector: FAT12, FAT16 or FAT32, the
+// volume's length and clusters, and whether a sector is a FAT or exFAT boot sector at all.
 #pragma once
 
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "base/parse_result.h"
+#include "ondisk/fat_boot_sector.h"
 
-namespace nua::peek {
-
-// Layout: 0 u8 jump; 2 u8 jump operand; 11 u16 bytes per sector; 13 u8 sectors per cluster;
-// 14 u16 reserved sectors; 16 u8 FATs; 17 u16 root entries; 19 u16 total sectors; 21 u8 media
-// descriptor; 22 u16 FAT size; 28 u32 hidden sectors; 32 u32 total sectors; 36 u32 FAT size;
-// 510 u16 signature.
-constexpr std::size_t kFatBootSectorSize = 512;
-struct FatBootSector {
-  std::uint8_t jump = 0, jumpOperand = 0;
-  std::uint16_t bytesPerSector = 0;
-  std::uint8_t sectorsPerCluster = 0;
-  std::uint16_t reservedSectors = 0;
-  std::uint8_t fatCount = 0;
-  std::uint16_t rootEntries = 0;
-  std::uint16_t totalSectors16 = 0;
-  std::uint8_t mediaDescriptor = 0;
-  std::uint16_t fatSize16 = 0;
-  std::uint32_t hiddenSectors = 0;
-  std::uint32_t totalSectors32 = 0;
-  std::uint32_t fatSize32 = 0;
-  std::uint16_t signature = 0;
-};
-[[nodiscard]] Parsed<FatBootSector> parseFatBootSector(ByteSpan bytes);
+namespace nua {
 
 // The volume's length in its own sectors: the boot sector's total (the 16-bit field, else the
 // 32-bit one), unless that is 0, or claims more than `sourceSectors` (the partition or image holding
@@ -60,4 +38,4 @@ struct FatBootSector {
 // Byte offset of the first table from the start of the volume.
 [[nodiscard]] std::uint64_t firstFatByteOffset(const FatBootSector& boot);
 
-}  // namespace nua::peek
+}  // namespace nua

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "media/crc32.h"
+#include "ondisk/crc32.h"
 
 namespace nua {
 namespace {

@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "media/guid_partition_table_header.h"
 #include "media/image_geometry.h"
+#include "ondisk/guid_partition_table_header.h"
 
 namespace nua {
 

@@ -4,8 +4,8 @@
 #include <vector>
 
 #include "media/fat_boot_peek.h"
-#include "media/hfs_peek.h"
-#include "media/master_boot_record.h"
+#include "ondisk/master_boot_record.h"
+#include "ondisk/volume_information_block.h"
 
 namespace nua {
 namespace {
@@ -23,26 +23,26 @@ bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
 bool volumeBeginsAt(std::uint64_t byteOffset, std::uint32_t sectorSize, const ByteReader& read) {
   std::vector<std::byte> head(2048, std::byte{0});
   if (!read(byteOffset, head)) return false;
-  if (const auto boot = peek::parseFatBootSector(head); boot && peek::isFatBootSector(*boot))
+  if (const auto boot = parseFatBootSector(head); boot && isFatBootSector(*boot))
     return boot->bytesPerSector == sectorSize;
   const std::uint16_t signature = be16(head, 1024);
-  return peek::isHfsPlusSignature(signature) || signature == peek::kHfsWrapperSignature;
+  return isHfsPlusSignature(signature) || signature == kSignatureBD;
 }
 
 }  // namespace
 
 bool beginsWithFatVolume(ByteSpan head, const ByteReader& read) {
-  const auto boot = peek::parseFatBootSector(head);
-  if (!boot || !peek::isFatBootSector(*boot)) return false;
+  const auto boot = parseFatBootSector(head);
+  if (!boot || !isFatBootSector(*boot)) return false;
   std::byte firstTableByte{0};
-  if (!read(peek::firstFatByteOffset(*boot), std::span<std::byte>(&firstTableByte, 1))) return false;
+  if (!read(firstFatByteOffset(*boot), std::span<std::byte>(&firstTableByte, 1))) return false;
   return static_cast<std::uint8_t>(firstTableByte) == boot->mediaDescriptor;
 }
 
 std::uint32_t imageSectorSize(ByteSpan head, std::uint64_t sizeBytes, const ByteReader& read) {
   if (hasText(head, kSmallSector, "EFI PART")) return kSmallSector;
   if (hasText(head, kLargeSector, "EFI PART")) return kLargeSector;
-  if (beginsWithFatVolume(head, read)) return peek::parseFatBootSector(head)->bytesPerSector;
+  if (beginsWithFatVolume(head, read)) return parseFatBootSector(head)->bytesPerSector;
   const auto mbr = parseMasterBootRecord(head);
   if (!mbr || mbr->signature != kMbrSignature) return kSmallSector;
   if (mbr->entries[0].systemId == 0xEE) {
@@ -54,7 +54,7 @@ std::uint32_t imageSectorSize(ByteSpan head, std::uint64_t sizeBytes, const Byte
   }
   // The table doesn't say its unit: the first partition whose start holds a volume in one of the two
   // units decides. Extended entries point at further tables, not at volumes.
-  for (const Fdisk_Partition_Table& entry : mbr->entries) {
+  for (const MbrPartitionEntry& entry : mbr->entries) {
     if (entry.systemId == 0 || isExtendedSystemId(entry.systemId) || entry.relativeSector == 0) continue;
     if (volumeBeginsAt(std::uint64_t{entry.relativeSector} * kSmallSector, kSmallSector, read)) return kSmallSector;
     if (volumeBeginsAt(std::uint64_t{entry.relativeSector} * kLargeSector, kLargeSector, read)) return kLargeSector;

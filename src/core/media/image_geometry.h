@@ -15,7 +15,7 @@ namespace nua {
 using ByteReader = std::function<bool(std::uint64_t byteOffset, std::span<std::byte> out)>;
 
 // Whether `head` (the source's first sector or more) is the boot sector of a FAT volume: its fields
-// pass peek::isFatBootSector and the first table begins with the media descriptor. Boot code that
+// pass isFatBootSector and the first table begins with the media descriptor. Boot code that
 // fills the partition-table area (as Windows and DOS write it) does not matter. False when the table
 // can't be read.
 [[nodiscard]] bool beginsWithFatVolume(ByteSpan head, const ByteReader& read);

@@ -8,9 +8,9 @@
 #include "media/dmedia.h"
 #include "media/drive_finder.h"
 #include "media/fat_boot_peek.h"
-#include "media/hfs_peek.h"
 #include "media/image_geometry.h"
 #include "media/partition_reader.h"
+#include "ondisk/volume_information_block.h"
 
 namespace nua {
 namespace {
@@ -24,10 +24,11 @@ bool hasText(ByteSpan bytes, std::size_t offset, const char* text) {
 // later) or "".
 std::string bareFileSystem(ByteSpan head, const ByteReader& read) {
   const std::uint16_t signature = be16(head, 1024);
-  if (peek::isHfsPlusSignature(signature) || signature == peek::kHfsWrapperSignature) return "Apple_HFS";
-  if (peek::isExfatBootSector(head)) return "exFAT";
-  const auto boot = peek::parseFatBootSector(head);
-  if (boot && boot->signature == 43605 && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT"))) return "FAT32";
+  if (isHfsPlusSignature(signature) || signature == kSignatureBD) return "Apple_HFS";
+  if (isExfatBootSector(head)) return "exFAT";
+  const auto boot = parseFatBootSector(head);
+  if (boot && boot->signature == kFatBootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT")))
+    return "FAT32";
   // A FAT boot sector without the type text (older DOS) is told by its fields and its first table.
   if (beginsWithFatVolume(head, read)) return "FAT32";
   return "";
@@ -37,11 +38,11 @@ std::string bareFileSystem(ByteSpan head, const ByteReader& read) {
 // the end of the image, is intact: still a volume, scanned from that header.
 std::string bareFileSystemOrAlternateHfs(ByteSpan head, const ByteReader& read, const DeviceFile& file) {
   if (std::string content = bareFileSystem(head, read); !content.empty()) return content;
-  const std::uint64_t at = peek::alternateHeaderByte(file.sizeInBytes());
+  const std::uint64_t at = alternateHeaderByte(file.sizeInBytes());
   std::vector<std::byte> header(2, std::byte{0});
   int errorNumber = 0;
   if (at == 0 || file.readAt(at, header, errorNumber) == ReadOutcome::kFailed) return "";
-  return peek::isHfsVolumeSignature(be16(header, 0)) ? "Apple_HFS" : "";
+  return isHfsVolumeSignature(be16(header, 0)) ? "Apple_HFS" : "";
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <set>
 #include <vector>
 
-#include "media/master_boot_record.h"
+#include "ondisk/master_boot_record.h"
 
 namespace nua {
 
@@ -25,7 +25,7 @@ bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t fir
     reason = "table at sector " + std::to_string(sector) + " has no 55 AA signature";
     return false;
   }
-  for (const Fdisk_Partition_Table& entry : record->entries) {
+  for (const MbrPartitionEntry& entry : record->entries) {
     if (entry.systemId == 0) continue;
     // 32-bit sums, as the table's own fields are: a chain never leaves the first 2 TiB of 512 sectors.
     const std::uint32_t base = isExtendedSystemId(entry.systemId) ? firstExtOffset : sector;

@@ -5,14 +5,15 @@
 
 #include "base/bytes.h"
 #include "base/text.h"
-#include "media/guid_partition_table_entry.h"
 #include "media/gpt_header_choice.h"
-#include "media/guid_partition_table_header.h"
 #include "media/image_geometry.h"
 #include "media/linux_media_source.h"
-#include "media/master_boot_record.h"
 #include "media/mbr_chain.h"
-#include "media/partition_map.h"
+#include "ondisk/guid_partition_table_entry.h"
+#include "ondisk/guid_partition_table_header.h"
+#include "ondisk/master_boot_record.h"
+#include "ondisk/master_directory_block.h"
+#include "ondisk/partition_map.h"
 
 namespace nua {
 namespace {
@@ -99,18 +100,18 @@ std::vector<Dict> PartitionReader::listAllPartitions() {
 
 void PartitionReader::bareVolume() {
   if (allTypes_) return;
-  std::vector<std::byte> mdb(peek::kMasterDirectoryBlockSize, std::byte{0});
+  std::vector<std::byte> mdb(kMasterDirectoryBlockSize, std::byte{0});
   if (!readBytes(1024, mdb)) return;
-  if (!peek::isHfsVolumeSignature(be16(mdb, 0)) && !hasAlternateHfsHeader()) return;
+  if (!isHfsVolumeSignature(be16(mdb, 0)) && !hasAlternateHfsHeader()) return;
   // A volume image without a map is its own one partition, so that partition recovery reaches it.
   media_.volumePMArray.push_back(partitionDict(0, media_.sizeInSect, "Untitled 1"));
   getVolumeNamesPM();
 }
 
 bool PartitionReader::hasAlternateHfsHeader() {
-  const std::uint64_t at = peek::alternateHeaderByte(media_.sizeInSect * static_cast<std::uint64_t>(media_.u32BytesInSector));
+  const std::uint64_t at = alternateHeaderByte(media_.sizeInSect * static_cast<std::uint64_t>(media_.u32BytesInSector));
   std::vector<std::byte> header(2, std::byte{0});
-  return at != 0 && readBytes(at, header) && peek::isHfsVolumeSignature(be16(header, 0));
+  return at != 0 && readBytes(at, header) && isHfsVolumeSignature(be16(header, 0));
 }
 
 void PartitionReader::readAndInterpretMBR() {

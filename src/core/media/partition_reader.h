@@ -9,7 +9,7 @@
 
 #include "base/dict.h"
 #include "media/dmedia.h"
-#include "media/hfs_peek.h"
+#include "ondisk/volume_information_block.h"
 #include "records/extent.h"
 
 namespace nua {
@@ -64,7 +64,7 @@ class PartitionReader {
   std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors
   std::string chainStopReason_;
   std::string gptHeaderUsed_;
-  peek::VolumeHeader header_;
+  VolumeInformationBlock header_;
   bool allTypes_ = false;
 };
 

@@ -4,6 +4,12 @@
 
 #include "base/bytes.h"
 #include "media/partition_reader.h"
+#include "ondisk/bt_header_record.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/catalog_root_folder.h"
+#include "ondisk/hfs_extent_key.h"
+#include "ondisk/hfs_fork_data.h"
+#include "ondisk/master_directory_block.h"
 
 namespace nua {
 namespace {
@@ -17,11 +23,11 @@ bool PartitionReader::readVolumeHeaderAt(std::uint64_t volumeStart, bool checkSi
   media_.HPlusVolStart = volumeStart;
   const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
   if (volumeStart > (UINT64_MAX - 1024) / sectorSize) return false;
-  std::vector<std::byte> raw(peek::kVolumeHeaderSize, std::byte{0});
+  std::vector<std::byte> raw(kVolumeInformationBlockSize, std::byte{0});
   if (!readBytes(volumeStart * sectorSize + 1024, raw)) return false;
-  const auto header = peek::parseVolumeHeader(raw);
+  const auto header = parseVolumeInformationBlock(raw);
   if (!header) return false;
-  if (checkSignature && !peek::isHfsPlusSignature(header->signature)) return false;
+  if (checkSignature && !isHfsPlusSignature(header->signature)) return false;
   header_ = *header;
   return true;
 }
@@ -39,15 +45,15 @@ void PartitionReader::getVolumeNamesPM() {
   for (Dict& partition : media_.volumePMArray) {
     const std::uint64_t start = partition.uint64("Volume Start");
     if (start > (UINT64_MAX - 1024) / sectorSize) continue;
-    std::vector<std::byte> raw(peek::kMasterDirectoryBlockSize, std::byte{0});
+    std::vector<std::byte> raw(kMasterDirectoryBlockSize, std::byte{0});
     if (!readBytes(start * sectorSize + 1024, raw)) continue;
-    const auto mdb = peek::parseWrapperHeader(raw);
+    const auto mdb = parseMasterDirectoryBlock(raw);
     if (!mdb) continue;
-    if (peek::isHfsPlusSignature(mdb->drSigWord)) {
+    if (isHfsPlusSignature(mdb->drSigWord)) {
       if (readVolumeHeaderAt(start, false)) nameFromCatalog(partition);
-    } else if (mdb->drSigWord == peek::kHfsWrapperSignature) {
+    } else if (mdb->drSigWord == kSignatureBD) {
       if (!mdb->drVN.empty()) partition.set("Volume Name", mdb->drVN);
-      if (!peek::isHfsPlusSignature(mdb->drEmbedSigWord)) continue;
+      if (!isHfsPlusSignature(mdb->drEmbedSigWord)) continue;
       // The embedded volume's own root name wins over the wrapper's.
       const std::uint64_t embedded =
           start + mdb->drAlBlSt + std::uint64_t{mdb->drAlBlkSiz / static_cast<std::uint32_t>(sectorSize)} * mdb->xdrStABN;
@@ -67,15 +73,15 @@ void PartitionReader::nameFromCatalog(Dict& partition) {
   const auto blockSize = static_cast<std::uint64_t>(media_.blockSize);
   std::vector<std::byte> node(static_cast<std::size_t>(sectorSize), std::byte{0});
 
-  for (const peek::ExtentDescriptor& e : header_.extentsFile.extents)
+  for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents)
     if (e.startBlock != 0) media_.extentsExt.push_back({e.startBlock, e.blockCount});
   // The header node is the first node of its file; its record follows the 14-byte descriptor.
   auto readHeaderNode = [&](std::uint32_t firstBlock, std::int32_t& nodeSize, std::uint32_t& root,
                             std::uint32_t* firstLeaf) {
     if (!media_.readSector(media_.HPlusVolStart + firstBlock * blockSize, 1, node)) return false;
-    const auto descriptor = peek::parseNodeDescriptor(node);
-    if (!descriptor || !peek::isHeaderNode(*descriptor)) return false;
-    const auto record = peek::parseHeaderRecord(std::span<const std::byte>(node).subspan(peek::kNodeDescriptorSize));
+    const auto descriptor = parseBTNodeDescriptor(node);
+    if (!descriptor || !isHeaderNodeDescriptor(*descriptor)) return false;
+    const auto record = parseBTHeaderRecord(ByteSpan(node).subspan(kBTNodeDescriptorSize));
     if (!record) return false;
     nodeSize = static_cast<std::int32_t>(record->nodeSize / sectorSize);
     root = record->rootNode;
@@ -85,7 +91,7 @@ void PartitionReader::nameFromCatalog(Dict& partition) {
   (void)readHeaderNode(header_.extentsFile.extents[0].startBlock, media_.extNodeSize, media_.extRootNode, nullptr);
 
   std::uint64_t sum = 0;
-  for (const peek::ExtentDescriptor& e : header_.catalogFile.extents) {
+  for (const HFSPlusExtentDescriptor& e : header_.catalogFile.extents) {
     if (e.startBlock == 0) continue;
     media_.catalogExt.push_back({e.startBlock, e.blockCount});
     sum += e.blockCount;
@@ -103,7 +109,7 @@ void PartitionReader::nameFromCatalog(Dict& partition) {
   if (leafSector == 0) return;
   std::vector<std::byte> leaf(2 * static_cast<std::size_t>(sectorSize), std::byte{0});
   if (!media_.readSector(leafSector, 2, leaf)) return;
-  if (const auto name = peek::parseRootFolderName(leaf); name && !name->empty()) partition.set("Volume Name", *name);
+  if (const auto name = parseRootFolderName(leaf); name && !name->empty()) partition.set("Volume Name", *name);
 }
 
 namespace {
@@ -131,7 +137,7 @@ std::uint64_t PartitionReader::catalogNodeToSector(std::uint32_t node) const {
 std::uint64_t PartitionReader::extentsNodeToSector(std::int32_t node) const {
   if (node < 0) return 0;
   std::vector<Extent> extents;
-  for (const peek::ExtentDescriptor& e : header_.extentsFile.extents) extents.push_back({e.startBlock, e.blockCount});
+  for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents) extents.push_back({e.startBlock, e.blockCount});
   return nodeToSector(extents, static_cast<std::uint64_t>(node), media_.extNodeSize, media_.blockSize,
                       media_.HPlusVolStart);
 }
@@ -149,24 +155,24 @@ std::vector<Extent> PartitionReader::extentsForID(std::uint32_t fileID, std::uin
   auto recordOffset = [&](std::size_t index) -> std::size_t {
     const std::size_t slot = nodeBytes - 2 * (index + 1);
     const std::size_t offset = be16(node, slot);
-    return fits(nodeBytes, offset, 20) && offset >= peek::kNodeDescriptorSize ? offset : 0;
+    return fits(nodeBytes, offset, 20) && offset >= kBTNodeDescriptorSize ? offset : 0;
   };
   // Keys order by fork type, then file ID, then start block: at or left of the leaf that holds a
   // data-fork record.
+  auto keyAt = [&](std::size_t at) { return parseHFSPlusExtentKey(ByteSpan(node).subspan(at)); };
   auto keyAtOrBelow = [&](std::size_t at, std::uint32_t start) {
-    const std::uint8_t f = u8(node, at + 2);
-    const std::uint32_t id = be32(node, at + 4);
-    const std::uint32_t block = be32(node, at + 8);
-    if (f != fork) return f < fork;
-    if (id != fileID) return id < fileID;
-    return block <= start;
+    const auto key = keyAt(at);
+    if (!key) return false;
+    if (key->forkType != fork) return key->forkType < fork;
+    if (key->fileID != fileID) return key->fileID < fileID;
+    return key->startBlock <= start;
   };
 
   std::uint32_t current = media_.extRootNode;
   // Descend the index nodes; a node with no usable key ends the lookup instead of being read again.
   for (int depth = 0;; ++depth) {
     if (depth >= kMaxIndexDepth || !readNode(current)) return found;
-    const auto d = peek::parseNodeDescriptor(node);
+    const auto d = parseBTNodeDescriptor(node);
     if (!d) return found;
     if (d->kind != 0) break;
     std::uint32_t child = 0;
@@ -184,20 +190,19 @@ std::vector<Extent> PartitionReader::extentsForID(std::uint32_t fileID, std::uin
   std::uint32_t have = startBlock;
   std::set<std::uint32_t> visited;
   for (std::size_t step = 0; step < kMaxLeafSteps && visited.insert(current).second; ++step) {
-    const auto d = peek::parseNodeDescriptor(node);
+    const auto d = parseBTNodeDescriptor(node);
     if (!d || d->numRecords == 0) break;
     if (d->kind == -1) {
       // Records in key order: take each one that continues the fork where the last one ended.
       for (std::size_t i = 0; i < d->numRecords; ++i) {
         const std::size_t at = recordOffset(i);
         if (at == 0 || !fits(nodeBytes, at, 76)) continue;
-        if (u8(node, at + 2) != fork || be32(node, at + 4) != fileID || be32(node, at + 8) != have) continue;
-        for (std::size_t k = 0; k < 8; ++k) {
-          const std::uint32_t s = be32(node, at + 12 + 8 * k);
-          const std::uint32_t c = be32(node, at + 16 + 8 * k);
-          if (s == 0) break;
-          found.push_back({s, c});
-          have += c;
+        const auto key = keyAt(at);
+        if (!key || key->forkType != fork || key->fileID != fileID || key->startBlock != have) continue;
+        for (const HFSPlusExtentDescriptor& e : readExtentRecord(node, at + kExtentKeySize)) {
+          if (e.startBlock == 0) break;
+          found.push_back({e.startBlock, e.blockCount});
+          have += e.blockCount;
         }
         if (have >= totalBlocks) return found;
       }

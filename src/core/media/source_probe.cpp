@@ -9,6 +9,7 @@
 #include "media/device_file.h"
 #include "media/fat_boot_peek.h"
 #include "media/image_geometry.h"
+#include "ondisk/volume_information_block.h"
 
 namespace nua {
 namespace {
@@ -26,13 +27,13 @@ std::string layoutOf(ByteSpan head, std::uint32_t sectorSize, const ByteReader& 
   if (hasText(head, 0, "ER") && hasText(head, sectorSize, "PM")) return "Apple partition map";
   if (fits(head.size(), 1024, 2)) {
     const std::uint16_t signature = be16(head, 1024);
-    if (signature == 0x482B) return "HFS+";
-    if (signature == 0x4858) return "HFSX";
-    if (signature == 0x4244) return "HFS wrapper";
+    if (signature == kSignatureHPlus) return "HFS+";
+    if (signature == kSignatureHX) return "HFSX";
+    if (signature == kSignatureBD) return "HFS wrapper";
   }
   const bool bootSignature = fits(head.size(), 510, 2) && u8(head, 510) == 0x55 && u8(head, 511) == 0xAA;
   // The backup boot sector tells an exFAT volume whose main one is damaged.
-  if (peek::isExfatBootSector(head)) return "exFAT";
+  if (isExfatBootSector(head)) return "exFAT";
   if (bootSignature && (hasText(head, 54, "FAT") || hasText(head, 82, "FAT32"))) return "FAT";
   if (beginsWithFatVolume(head, read)) return "FAT";
   if (bootSignature) return "MBR";

@@ -7,8 +7,9 @@
 
 #include "base/bytes.h"
 #include "media/fat_boot_peek.h"
-#include "media/hfs_peek.h"
 #include "media/read_volume.h"
+#include "ondisk/master_directory_block.h"
+#include "ondisk/volume_information_block.h"
 
 namespace nua {
 namespace {
@@ -28,8 +29,8 @@ std::vector<std::byte> readSectors(const Dict& entry, std::uint64_t sector, std:
 }
 
 std::string hfsContent(std::uint16_t signature) {
-  if (signature == peek::kHfsxSignature) return "Apple_HFSX";
-  if (signature == peek::kHfsPlusSignature) return "Apple_HFS";
+  if (signature == kSignatureHX) return "Apple_HFSX";
+  if (signature == kSignatureHPlus) return "Apple_HFS";
   return "-";
 }
 
@@ -37,14 +38,14 @@ std::string hfsContent(std::uint16_t signature) {
 // (1024 bytes before the volume's end, "Size" bytes from its start) put in its place; the first
 // sectors as read otherwise. So a volume that lost only its primary header is judged by its copy.
 std::vector<std::byte> withAlternateHeader(const Dict& entry, std::vector<std::byte> head) {
-  if (!fits(head.size(), 1024, 512) || peek::isHfsVolumeSignature(be16(head, 1024))) return head;
+  if (!fits(head.size(), 1024, 512) || isHfsVolumeSignature(be16(head, 1024))) return head;
   const std::uint32_t sectorSize = sectorSizeOf(entry);
-  const std::uint64_t at = peek::alternateHeaderByte(entry.uint64("Size"));
+  const std::uint64_t at = alternateHeaderByte(entry.uint64("Size"));
   if (at == 0) return head;
   const std::size_t within = static_cast<std::size_t>(at % sectorSize);
   const auto sectors = static_cast<std::uint32_t>((within + 512 + sectorSize - 1) / sectorSize);
   const std::vector<std::byte> tail = readSectors(entry, at / sectorSize, sectors);
-  if (!fits(tail.size(), within, 512) || !peek::isHfsVolumeSignature(be16(tail, within))) return head;
+  if (!fits(tail.size(), within, 512) || !isHfsVolumeSignature(be16(tail, within))) return head;
   std::copy_n(tail.begin() + static_cast<std::ptrdiff_t>(within), 512, head.begin() + 1024);
   return head;
 }
@@ -58,19 +59,18 @@ std::optional<Dict> checkForJournal(const Dict& entry) {
   head = withAlternateHeader(entry, std::move(head));
   Dict result{{"HFSVolumeStart", std::uint64_t{0}}};
   std::size_t headerOffset = 1024;
-  if (be16(head, 1024) == peek::kHfsWrapperSignature) {
-    const std::uint32_t blockBytes = be32(head, 1044);
-    const std::uint16_t firstBlockSector = be16(head, 1052);
-    const std::uint16_t embeddedStart = be16(head, 1150);
-    const std::uint64_t start = std::uint64_t{embeddedStart} * blockBytes / sectorSize + firstBlockSector;
+  const auto at = [&head](std::size_t offset) { return ByteSpan(head).subspan(std::min(offset, head.size())); };
+  if (const auto mdb = parseMasterDirectoryBlock(at(1024)); mdb && mdb->drSigWord == kSignatureBD) {
+    const std::uint64_t start = std::uint64_t{mdb->xdrStABN} * mdb->drAlBlkSiz / sectorSize + mdb->drAlBlSt;
     result.set("HFSVolumeStart", start);
     head = readSectors(entry, start, 8);
     if (head.empty()) return std::nullopt;
     headerOffset = 2 * static_cast<std::size_t>(sectorSize);
   }
-  if (!fits(head.size(), headerOffset, 8)) return std::nullopt;
-  result.set("Content", hfsContent(be16(head, headerOffset)));
-  const bool journaled = (be32(head, headerOffset + 4) & peek::kJournaledAttribute) != 0;
+  const auto header = parseVolumeInformationBlock(at(headerOffset));
+  if (!header) return std::nullopt;
+  result.set("Content", hfsContent(header->signature));
+  const bool journaled = (header->attributes & kVolumeJournaledAttribute) != 0;
   result.set("journaled", journaled ? "Yes" : "No");
   result.set("supportFileSystemRecovery", journaled ? 1 : 0);
   return result;
@@ -79,15 +79,15 @@ std::optional<Dict> checkForJournal(const Dict& entry) {
 bool isVolumeFAT(const Dict& entry) {
   const std::vector<std::byte> head = readSectors(entry, 0, 4);
   if (head.size() < 85) return false;
-  if (peek::isExfatBootSector(readSectors(entry, 0, 13), sectorSizeOf(entry))) return true;
+  if (isExfatBootSector(readSectors(entry, 0, 13), sectorSizeOf(entry))) return true;
   return std::memcmp(head.data() + 54, "FAT", 3) == 0 || std::memcmp(head.data() + 82, "FAT", 3) == 0;
 }
 
 std::string fatFileSystemDetermination(const Dict& entry) {
   const std::vector<std::byte> head = readSectors(entry, 0, 4);
-  if (peek::isExfatBootSector(readSectors(entry, 0, 13), sectorSizeOf(entry))) return "exFAT";
-  const auto boot = peek::parseFatBootSector(head);
-  return boot ? peek::fatTypeOf(*boot, entry.uint64("Size")) : "-";
+  if (isExfatBootSector(readSectors(entry, 0, 13), sectorSizeOf(entry))) return "exFAT";
+  const auto boot = parseFatBootSector(head);
+  return boot ? fatTypeOf(*boot, entry.uint64("Size")) : "-";
 }
 
 bool isFATWithoutPartitionMap(const Dict& drive) {
@@ -95,10 +95,10 @@ bool isFATWithoutPartitionMap(const Dict& drive) {
   std::vector<std::byte> head(4096, std::byte{0});
   if (!readSaveSectorQuietly(0, 4096 / sectorSize ? 4096 / sectorSize : 1, sectorSize, head, drive.string("Path")))
     return false;
-  const auto boot = peek::parseFatBootSector(head);
+  const auto boot = parseFatBootSector(head);
   if (!boot) return false;
   const bool jump = boot->jump == 0xE9 || (boot->jump == 0xEB && boot->jumpOperand == 0x90);
-  if (!jump || boot->signature != 43605 || boot->bytesPerSector == 0 || boot->bytesPerSector % 512 != 0 ||
+  if (!jump || boot->signature != kFatBootSignature || boot->bytesPerSector == 0 || boot->bytesPerSector % 512 != 0 ||
       !(boot->sectorsPerCluster == 1 || boot->sectorsPerCluster % 2 == 0) || boot->fatCount != 2)
     return false;
   // The first FAT begins with the media descriptor; a damaged first copy may be told by the second.

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "hfs/bt_node_descriptor.h"
 #include "hfs/detail/node_chain.h"
+#include "ondisk/bt_node_descriptor.h"
 #include "records/entry_arena.h"
 
 namespace nua::detail {
@@ -34,7 +34,7 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
       continue;
     }
     const std::uint64_t sector = hfs_.catNodeToSector(nodeNumber);
-    std::optional<BTNodeDescriptor_> descriptor;
+    std::optional<BTNodeDescriptor> descriptor;
     if (sector != 0) {
       std::fill(node_.begin(), node_.end(), std::byte{0});
       (void)v_.readSector(sector, v_.catNodeSize, node_);
@@ -102,7 +102,7 @@ std::optional<CatalogRecordHead> readCatalogRecordHead(ByteSpan node, std::size_
   return head;
 }
 
-Entry* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key, std::uint32_t fileID,
+Entry* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey& key, std::uint32_t fileID,
                         std::uint32_t createDate, std::uint32_t modDate) {
   Entry* dir = v.arena->newDir();
   dir->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);

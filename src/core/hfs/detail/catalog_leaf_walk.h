@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "base/bytes.h"
-#include "hfs/hfs_catalog_key.h"
 #include "hfs/hfs_volume.h"
+#include "ondisk/hfs_catalog_key.h"
 
 namespace nua::detail {
 
@@ -43,7 +43,7 @@ class CatalogLeafWalk {
 
 // Where one record of a leaf node stands, once its offset, key and name passed the walk's checks.
 struct CatalogRecordHead {
-  HFSPlusCatalogKey_ key;
+  HFSPlusCatalogKey key;
   std::size_t offset = 0;      // of the key
   std::size_t keyLength = 0;
   std::size_t bodyOffset = 0;  // behind the key
@@ -60,7 +60,7 @@ struct CatalogRecordHead {
 
 // A new record for a catalog folder (`fileType` 1) or file (2) with the fields every catalog reader
 // takes from the key and the record; the name is left to the caller, which may still drop the record.
-[[nodiscard]] Entry* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey_& key,
+[[nodiscard]] Entry* newCatalogEntry(Volume& v, std::uint16_t fileType, const HFSPlusCatalogKey& key,
                                       std::uint32_t fileID, std::uint32_t createDate, std::uint32_t modDate);
 
 }  // namespace nua::detail

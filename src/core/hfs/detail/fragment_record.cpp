@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "hfs/bt_node_descriptor.h"
+#include "ondisk/bt_node_descriptor.h"
 
 namespace nua::detail {
 
@@ -11,7 +11,7 @@ namespace {
 constexpr std::uint16_t kMaxKeyLength = 517;
 }  // namespace
 
-bool forkFitsItsBlocks(const HFSPlusForkData_& fork, std::uint64_t blockBytes) {
+bool forkFitsItsBlocks(const HFSPlusForkData& fork, std::uint64_t blockBytes) {
   if (blockBytes == 0) return false;
   // 64-bit product: a 32-bit one would drop every fork of 4 GiB or more.
   if (fork.logicalSize > static_cast<std::uint64_t>(fork.totalBlocks) * blockBytes) return false;
@@ -60,7 +60,7 @@ FragmentRecord readFragmentRecord(ByteSpan node, std::size_t sectorBytes, std::u
     if (!within(bodyOffset + kCatalogFolderSize)) return end();
     auto folder = parseHFSPlusCatalogFolder(node.subspan(bodyOffset));
     if (!folder) return end();
-    const HFSPlusCatalogFolder_& f = *folder;
+    const HFSPlusCatalogFolder& f = *folder;
     if (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
         f.recordType != kFolderRecordType)
       return end();
@@ -71,7 +71,7 @@ FragmentRecord readFragmentRecord(ByteSpan node, std::size_t sectorBytes, std::u
   if (!within(bodyOffset + kCatalogFileSize)) return end();
   auto file = parseHFSPlusCatalogFile(node.subspan(bodyOffset));
   if (!file) return end();
-  const HFSPlusCatalogFile_& f = *file;
+  const HFSPlusCatalogFile& f = *file;
   if (journal) {
     if (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0) return next();
     if (f.fileID == 0 || f.recordType != kFileRecordType) return end();

@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "base/bytes.h"
-#include "hfs/hfs_catalog_file.h"
-#include "hfs/hfs_catalog_folder.h"
-#include "hfs/hfs_catalog_key.h"
+#include "ondisk/hfs_catalog_file.h"
+#include "ondisk/hfs_catalog_folder.h"
+#include "ondisk/hfs_catalog_key.h"
 
 namespace nua::detail {
 
@@ -21,9 +21,9 @@ enum class FragmentRules { kWholeVolume, kJournal };
 
 struct FragmentRecord {
   FragmentStep step = FragmentStep::kNext;
-  HFSPlusCatalogKey_ key;
-  HFSPlusCatalogFolder_ folder;
-  HFSPlusCatalogFile_ file;
+  HFSPlusCatalogKey key;
+  HFSPlusCatalogFolder folder;
+  HFSPlusCatalogFile file;
 };
 
 // Record `index` of a node of `numRecords` records whose last sector is `sectorBytes` long.
@@ -31,6 +31,6 @@ struct FragmentRecord {
                                                 std::size_t index, FragmentRules rules);
 
 // A fork whose size fits its blocks: at most totalBlocks blocks, and exactly as many as the size needs.
-[[nodiscard]] bool forkFitsItsBlocks(const HFSPlusForkData_& fork, std::uint64_t blockBytes);
+[[nodiscard]] bool forkFitsItsBlocks(const HFSPlusForkData& fork, std::uint64_t blockBytes);
 
 }  // namespace nua::detail

@@ -3,10 +3,10 @@
 
 #include <algorithm>
 
-#include "hfs/bt_node_descriptor.h"
-#include "hfs/hfs_catalog_file.h"
-#include "hfs/hfs_catalog_folder.h"
-#include "hfs/hfs_catalog_key.h"
+#include "ondisk/bt_node_descriptor.h"
+#include "ondisk/hfs_catalog_file.h"
+#include "ondisk/hfs_catalog_folder.h"
+#include "ondisk/hfs_catalog_key.h"
 
 namespace nua::detail {
 namespace {
@@ -56,7 +56,7 @@ std::optional<FragmentRecord> catalogRecordAt(ByteSpan area, std::size_t at, std
   return record;
 }
 
-bool extentRecordHolds(const HFSPlusExtentRecord_& extents) {
+bool extentRecordHolds(const HFSPlusExtentRecord& extents) {
   if (extents[0].blockCount == 0) return false;
   bool ended = false;
   for (const auto& d : extents) {
@@ -114,7 +114,7 @@ std::vector<StaleExtentRecord> findStaleExtentRecords(ByteSpan node, NodeSlack s
       const auto pad = std::to_integer<std::uint8_t>(area[at + 3]);
       if (key && (forkType == kDataFork || forkType == kResourceFork) && pad == 0 &&
           key->fileID >= kFirstUserCatalogNodeID) {
-        const HFSPlusExtentRecord_ extents = readExtentRecord(area, at + kExtentKeySize);
+        const HFSPlusExtentRecord extents = readExtentRecord(area, at + kExtentKeySize);
         if (extentRecordHolds(extents)) {
           found.push_back(StaleExtentRecord{*key, extents});
           at += kExtentLeafRecordSize;

@@ -10,8 +10,8 @@
 
 #include "base/bytes.h"
 #include "hfs/detail/fragment_record.h"
-#include "hfs/hfs_extent_key.h"
-#include "hfs/hfs_fork_data.h"
+#include "ondisk/hfs_extent_key.h"
+#include "ondisk/hfs_fork_data.h"
 
 namespace nua::detail {
 
@@ -38,8 +38,8 @@ struct NodeSlack {
                                                                   std::uint64_t blockBytes);
 
 struct StaleExtentRecord {
-  HFSPlusExtentKey_ key;
-  HFSPlusExtentRecord_ extents;
+  HFSPlusExtentKey key;
+  HFSPlusExtentRecord extents;
 };
 
 // Whole extents-overflow records in `slack`: key length 10, a fork type of 0 or 0xFF, a zero pad, a user
