@@ -151,17 +151,32 @@ TEST_F(ScanRunTest, RefusedVolumeSaysSoAndGoesBack) {
   EXPECT_TRUE(backToList);
 }
 
-TEST_F(ScanRunTest, TimerTickHandsTheFilledDictionaryOver) {
+TEST_F(ScanRunTest, TimerTickShowsTheOfferedUpdateOnce) {
   start("hfs-basic");
   controller->selectedVolume = volume;
-  volume->dataUpdate = Dict{{"Entries Found", 99}, {"TimeRemaining", "0:00:00:03"}};
-  volume->timerFireMethodCanRun = true;
+  ScanProgress offer = ScanProgress::withCounts(ScanCounts{99, 1, 98, 4096});
+  offer.timeRemaining = "0:00:00:03";
+  controller->offerForTick(offer);
+  EXPECT_TRUE(controller->tickPending());
   controller->myTimerFireMethod();
-  EXPECT_FALSE(volume->timerFireMethodCanRun);
+  EXPECT_FALSE(controller->tickPending());
   EXPECT_EQ(controller->progressScreen().entriesFound, "99");
   EXPECT_EQ(controller->progressScreen().timeRemaining, "0:00:00:03");
   controller->myTimerFireMethod();  // nothing new: the screen stays
   EXPECT_EQ(controller->progressScreen().entriesFound, "99");
+  EXPECT_EQ(controller->progressScreen().timeRemaining, "0:00:00:03");
+}
+
+// A report is newer than an offer still waiting: the tick after it must not bring the old counts back.
+TEST_F(ScanRunTest, AReportDropsTheOfferItOutdates) {
+  start("hfs-basic");
+  controller->selectedVolume = volume;
+  controller->offerForTick(ScanProgress::withCounts(ScanCounts{5, 1, 4, 100}));
+  controller->report(ScanProgress::withCounts(ScanCounts{311, 11, 300, 9000}));
+  EXPECT_FALSE(controller->tickPending());
+  controller->myTimerFireMethod();
+  EXPECT_EQ(controller->progressScreen().entriesFound, "311");
+  EXPECT_EQ(controller->progressScreen().files, "300");
 }
 
 TEST_F(ScanRunTest, FreeTreeEndsTheResult) {

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include "app/scan_progress.h"
 #include "lostvolume/lost_volume_scan.h"
 #include "volume/volume.h"
 
@@ -21,11 +22,14 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   auto it = entries_.find(entry);
   EntryFunction function = it == entries_.end() ? EntryFunction{} : it->second;
   const std::uint64_t scanNumber = numberNextScan();
-  thread_ = std::thread([this, entry, function, scanNumber, volume = std::move(volume), arguments = std::move(arguments)] {
+  ScanRunSink* sink = progressSink_;
+  ScanRunSink& progress = sink != nullptr ? *sink : ScanRunSink::none();
+  thread_ = std::thread([this, entry, function, scanNumber, &progress, volume = std::move(volume),
+                         arguments = std::move(arguments)] {
     if (function) {
       // A broken invariant or exhausted memory in one scan ends that scan, not the program.
       try {
-        function(*volume, arguments);
+        function(*volume, arguments, progress);
       } catch (const std::exception& failure) {
         ui_.runAlertPanel({"!Can not process",
                            std::string("The scan \"") + scanEntryName(entry) + "\" failed: " + failure.what(), {"OK"}});

@@ -22,7 +22,7 @@ const char* statusFormatForScanMode(std::int32_t mode) {
 WizardController::WizardController(WizardView& view, UiBridge& ui,
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
-  Volume::setAppController(this);
+  launcher_.setProgressSink(this);
   launcher_.setScanThreadEnded(
       [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
   setVolumeScanObserver(this);
@@ -32,7 +32,7 @@ WizardController::~WizardController() {
   launcher_.setScanThreadEnded({});
   timer_.stop();
   joinFreeTree();
-  if (Volume::appController() == this) Volume::setAppController(nullptr);
+  launcher_.setProgressSink(nullptr);
   if (volumeScanObserver() == this) setVolumeScanObserver(nullptr);
 }
 

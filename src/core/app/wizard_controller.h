@@ -7,6 +7,8 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -30,21 +32,24 @@ class DMedia;
 class Volume;
 
 // NOLINTNEXTLINE(readability-identifier-naming): the controller's name
-class WizardController : public ScanController, public VolumeScanObserver {
+class WizardController : public ScanRunSink, public VolumeScanObserver {
  public:
   WizardController(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
   ~WizardController() override;
 
   // ---- Scan run and progress. Scans call these from their thread; each is carried out on the main
   // thread, through mainThread(), which the front end's loop must keep running. ----
-  void updateProgress(const Dict& update, bool waitUntilDone) override;
-  void setUpTimer() override;
-  void invalidateTimer() override;
-  void runAlertPanel(const Alert& alert) override;
-  void destroyVolumeAndBackToPartList() override;
-  void rawScanCompleted() override {}
-  void rawScanStarted(bool /*autoRun*/) override {}
-  // The timer's tick: hands the scan's dataUpdate to the screen when the scan has filled it.
+  void report(const ScanProgress& progress) override;
+  [[nodiscard]] bool tickPending() const override { return tickPending_; }
+  void offerForTick(const ScanProgress& progress) override;
+  void alert(const Alert& alert) override { runAlertPanel(alert); }
+  // Shows the alert from any thread and waits for it.
+  void runAlertPanel(const Alert& alert);
+  void abandonScan() override;
+  void startTicks() override;
+  void stopTicks() override;
+  void complete(const ScanProgress& last) override;
+  // The timer's tick: shows the update the scan offered, if it offered one since the last tick.
   void myTimerFireMethod();
   // Stop button: shows the abort question; the scan goes on meanwhile.
   void stopTreeThread();
@@ -108,6 +113,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   void startVolumeScan();
   void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override;
   void setUpTimerForDMedia() override;
+  void invalidateTimer() override;
   [[nodiscard]] const VolumeScanScreen& volumeScanScreen() const { return volumeScanScreen_; }
   // Called on the main thread after each change of volumeScanScreen().
   std::function<void()> volumeScanChanged;
@@ -268,7 +274,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   float startSlider_ = 0.0f;
   float endSlider_ = 100.0f;
 
-  void updateProgressOnMain(const Dict& update);
+  void updateProgressOnMain(const ScanProgress& update);
   // The way back after a scan that left no tree: the list the volume came from, the result freed.
   void backToListWithoutTree();
   void endScanWithoutCompletion(bool volumeScan);
@@ -280,6 +286,10 @@ class WizardController : public ScanController, public VolumeScanObserver {
   VolumeScanScreen volumeScanScreen_;
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;
+  // The update a scan offered for the next tick; tickPending_ is set while it waits.
+  std::mutex tickMutex_;
+  std::optional<ScanProgress> tickUpdate_;
+  std::atomic<bool> tickPending_{false};
   ProgressScreen progressScreen_;
   bool abortSheetVisible_ = false;
   std::string completionNote_;

@@ -66,6 +66,10 @@ void WizardController::setUpTimerForDMedia() {
   });
 }
 
+void WizardController::invalidateTimer() {
+  mainThread_.postAndWait([this] { timer_.stop(); });
+}
+
 bool WizardController::handOverVolumeScanUpdate() {
   const std::shared_ptr<DMedia> drive = selectedDrive;
   if (!drive || !drive->timerFireMethodCanRun) return false;

@@ -51,7 +51,7 @@ std::vector<Extent> catalogOverflowExtents(const DMedia& media, std::uint64_t wh
                    {"WhetherAlternateSector", whetherAlternateSector},
                    {"Content", "Apple_HFS"}};
   const std::unique_ptr<Volume> volume = Volume::initWithDictionary(shape, media.context());
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());  // only the extents lookup runs, which reports nothing
   if (!hfs.initializeVIB()) return {};
   volume->extNodeSize = media.extNodeSize;
   volume->extRootNode = media.extRootNode;
