@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "app/wizard_controller.h"
@@ -186,6 +187,57 @@ TEST_F(ScanRunTest, FreeTreeEndsTheResult) {
   EXPECT_EQ(controller->dirRootTemp, nullptr);
   EXPECT_EQ(controller->selectedVolume, nullptr);
   EXPECT_EQ(volume->dirRoot, nullptr);
+}
+
+// The runner owns the tick: it starts before the engines' first report and stops before the last
+// update, after which the scan may not wait on the main thread. Both entries, on FAT and on HFS+.
+class EventSink final : public ScanRunSink {
+ public:
+  void report(const ScanProgress& p) override { events.push_back(p.treeComplete ? "report complete" : "report"); }
+  [[nodiscard]] bool tickPending() const override { return false; }
+  void offerForTick(const ScanProgress&) override { ++offers; }
+  void alert(const Alert&) override { events.push_back("alert"); }
+  void abandonScan() override { events.push_back("abandon"); }
+  void startTicks() override { events.push_back("start ticks"); }
+  void stopTicks() override { events.push_back("stop ticks"); }
+  void complete(const ScanProgress& last) override {
+    events.push_back(last.treeComplete ? "complete" : "complete without tree");
+    lastStatus = last.status.value_or("");
+  }
+  std::vector<std::string> events;
+  std::string lastStatus;
+  int offers = 0;
+};
+
+TEST(ScanRunner, TicksRunAroundTheWholeScanAndStopBeforeItsCompletion) {
+  for (const char* scenario : {"hfs-basic", "fat16-basic"}) {
+    std::uint64_t bytes = 0;
+    const std::string path = kitImage(scenario, bytes);
+    ASSERT_FALSE(path.empty()) << scenario;
+    const bool fat = std::string(scenario).rfind("fat", 0) == 0;
+    for (const bool deletedFileScan : {false, true}) {
+      auto volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Path", path}, {"Volume Start", 0},
+                                                    {"Volume Size In Sectors", bytes / 512},
+                                                    {"Content", fat ? "FAT16" : "Apple_HFS"}, {"Volume Name", "x"}},
+                                               MediaContext{});
+      EventSink sink;
+      if (deletedFileScan) {
+        scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, sink);
+      } else {
+        startMakingTree(*volume, ScanArguments{std::string("Normal Scan"), std::int64_t{0}}, sink);
+      }
+      const std::vector<std::string>& e = sink.events;
+      ASSERT_GE(e.size(), 4u) << scenario;
+      EXPECT_EQ(e.front(), "start ticks") << scenario;
+      EXPECT_EQ(e[e.size() - 2], "stop ticks") << scenario;
+      EXPECT_EQ(e.back(), "complete") << scenario;
+      EXPECT_EQ(std::count(e.begin(), e.end(), "start ticks"), 1) << scenario;
+      EXPECT_EQ(std::count(e.begin(), e.end(), "stop ticks"), 1) << scenario;
+      EXPECT_EQ(std::count(e.begin(), e.end(), "alert"), 0) << scenario;
+      EXPECT_EQ(sink.lastStatus, deletedFileScan ? "Tree Completed ..." : "default") << scenario;
+      ASSERT_NE(volume->dirRoot, nullptr) << scenario;
+    }
+  }
 }
 
 }  // namespace

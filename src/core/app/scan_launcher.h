@@ -17,6 +17,7 @@ namespace nua {
 class Volume;
 class DMedia;
 class ScanRunSink;
+class VolumeSearchRunSink;
 
 enum class ScanEntry { kScanForDeletedFiles, kScanForDeletedFilesDisk, kStartMakingTree };
 
@@ -47,6 +48,8 @@ class ScanLauncher {
   }
   // Where the scans started from now on report their progress; null shows nothing.
   void setProgressSink(ScanRunSink* sink) { progressSink_ = sink; }
+  // The same for the searches for lost volumes.
+  void setVolumeSearchSink(VolumeSearchRunSink* sink) { volumeSearchSink_ = sink; }
   // The number of the scan started last: an end told for an older one concerns no running scan.
   [[nodiscard]] std::uint64_t lastScanNumber() const { return scansStarted_; }
 
@@ -65,6 +68,7 @@ class ScanLauncher {
 
  protected:
   std::atomic<ScanRunSink*> progressSink_{nullptr};
+  std::atomic<VolumeSearchRunSink*> volumeSearchSink_{nullptr};
 };
 
 }  // namespace nua

@@ -46,6 +46,8 @@ void WizardController::startTicks() {
     std::lock_guard lock(tickMutex_);
     tickUpdate_.reset();
     tickPending_ = false;
+    sweepPosition_.reset();
+    sweepOfferPending_ = false;
   }
   mainThread_.postAndWait([this] {
     timer_.start(std::chrono::milliseconds(1000), [this] { mainThread_.post([this] { myTimerFireMethod(); }); });
@@ -57,6 +59,8 @@ void WizardController::stopTicks() {
   std::lock_guard lock(tickMutex_);
   tickUpdate_.reset();
   tickPending_ = false;
+  sweepPosition_.reset();
+  sweepOfferPending_ = false;
 }
 
 void WizardController::myTimerFireMethod() {

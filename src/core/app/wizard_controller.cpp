@@ -25,7 +25,7 @@ WizardController::WizardController(WizardView& view, UiBridge& ui,
   launcher_.setProgressSink(this);
   launcher_.setScanThreadEnded(
       [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
-  setVolumeScanObserver(this);
+  launcher_.setVolumeSearchSink(this);
 }
 
 WizardController::~WizardController() {
@@ -33,7 +33,7 @@ WizardController::~WizardController() {
   timer_.stop();
   joinFreeTree();
   launcher_.setProgressSink(nullptr);
-  if (volumeScanObserver() == this) setVolumeScanObserver(nullptr);
+  launcher_.setVolumeSearchSink(nullptr);
 }
 
 void WizardController::showAlert(const std::string& title, const std::string& text) {

@@ -32,7 +32,7 @@ class DMedia;
 class Volume;
 
 // NOLINTNEXTLINE(readability-identifier-naming): the controller's name
-class WizardController : public ScanRunSink, public VolumeScanObserver {
+class WizardController : public ScanRunSink, public VolumeSearchRunSink {
  public:
   WizardController(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
   ~WizardController() override;
@@ -46,6 +46,7 @@ class WizardController : public ScanRunSink, public VolumeScanObserver {
   // Shows the alert from any thread and waits for it.
   void runAlertPanel(const Alert& alert);
   void abandonScan() override;
+  // The tick runs for one scan or search at a time; stopping it drops what was offered and not shown.
   void startTicks() override;
   void stopTicks() override;
   void complete(const ScanProgress& last) override;
@@ -111,9 +112,10 @@ class WizardController : public ScanRunSink, public VolumeScanObserver {
   // ---- The lost-volume search (..._delegate_lost_volumes.cpp). ----
   // Starts the search of the selected disk and shows "PT scan prog".
   void startVolumeScan();
-  void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override;
-  void setUpTimerForDMedia() override;
-  void invalidateTimer() override;
+  void report(const VolumeSearchProgress& progress) override;
+  [[nodiscard]] bool sweepOfferPending() const override { return sweepOfferPending_; }
+  void offerSweepPosition(const VolumeSearchProgress& progress) override;
+  void searchComplete(std::vector<Dict> foundVolumes) override;
   [[nodiscard]] const VolumeScanScreen& volumeScanScreen() const { return volumeScanScreen_; }
   // Called on the main thread after each change of volumeScanScreen().
   std::function<void()> volumeScanChanged;
@@ -278,7 +280,7 @@ class WizardController : public ScanRunSink, public VolumeScanObserver {
   // The way back after a scan that left no tree: the list the volume came from, the result freed.
   void backToListWithoutTree();
   void endScanWithoutCompletion(bool volumeScan);
-  void updateVolumeScanProgressOnMain(const Dict& update);
+  void updateVolumeScanProgressOnMain(const VolumeSearchProgress& update);
   // The timer's tick for the search; false when it had nothing to hand over.
   bool handOverVolumeScanUpdate();
   // What a partition row gets from its disk's dictionary, added to each found volume.
@@ -290,6 +292,9 @@ class WizardController : public ScanRunSink, public VolumeScanObserver {
   std::mutex tickMutex_;
   std::optional<ScanProgress> tickUpdate_;
   std::atomic<bool> tickPending_{false};
+  // The same for the lost-volume search's sweep.
+  std::optional<VolumeSearchProgress> sweepPosition_;
+  std::atomic<bool> sweepOfferPending_{false};
   ProgressScreen progressScreen_;
   bool abortSheetVisible_ = false;
   std::string completionNote_;

@@ -44,7 +44,8 @@ std::string getTimeFormStringForInterval(double interval) {
   return std::to_string(days) + ":" + two(hours) + ":" + two(wholeMinutes % 60) + ":" + two(seconds);
 }
 
-Volume::Volume() : folderNameIndex(std::make_unique<FolderNameIndex>()) {}
+Volume::Volume()
+    : folderNameIndex(std::make_unique<FolderNameIndex>()), btreeForUsedCatNodeSector(std::make_unique<CountedKeyTable>()) {}
 Volume::~Volume() = default;
 
 void Volume::setStopTreeThread(bool stop) {
@@ -63,7 +64,6 @@ void Volume::resetSigArraysAndBtreesAndOthers() {
     entryCount = folderCount = fileCount = dataSize = 0;
     maxFileID = kFirstFreeFileID;
     blocksStartsAtSector = 0;
-    dataUpdate = Dict();
   }
   stopTreeThread = false;
   openedScanInfo = false;
@@ -105,7 +105,6 @@ void Volume::finishTree(ProgressSink& progress) {
   btreeNormalScan.reset();
   btreeFirstFileBlock.reset();
   btreeForUsedCatNodeSector.reset();
-  btreeForVIBCreateDate.reset();
   btreeOrph.reset();
   btreeOrphAdvScanEntries.reset();
   folderNameIndex = std::make_unique<FolderNameIndex>();
@@ -126,7 +125,6 @@ void Volume::makeTables() {
   catalogExt.clear();
   extentsExt.clear();
   allocationExt.clear();
-  dataUpdate = Dict();
   orphanCount = entryCount = fileCount = folderCount = dataSize = 0;
   folderNameIndex = std::make_unique<FolderNameIndex>();
 }

@@ -124,6 +124,8 @@ class Volume : public DMedia {
   EntryTable* btreeAdvScan = nullptr;
   std::unique_ptr<EntryTable> btreeNormalScan;
   std::unique_ptr<CountedKeyTable> btreeFirstFileBlock;
+  // Catalog nodes the walks have visited, by number.
+  std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector;
   std::unique_ptr<OrphanTable> btreeOrph;
   std::unique_ptr<OrphanTable> btreeOrphAdvScanEntries;
   std::vector<Extent> allocationExt, catalogExtAsPerVIB;
