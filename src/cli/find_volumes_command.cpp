@@ -27,13 +27,12 @@ void onInterrupt(int) {
 }
 
 // Prints each row of the found-volume table as the search reports it.
-class FindPrinter final : public VolumeScanObserver {
+class FindPrinter final : public VolumeSearchSink {
  public:
   explicit FindPrinter(bool json) : json_(json) {}
-  void updateVolumeScanProgress(const Dict& update, bool) override {
-    const DictValue* found = update.find("Volumes Found");
-    if (found == nullptr || found->dict() == nullptr) return;
-    const Dict& row = *found->dict();
+  void report(const VolumeSearchProgress& update) override {
+    if (!update.foundRow) return;
+    const Dict& row = *update.foundRow;
     if (json_) {
       std::cout << toJson(Dict{{"Volumes Found", row}}) << std::endl;
     } else {
@@ -43,8 +42,8 @@ class FindPrinter final : public VolumeScanObserver {
       std::cout << row.string("Found Column") << "  validity " << validityColumnText(row) << " " << word << std::endl;
     }
   }
-  void setUpTimerForDMedia() override {}
-  void invalidateTimer() override {}
+  [[nodiscard]] bool sweepOfferPending() const override { return false; }
+  void offerSweepPosition(const VolumeSearchProgress&) override {}
 
  private:
   bool json_;
@@ -83,7 +82,7 @@ int findVolumesCommand(const std::vector<std::string>& args) {
   std::vector<Dict> volumeScanFoundArray;
   abortFlag = &media.abortVolumeScan;
   std::signal(SIGINT, onInterrupt);
-  LostVolumeScan(media, &printer).initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+  LostVolumeScan(media, printer).initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
   std::signal(SIGINT, SIG_DFL);
   abortFlag = nullptr;
 

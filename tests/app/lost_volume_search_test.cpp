@@ -134,29 +134,40 @@ TEST_F(LostVolumeSearchTest, StopAfterTheFirstFindListsWhatWasFound) {
   EXPECT_EQ(controller->partitionScanListDictArray[0].uint64("Volume Start"), manifest.volumes[0].startSector);
 }
 
-// ---- The progress keys of the search, one by one. ----
+// ---- The parts of the search's progress, one by one. ----
 
-TEST(VolumeScanProgress, EachKeyReachesItsField) {
+TEST(VolumeScanProgress, EachPartReachesItsField) {
   VolumeScanScreen s;
-  applyVolumeScanDictionary(Dict{{"BarMaxValue", std::uint64_t{0x1'0000'0005}}, {"TimeRemaining", "0:00:01:00"}}, s);
-  EXPECT_EQ(s.barMaxValue, 5);  // read as i32
+  VolumeSearchProgress bar;
+  bar.barMaximum = std::uint64_t{0x1'0000'0005};
+  bar.timeRemaining = "0:00:01:00";
+  applyVolumeSearchProgress(bar, s);
+  EXPECT_EQ(s.barMaxValue, 5);  // kept as i32
   EXPECT_EQ(s.timeRemaining, "0:00:01:00");
-  applyVolumeScanDictionary(Dict{{"BarDoubleValue", 3}, {"BarIncrement", 2}}, s);
+  VolumeSearchProgress position;
+  position.barValue = 3;
+  applyVolumeSearchProgress(position, s);
   EXPECT_EQ(s.barDoubleValue, 3);
   EXPECT_EQ(s.timeRemaining, "0:00:01:00");  // left alone when absent
-  applyVolumeScanDictionary(Dict{{"Start Animation", true}, {"Progress Status", true},
-                                 {"Time Remaining For SubTask", "0:00:00:09"}},
-                            s);
+  VolumeSearchProgress check;
+  check.validityAnimation = ProgressAnimation::kStart;
+  check.checking = true;
+  check.checkTimeRemaining = "0:00:00:09";
+  applyVolumeSearchProgress(check, s);
   EXPECT_TRUE(s.validityBarAnimating);
   EXPECT_EQ(s.subTaskLabel, "Time Remaining (Sub Task):");
   EXPECT_EQ(s.subTaskTimeRemaining, "0:00:00:09");
-  applyVolumeScanDictionary(Dict{{"Stop Animation", true}}, s);
+  VolumeSearchProgress checked;
+  checked.validityAnimation = ProgressAnimation::kStop;
+  applyVolumeSearchProgress(checked, s);
   EXPECT_FALSE(s.validityBarAnimating);
-  EXPECT_EQ(s.subTaskLabel, "");          // emptied without "Progress Status"
+  EXPECT_EQ(s.subTaskLabel, "");          // emptied once no check reports
   EXPECT_EQ(s.subTaskTimeRemaining, "");  // blanking
   const Dict row{{"Found Column", "Volume Found @ Sector: 7"}, {"Validity Column", DictArray{100, "Valid"}}};
-  applyVolumeScanDictionary(Dict{{"Volumes Found", row}}, s);
-  applyVolumeScanDictionary(Dict{{"Volumes Found", true}}, s);  // no row: nothing to add
+  VolumeSearchProgress find;
+  find.foundRow = row;
+  applyVolumeSearchProgress(find, s);
+  applyVolumeSearchProgress(VolumeSearchProgress{}, s);  // no row: nothing to add
   ASSERT_EQ(s.volumeScanFoundArray.size(), 1u);
   EXPECT_EQ(s.volumeScanFoundArray[0], row);
 }

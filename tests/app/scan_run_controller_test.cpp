@@ -102,17 +102,18 @@ TEST_P(ScanEndTest, LeavesProgressForAUsableScreen) {
   EXPECT_FALSE(controller->windowShouldClose());
 
   Volume& volume = *launcher.volume;
-  const Dict completion{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}};
+  ScanProgress completion = ScanProgress::withStatus(progress_text::kTreeCompleted);
+  completion.treeComplete = true;
   switch (c.thread) {
     case ScanThread::kEndsWithoutCompletion: break;
-    case ScanThread::kCompletesWithoutTree: controller->updateProgress(completion, false); break;
+    case ScanThread::kCompletesWithoutTree: controller->complete(completion); break;
     case ScanThread::kCompletesWithTree:
       volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
-      controller->updateProgress(completion, false);
+      controller->complete(completion);
       break;
     case ScanThread::kRefusesTheVolume:
-      controller->destroyVolumeAndBackToPartList();
-      controller->updateProgress(completion, false);
+      controller->abandonScan();
+      controller->complete(completion);
       break;
   }
   const std::size_t screensBefore = view.screens.size();

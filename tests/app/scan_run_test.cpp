@@ -6,6 +6,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "app/wizard_controller.h"
@@ -151,17 +152,32 @@ TEST_F(ScanRunTest, RefusedVolumeSaysSoAndGoesBack) {
   EXPECT_TRUE(backToList);
 }
 
-TEST_F(ScanRunTest, TimerTickHandsTheFilledDictionaryOver) {
+TEST_F(ScanRunTest, TimerTickShowsTheOfferedUpdateOnce) {
   start("hfs-basic");
   controller->selectedVolume = volume;
-  volume->dataUpdate = Dict{{"Entries Found", 99}, {"TimeRemaining", "0:00:00:03"}};
-  volume->timerFireMethodCanRun = true;
+  ScanProgress offer = ScanProgress::withCounts(ScanCounts{99, 1, 98, 4096});
+  offer.timeRemaining = "0:00:00:03";
+  controller->offerForTick(offer);
+  EXPECT_TRUE(controller->tickPending());
   controller->myTimerFireMethod();
-  EXPECT_FALSE(volume->timerFireMethodCanRun);
+  EXPECT_FALSE(controller->tickPending());
   EXPECT_EQ(controller->progressScreen().entriesFound, "99");
   EXPECT_EQ(controller->progressScreen().timeRemaining, "0:00:00:03");
   controller->myTimerFireMethod();  // nothing new: the screen stays
   EXPECT_EQ(controller->progressScreen().entriesFound, "99");
+  EXPECT_EQ(controller->progressScreen().timeRemaining, "0:00:00:03");
+}
+
+// A report is newer than an offer still waiting: the tick after it must not bring the old counts back.
+TEST_F(ScanRunTest, AReportDropsTheOfferItOutdates) {
+  start("hfs-basic");
+  controller->selectedVolume = volume;
+  controller->offerForTick(ScanProgress::withCounts(ScanCounts{5, 1, 4, 100}));
+  controller->report(ScanProgress::withCounts(ScanCounts{311, 11, 300, 9000}));
+  EXPECT_FALSE(controller->tickPending());
+  controller->myTimerFireMethod();
+  EXPECT_EQ(controller->progressScreen().entriesFound, "311");
+  EXPECT_EQ(controller->progressScreen().files, "300");
 }
 
 TEST_F(ScanRunTest, FreeTreeEndsTheResult) {
@@ -171,6 +187,57 @@ TEST_F(ScanRunTest, FreeTreeEndsTheResult) {
   EXPECT_EQ(controller->dirRootTemp, nullptr);
   EXPECT_EQ(controller->selectedVolume, nullptr);
   EXPECT_EQ(volume->dirRoot, nullptr);
+}
+
+// The runner owns the tick: it starts before the engines' first report and stops before the last
+// update, after which the scan may not wait on the main thread. Both entries, on FAT and on HFS+.
+class EventSink final : public ScanRunSink {
+ public:
+  void report(const ScanProgress& p) override { events.push_back(p.treeComplete ? "report complete" : "report"); }
+  [[nodiscard]] bool tickPending() const override { return false; }
+  void offerForTick(const ScanProgress&) override { ++offers; }
+  void alert(const Alert&) override { events.push_back("alert"); }
+  void abandonScan() override { events.push_back("abandon"); }
+  void startTicks() override { events.push_back("start ticks"); }
+  void stopTicks() override { events.push_back("stop ticks"); }
+  void complete(const ScanProgress& last) override {
+    events.push_back(last.treeComplete ? "complete" : "complete without tree");
+    lastStatus = last.status.value_or("");
+  }
+  std::vector<std::string> events;
+  std::string lastStatus;
+  int offers = 0;
+};
+
+TEST(ScanRunner, TicksRunAroundTheWholeScanAndStopBeforeItsCompletion) {
+  for (const char* scenario : {"hfs-basic", "fat16-basic"}) {
+    std::uint64_t bytes = 0;
+    const std::string path = kitImage(scenario, bytes);
+    ASSERT_FALSE(path.empty()) << scenario;
+    const bool fat = std::string(scenario).rfind("fat", 0) == 0;
+    for (const bool deletedFileScan : {false, true}) {
+      auto volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Path", path}, {"Volume Start", 0},
+                                                    {"Volume Size In Sectors", bytes / 512},
+                                                    {"Content", fat ? "FAT16" : "Apple_HFS"}, {"Volume Name", "x"}},
+                                               MediaContext{});
+      EventSink sink;
+      if (deletedFileScan) {
+        scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, sink);
+      } else {
+        startMakingTree(*volume, ScanArguments{std::string("Normal Scan"), std::int64_t{0}}, sink);
+      }
+      const std::vector<std::string>& e = sink.events;
+      ASSERT_GE(e.size(), 4u) << scenario;
+      EXPECT_EQ(e.front(), "start ticks") << scenario;
+      EXPECT_EQ(e[e.size() - 2], "stop ticks") << scenario;
+      EXPECT_EQ(e.back(), "complete") << scenario;
+      EXPECT_EQ(std::count(e.begin(), e.end(), "start ticks"), 1) << scenario;
+      EXPECT_EQ(std::count(e.begin(), e.end(), "stop ticks"), 1) << scenario;
+      EXPECT_EQ(std::count(e.begin(), e.end(), "alert"), 0) << scenario;
+      EXPECT_EQ(sink.lastStatus, deletedFileScan ? "Tree Completed ..." : "default") << scenario;
+      ASSERT_NE(volume->dirRoot, nullptr) << scenario;
+    }
+  }
 }
 
 }  // namespace

@@ -19,7 +19,7 @@ TEST(ThreadScanLauncher, RunsTheEntryOffTheCallingThreadWithItsArguments) {
   ThreadScanLauncher launcher(ui, [&](ScanEntry) { ++finished; });
   std::thread::id scanThread;
   std::string name;
-  launcher.setEntry(ScanEntry::kStartMakingTree, [&](Volume& v, const ScanArguments& args) {
+  launcher.setEntry(ScanEntry::kStartMakingTree, [&](Volume& v, const ScanArguments& args, ScanRunSink&) {
     scanThread = std::this_thread::get_id();
     name = std::get<std::string>(args.at(0));
     v.scanMode = name;
@@ -58,9 +58,9 @@ TEST(ThreadScanLauncher, EveryScanThreadReportsItsEnd) {
     numbers.push_back(scanNumber);  // one scan thread at a time
     ++(volumeScan ? volumeScansEnded : scansEnded);
   });
-  launcher.setEntry(ScanEntry::kStartMakingTree, [](Volume&, const ScanArguments&) {});
+  launcher.setEntry(ScanEntry::kStartMakingTree, [](Volume&, const ScanArguments&, ScanRunSink&) {});
   launcher.setEntry(ScanEntry::kScanForDeletedFiles,
-                    [](Volume&, const ScanArguments&) { throw std::runtime_error("node table exhausted"); });
+                    [](Volume&, const ScanArguments&, ScanRunSink&) { throw std::runtime_error("node table exhausted"); });
   for (ScanEntry entry : {ScanEntry::kStartMakingTree, ScanEntry::kScanForDeletedFiles, ScanEntry::kScanForDeletedFilesDisk})
     launcher.detach(entry, std::make_shared<Volume>(), {});
   launcher.join();

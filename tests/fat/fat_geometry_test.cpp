@@ -47,7 +47,7 @@ TEST_P(FatGeometryScenario, IsAVolumeOfItsTypeAndSavesByteForByte) {
   EXPECT_EQ(v.volumeContent, expected.fileSystem);
   v.resetSigArraysAndBtreesAndOthers();
   v.dirRoot = makeRootDir(*v.arena, v.btree.get());
-  EXPECT_EQ(FatVolume(v).startFATFileSystemRecovery(), 1);
+  EXPECT_EQ(FatVolume(v, ProgressSink::none()).startFATFileSystemRecovery(), 1);
 
   const std::filesystem::path saved = testing::saveAll(v, c.tag);
   ASSERT_FALSE(saved.empty());
@@ -83,22 +83,20 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(FatProgress, CountsGoOutWithEachFolderAndAtTheEnd) {
   const KitImage image = makeKitImage("fat16-basic");
   ASSERT_TRUE(image.error.empty()) << image.error;
-  testing::RecordingController controller;
-  Volume::setAppController(&controller);
-  auto walked = testing::walkFat(image.path, 0, image.manifest.imageBytes / 512);
-  Volume::setAppController(nullptr);
+  testing::RecordingSink sink;
+  auto walked = testing::walkFat(image.path, 0, image.manifest.imageBytes / 512, sink);
   const Volume& v = *walked.volume;
   ASSERT_GT(v.fileCount, 30);
-  std::vector<Dict> counted;
-  for (const Dict& d : controller.updates)
-    if (d.has("Folders") && d.has("Files") && d.has("Entries Found") && d.has("Data")) counted.push_back(d);
+  std::vector<ScanCounts> counted;
+  for (const ScanProgress& p : sink.updates)
+    if (p.counts) counted.push_back(*p.counts);
   ASSERT_GE(counted.size(), 3u);
-  EXPECT_EQ(counted.back().uint64("Files"), static_cast<std::uint64_t>(v.fileCount));
-  EXPECT_EQ(counted.back().uint64("Folders"), static_cast<std::uint64_t>(v.folderCount));
-  EXPECT_EQ(counted.back().uint64("Entries Found"), static_cast<std::uint64_t>(v.entryCount));
-  EXPECT_EQ(counted.back().uint64("Data"), static_cast<std::uint64_t>(v.dataSize));
+  EXPECT_EQ(counted.back().files, static_cast<std::uint64_t>(v.fileCount));
+  EXPECT_EQ(counted.back().folders, static_cast<std::uint64_t>(v.folderCount));
+  EXPECT_EQ(counted.back().entries, static_cast<std::uint64_t>(v.entryCount));
+  EXPECT_EQ(counted.back().data, static_cast<std::uint64_t>(v.dataSize));
   bool partway = false;
-  for (const Dict& d : counted) partway = partway || (d.uint64("Files") > 0 && d.uint64("Files") < counted.back().uint64("Files"));
+  for (const ScanCounts& c : counted) partway = partway || (c.files > 0 && c.files < counted.back().files);
   EXPECT_TRUE(partway) << "no count was sent while the walk was under way";
 }
 

@@ -29,7 +29,8 @@ struct FatWalk {
 };
 
 // The type decision, then the root and the file system recovery, as startMakingTree runs them.
-inline FatWalk walkFat(const std::string& path, std::uint64_t start, std::uint64_t sectors) {
+inline FatWalk walkFat(const std::string& path, std::uint64_t start, std::uint64_t sectors,
+                       ProgressSink& progress = ProgressSink::none()) {
   FatWalk out;
   Dict dict = fatVolumeDict(path, start, sectors);
   out.volume = Volume::initWithDictionary(dict, MediaContext{});
@@ -37,7 +38,7 @@ inline FatWalk walkFat(const std::string& path, std::uint64_t start, std::uint64
   v.volumeContent = FatVolume::fatFileSystemDetermination(v, dict);
   v.resetSigArraysAndBtreesAndOthers();
   v.dirRoot = makeRootDir(*v.arena, v.btree.get());
-  out.answer = FatVolume(v).startFATFileSystemRecovery();
+  out.answer = FatVolume(v, progress).startFATFileSystemRecovery();
   return out;
 }
 

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   nua::Volume& v = *volume;
   v.resetSigArraysAndBtreesAndOthers();
   v.dirRoot = nua::makeRootDir(*v.arena, v.btree.get());
-  nua::ExfatVolume exfat(v);
+  nua::ExfatVolume exfat(v, nua::ProgressSink::none());
   (void)exfat.startExfatFileSystemRecovery();
   return 0;
 }

@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   v.volumeContent = nua::FatVolume::fatFileSystemDetermination(v, dict);
   v.resetSigArraysAndBtreesAndOthers();
   v.dirRoot = nua::makeRootDir(*v.arena, v.btree.get());
-  nua::FatVolume fat(v);
+  nua::FatVolume fat(v, nua::ProgressSink::none());
   (void)fat.checkFATFileSystemHealthy();
   (void)fat.startFATFileSystemRecovery();
   return 0;

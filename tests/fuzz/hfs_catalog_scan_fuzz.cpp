@@ -12,7 +12,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (!image.ok() || image.sectors() < 3) return 0;
   for (const char* mode : {"Normal Scan", "Advanced Scan"}) {
     auto volume = nua::Volume::initWithDictionary(nua::fuzz::wholeImageVolume(image, "Apple_HFS"), nua::MediaContext{});
-    nua::startMakingTree(*volume, nua::ScanArguments{std::string(mode), std::int64_t{0}});
+    nua::startMakingTree(*volume, nua::ScanArguments{std::string(mode), std::int64_t{0}}, nua::ScanRunSink::none());
   }
   return 0;
 }

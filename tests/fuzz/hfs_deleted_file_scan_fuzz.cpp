@@ -11,6 +11,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const nua::fuzz::MemoryImage image(data, size);
   if (!image.ok() || image.sectors() < 3) return 0;
   auto volume = nua::Volume::initWithDictionary(nua::fuzz::wholeImageVolume(image, "Apple_HFS"), nua::MediaContext{});
-  nua::scanForDeletedFiles(*volume, nua::ScanArguments{std::int64_t{1}, std::int64_t{0}});
+  nua::scanForDeletedFiles(*volume, nua::ScanArguments{std::int64_t{1}, std::int64_t{0}}, nua::ScanRunSink::none());
   return 0;
 }

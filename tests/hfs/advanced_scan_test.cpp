@@ -16,9 +16,10 @@ namespace {
 using testing::KitImage;
 
 // Runs startMakingTree as the thread does, with the clean-up at its end.
-std::unique_ptr<Volume> scanImage(const KitImage& image, const std::string& mode) {
+std::unique_ptr<Volume> scanImage(const KitImage& image, const std::string& mode,
+                                  ScanRunSink& progress = ScanRunSink::none()) {
   auto volume = testing::openAsPartition(image.path, image.manifest.imageBytes, image.manifest.sectorSize);
-  startMakingTree(*volume, ScanArguments{mode, std::int64_t{0}});
+  startMakingTree(*volume, ScanArguments{mode, std::int64_t{0}}, progress);
   return volume;
 }
 
@@ -145,19 +146,17 @@ TEST(AdvancedScanNaming, LostTopFoldersGoIntoLostFolderOfTheirParentId) {
 TEST(AdvancedScanEntry, OnlyTheStandardScanRefusesADamagedCatalog) {
   const KitImage image = testing::makeKitImage("hfs-damaged-catalog");
   ASSERT_TRUE(image.error.empty()) << image.error;
-  testing::RecordingController controller;
-  Volume::setAppController(&controller);
-  auto standard = scanImage(image, "Normal Scan");
+  testing::RecordingSink sink;
+  auto standard = scanImage(image, "Normal Scan", sink);
   EXPECT_TRUE(standard->aborting);
-  ASSERT_EQ(controller.alerts.size(), 1u);
-  auto advanced = scanImage(image, "Advanced Scan");
-  Volume::setAppController(nullptr);
+  ASSERT_EQ(sink.alerts.size(), 1u);
+  EXPECT_EQ(sink.abandoned, 1);  // back to the list, no tree
+  auto advanced = scanImage(image, "Advanced Scan", sink);
   EXPECT_FALSE(advanced->aborting);
-  EXPECT_EQ(controller.alerts.size(), 1u);
-  EXPECT_EQ(controller.timers, 0);  // every timer the passes set up was invalidated
-  bool complete = false;
-  for (const Dict& d : controller.updates) complete = complete || d.has("Tree Complete");
-  EXPECT_TRUE(complete);
+  EXPECT_EQ(sink.alerts.size(), 1u);
+  EXPECT_EQ(sink.ticking, 0);  // the runner stopped every tick it started
+  ASSERT_FALSE(sink.updates.empty());
+  EXPECT_TRUE(sink.updates.back().treeComplete);
 }
 
 }  // namespace

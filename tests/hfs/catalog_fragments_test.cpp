@@ -91,7 +91,7 @@ TEST(FragmentShape, RandomNodesNeverCrashTheReader) {
   volume->resetSigArraysAndBtreesAndOthers();
   volume->dirRoot = makeRootDir(*volume->arena, volume->btree.get());
   volume->blockSize = 8;
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());
   searchCatFrags(hfs);
   volume->catNodeSize = 8;
   volume->journalStart = 0;
@@ -117,7 +117,7 @@ FragmentRun searchImage(const std::string& path, std::uint64_t startSector, std:
   Volume& v = *run.volume;
   v.resetSigArraysAndBtreesAndOthers();
   v.dirRoot = makeRootDir(*v.arena, v.btree.get());
-  HfsVolume hfs(v);
+  HfsVolume hfs(v, ProgressSink::none());
   if (hfs.initializeVIB()) {
     v.advScanEntriesCanBePutIntoOrphanEntryArray = true;
     if (!hfs.checkCatalogAndExtentsFile()) hfs.getCatalogExtFromVIB();

@@ -51,7 +51,7 @@ TEST_P(BrokenLeafChain, EveryFileOfTheManifestIsListed) {
   testing::writeImage(image.path, bytes);
 
   auto v = testing::openAsPartition(image.path, image.manifest.imageBytes);
-  startMakingTree(*v, ScanArguments{std::string(c.mode), std::int64_t{0}});
+  startMakingTree(*v, ScanArguments{std::string(c.mode), std::int64_t{0}}, ScanRunSink::none());
   ASSERT_NE(v->dirRoot, nullptr);
   const auto tree = testing::entriesByPath(v->dirRoot);
   std::size_t files = 0;

@@ -40,7 +40,7 @@ std::unique_ptr<Volume> openDeleted(const std::string& path, std::uint64_t start
 std::unique_ptr<Volume> scanDeleted(const std::string& path, std::uint64_t startSector, std::uint64_t sectors,
                                     const ScanArguments& arguments = {std::int64_t{1}, std::int64_t{0}}) {
   auto volume = openDeleted(path, startSector, sectors);
-  scanForDeletedFilesHFS(*volume, arguments);
+  (void)scanForDeletedFilesHFS(*volume, arguments, ProgressSink::none());
   return volume;
 }
 
@@ -165,16 +165,16 @@ TEST(DeletedFileScan, DeletedFileWhoseFolderLivesHangsUnderThatFolder) {
 
 // Stops the journal search as the user's abort does, when its `stopAt`-th node comes up: the scan
 // waits on each node's first message, so the nodes before it have been read whole.
-class StopAtJournalNode : public testing::RecordingController {
+class StopAtJournalNode : public testing::RecordingSink {
  public:
   StopAtJournalNode(Volume& v, int stopAt) : volume_(v), stopAt_(stopAt) {}
-  void updateProgress(const Dict& update, bool wait) override {
-    RecordingController::updateProgress(update, wait);
-    if (update.has("BarMinValue")) inJournal_ = true;  // the journal search's set-up
+  void report(const ScanProgress& update) override {
+    RecordingSink::report(update);
+    if (update.barMinimum) inJournal_ = true;  // the journal search's set-up
     if (!inJournal_ || volume_.stopTreeThread) return;
-    if (update.has("Folders")) {
-      filesWalked = update.uint64("Files");  // the counts after a whole node
-    } else if (update.has("TimeRemaining") && update.string("Progress Status") == "default" && ++nodes == stopAt_) {
+    if (update.counts) {
+      filesWalked = update.counts->files;  // the counts after a whole node
+    } else if (!update.timeRemaining.empty() && update.status == progress_text::kScanStatus && ++nodes == stopAt_) {
       volume_.setStopTreeThread(true);
     }
   }
@@ -199,15 +199,12 @@ TEST(DeletedFileScan, AbortMidwayKeepsTheFilesOfTheNodesAlreadyRead) {
   for (int stopAt = 2; stopAt <= 8 && !sawPartial; ++stopAt) {
     auto v = openDeleted(image.path, 0, image.manifest.imageBytes / 512);
     StopAtJournalNode controller(*v, stopAt);
-    Volume::setAppController(&controller);
-    scanForDeletedFilesHFS(*v, {std::int64_t{1}, std::int64_t{0}});
-    Volume::setAppController(nullptr);
+    const ScanProgress last = scanForDeletedFilesHFS(*v, {std::int64_t{1}, std::int64_t{0}}, controller);
     v->setStopTreeThread(false);
     if (controller.nodes < stopAt) break;  // the journal holds fewer nodes
     ASSERT_NE(v->dirRoot, nullptr);
-    bool complete = false;
-    for (const Dict& d : controller.updates) complete = complete || d.has("Tree Complete");
-    EXPECT_TRUE(complete) << stopAt;
+    EXPECT_TRUE(last.treeComplete) << stopAt;
+    EXPECT_EQ(last.status, progress_text::kTreeCompleted) << stopAt;
     std::size_t found = 0;
     for (const auto& [path, dir] : testing::entriesByPath(v->dirRoot)) {
       if (dir->fileType != 2) continue;
@@ -268,20 +265,18 @@ TEST(DeletedFileScan, JournalPastTheVolumeEndIsCut) {
                                       MediaContext{});
   v->resetSigArraysAndBtreesAndOthers();
   v->dirRoot = makeRootDir(*v->arena, v->btree.get());
-  HfsVolume hfs(*v);
+  testing::RecordingSink sink;
+  HfsVolume hfs(*v, sink);
   hfs.fillVIB();
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
   hfs.getJournalSizeAndStart();
   v->journalSize = ~std::uint64_t{0};
-  testing::RecordingController controller;
-  Volume::setAppController(&controller);
   searchJournalForExtraExtents(hfs);
-  Volume::setAppController(nullptr);
   bool sawMax = false;
-  for (const Dict& d : controller.updates)
-    if (d.has("BarMaxValue")) {
+  for (const ScanProgress& p : sink.updates)
+    if (p.barMaximum) {
       sawMax = true;
-      EXPECT_LE(d.uint64("BarMaxValue"), image.manifest.imageBytes / 512);
+      EXPECT_LE(*p.barMaximum, image.manifest.imageBytes / 512);
     }
   EXPECT_TRUE(sawMax);
 }

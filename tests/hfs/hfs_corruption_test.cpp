@@ -88,14 +88,14 @@ TEST_P(HfsCorruption, EveryScanReturns) {
     SCOPED_TRACE(std::string(GetParam().scenario) + " seed " + std::to_string(seed));
     for (const char* mode : {"Normal Scan", "Advanced Scan"}) {
       auto volume = testing::openAsPartition(variant, image.manifest.imageBytes);
-      startMakingTree(*volume, ScanArguments{std::string(mode), std::int64_t{0}});
+      startMakingTree(*volume, ScanArguments{std::string(mode), std::int64_t{0}}, ScanRunSink::none());
       if (std::string(mode) == "Advanced Scan") {
         EXPECT_NE(volume->dirRoot, nullptr);  // the advanced scan never refuses a volume
         EXPECT_FALSE(volume->aborting);
       }
     }
     auto volume = testing::openAsPartition(variant, image.manifest.imageBytes);
-    scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}});
+    scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, ScanRunSink::none());
     EXPECT_NE(volume->dirRoot, nullptr);
   }
 }

@@ -53,7 +53,7 @@ TEST_P(ExtentsLookup, EndsWithWhatTheReachableLeavesHold) {
   testing::writeImage(image.path, bytes);
 
   auto v = testing::openAsPartition(image.path, image.manifest.imageBytes);
-  HfsVolume hfs(*v);
+  HfsVolume hfs(*v, ProgressSink::none());
   ASSERT_TRUE(hfs.initializeVIB());
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
   const auto& file = fragmentedFile(image);
@@ -100,7 +100,7 @@ TEST(ExtentsLookupInTheCatalogWalk, SelfLinkedOverflowLeafDropsOnlyTheFragmented
   testing::writeImage(image.path, bytes);
   auto v = testing::openAsPartition(image.path, image.manifest.imageBytes);
   v->resetSigArraysAndBtreesAndOthers();
-  HfsVolume hfs(*v);
+  HfsVolume hfs(*v, ProgressSink::none());
   ASSERT_TRUE(hfs.initializeVIB());
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
   makeTree(hfs);

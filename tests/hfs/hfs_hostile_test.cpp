@@ -157,13 +157,13 @@ std::vector<HostileCase> hostileCases() {
 void scanAll(const std::string& path, std::uint64_t imageBytes) {
   for (const char* mode : {"Normal Scan", "Advanced Scan"}) {
     auto volume = testing::openAsPartition(path, imageBytes);
-    startMakingTree(*volume, ScanArguments{std::string(mode), std::int64_t{0}});
+    startMakingTree(*volume, ScanArguments{std::string(mode), std::int64_t{0}}, ScanRunSink::none());
     if (volume->dirRoot != nullptr) {
       EXPECT_LE(testing::entriesByPath(volume->dirRoot).size(), imageBytes / 32) << mode;
     }
   }
   auto volume = testing::openAsPartition(path, imageBytes);
-  scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}});
+  scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, ScanRunSink::none());
   ASSERT_NE(volume->dirRoot, nullptr);
   EXPECT_LE(testing::entriesByPath(volume->dirRoot).size(), imageBytes / 32);
 }

@@ -1,9 +1,10 @@
 // Shared by the HFS+ engine tests: kit images written to a temporary folder, a Volume opened on one
-// as a partition at sector 0, a recording controller, and the tree read back by path.
+// as a partition at sector 0, a recording progress sink, and the tree read back by path.
 #pragma once
 
 #include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -14,6 +15,7 @@
 #include "base/text.h"
 #include "imagekit/manifest.h"
 #include "imagekit/scenario.h"
+#include "app/scan_progress.h"
 #include "records/entry_arena.h"
 #include "volume/volume.h"
 
@@ -69,28 +71,35 @@ inline std::unique_ptr<Volume> openAsPartition(const std::string& path, std::uin
                                     MediaContext{});
 }
 
-// Records every message a scan sends to the controller.
-class RecordingController : public ScanController {
+// Records everything a scan tells its sink. An offer stays pending, as if no tick ever came.
+class RecordingSink : public ScanRunSink {
  public:
-  void updateProgress(const Dict& update, bool) override {
+  void report(const ScanProgress& progress) override {
     std::lock_guard lock(mutex);
-    updates.push_back(update);
+    updates.push_back(progress);
   }
-  void setUpTimer() override { ++timers; }
-  void invalidateTimer() override { --timers; }
-  void runAlertPanel(const Alert& alert) override {
+  [[nodiscard]] bool tickPending() const override { return pending; }
+  void offerForTick(const ScanProgress& progress) override {
+    std::lock_guard lock(mutex);
+    offers.push_back(progress);
+    pending = true;
+  }
+  void alert(const Alert& alert) override {
     std::lock_guard lock(mutex);
     alerts.push_back(alert);
   }
-  void destroyVolumeAndBackToPartList() override { ++destroyed; }
-  void rawScanCompleted() override {}
-  void rawScanStarted(bool) override {}
+  void abandonScan() override { ++abandoned; }
+  void startTicks() override { ++ticking; }
+  void stopTicks() override { --ticking; }
+  void complete(const ScanProgress& last) override { report(last); }
 
   std::mutex mutex;
-  std::vector<Dict> updates;
+  std::vector<ScanProgress> updates;  // reports and the completion, in order
+  std::vector<ScanProgress> offers;
   std::vector<Alert> alerts;
-  int timers = 0;
-  int destroyed = 0;
+  std::atomic<bool> pending{false};
+  int ticking = 0;
+  int abandoned = 0;
 };
 
 inline std::string nameOf(const Entry* dir) { return toUtf8(EntryArena::fileNameOfDir(dir).value_or(u"")); }

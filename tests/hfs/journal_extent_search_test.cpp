@@ -39,7 +39,7 @@ class RearrangeTest : public ::testing::Test {
 TEST_F(RearrangeTest, ExtraExtentsArePlacedInRepeatedPassesThenCompleteIsRecomputed) {
   addDataExtComp(group(16, {{300, 8}}), file);
   addDataExtComp(group(8, {{200, 8}}), file);
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());
   rearrangeExtsFound(hfs, root);
   ASSERT_EQ(file->dataExt.size(), 3u);
   EXPECT_EQ(file->dataExt[1].startBlock, 200u);
@@ -50,7 +50,7 @@ TEST_F(RearrangeTest, ExtraExtentsArePlacedInRepeatedPassesThenCompleteIsRecompu
 TEST_F(RearrangeTest, AGapLeavesTheFileIncompleteWithWhatFollowsOn) {
   addDataExtComp(group(16, {{300, 8}}), file);
   addDataExtComp(group(8, {}), file);  // a group with no cells places nothing and can't loop
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());
   rearrangeExtsFound(hfs, root);
   EXPECT_EQ(file->dataExt.size(), 1u);
   EXPECT_EQ(file->complete, 0);

@@ -74,11 +74,11 @@ struct Opened {
   std::unique_ptr<HfsVolume> hfs;
 };
 
-Opened open(const KitImage& image) {
+Opened open(const KitImage& image, ProgressSink& progress = ProgressSink::none()) {
   Opened o;
   o.volume = testing::openAsPartition(image.path, image.manifest.imageBytes);
   o.volume->resetSigArraysAndBtreesAndOthers();
-  o.hfs = std::make_unique<HfsVolume>(*o.volume);
+  o.hfs = std::make_unique<HfsVolume>(*o.volume, progress);
   EXPECT_TRUE(o.hfs->initializeVIB());
   EXPECT_TRUE(o.hfs->checkCatalogAndExtentsFile());
   return o;
@@ -149,18 +149,16 @@ TEST(LeafNodeSearch, ProgressCountsTheCatalogNodes) {
   const KitImage image = deepCatalog();
   ASSERT_TRUE(image.error.empty()) << image.error;
   zeroNode(image, image.manifest.volumes.at(0).extra.at("catalogFile").at("rootNode").get<std::uint32_t>());
-  testing::RecordingController controller;
-  Volume::setAppController(&controller);
-  Opened o = open(image);
+  testing::RecordingSink sink;
+  Opened o = open(image, sink);
   searchForLeafNodes(*o.hfs);
-  Volume::setAppController(nullptr);
   const auto total = image.manifest.volumes.at(0).extra.at("catalogFile").at("totalNodes").get<std::uint64_t>();
   std::uint64_t increments = 0;
   bool sawMax = false;
-  for (const Dict& d : controller.updates) {
-    if (d.string("Progress Status") != "Searching catalog file...") continue;
-    if (d.has("BarIncrement")) ++increments;
-    if (d.has("BarMaxValue")) sawMax = true;
+  for (const ScanProgress& p : sink.updates) {
+    if (p.status != progress_text::kSearchingCatalogFile) continue;
+    if (p.barIncrement == 1u) ++increments;
+    if (p.barMaximum) sawMax = true;
   }
   EXPECT_TRUE(sawMax);
   EXPECT_EQ(increments, total);
@@ -182,7 +180,7 @@ TEST(LeafNodeSearch, WalkCrossesACutLeafChain) {
     Opened o = open(image);
     findLeafNodesForCatalogWalk(*o.hfs);
     makeTree(*o.hfs);
-    if (o.volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*o.volume, false, false);
+    if (o.volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*o.volume, ProgressSink::none(), false, false);
     const auto tree = testing::entriesByPath(o.volume->dirRoot);
     for (const auto& e : volume.entries) {
       if (e.deleted || e.path.empty()) continue;

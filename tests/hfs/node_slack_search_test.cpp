@@ -25,7 +25,7 @@ enum class Scan { kDeletedFiles, kAdvanced };
 std::unique_ptr<Volume> runScan(const KitImage& image, Scan scan) {
   if (scan == Scan::kAdvanced) {
     auto volume = testing::openAsPartition(image.path, image.manifest.imageBytes, image.manifest.sectorSize);
-    startMakingTree(*volume, ScanArguments{std::string("Advanced Scan"), std::int64_t{0}});
+    startMakingTree(*volume, ScanArguments{std::string("Advanced Scan"), std::int64_t{0}}, ScanRunSink::none());
     return volume;
   }
   auto volume = Volume::initWithDictionary(Dict{{"WhetherVolume", true},
@@ -37,7 +37,7 @@ std::unique_ptr<Volume> runScan(const KitImage& image, Scan scan) {
                                                 {"journaled", "No"}},
                                            MediaContext{});
   volume->resetSigArraysAndBtreesAndOthers();
-  scanForDeletedFilesHFS(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}});
+  (void)scanForDeletedFilesHFS(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, ProgressSink::none());
   return volume;
 }
 

@@ -22,19 +22,19 @@ struct ScanOutcome {
 };
 
 // The normal scan's HFS+ steps, as the scan thread runs them, ending with the clean-up.
-ScanOutcome scan(const KitImage& image, bool cleanUp = true) {
+ScanOutcome scan(const KitImage& image, bool cleanUp = true, ProgressSink& progress = ProgressSink::none()) {
   ScanOutcome out;
   out.volume = testing::openAsPartition(image.path, image.manifest.imageBytes);
   Volume& v = *out.volume;
   v.resetSigArraysAndBtreesAndOthers();
-  HfsVolume hfs(v);
+  HfsVolume hfs(v, progress);
   out.vib = hfs.initializeVIB();
   if (out.vib) out.structures = hfs.checkCatalogAndExtentsFile();
   if (out.structures) {
     makeTree(hfs);
-    if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, false, false);
+    if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, progress, false, false);
   }
-  if (cleanUp) v.finishTree();
+  if (cleanUp) v.finishTree(progress);
   return out;
 }
 
@@ -132,24 +132,23 @@ TEST(NormalCatalogScan, ReformattedVolumeGivesOnlyTheRoot) {
 TEST(NormalCatalogScan, ProgressCarriesTheCountsAndTheTimerHandOver) {
   const KitImage image = makeKitImage("hfs-basic");
   ASSERT_TRUE(image.error.empty()) << image.error;
-  testing::RecordingController controller;
-  Volume::setAppController(&controller);
-  const ScanOutcome out = scan(image);
-  Volume::setAppController(nullptr);
-  EXPECT_EQ(controller.timers, 0);  // every setUpTimer was matched by invalidateTimer
+  testing::RecordingSink sink;
+  const ScanOutcome out = scan(image, true, sink);
+  EXPECT_EQ(sink.ticking, 0);  // the tick is the runner's, never the engine's
   bool sawCounts = false, sawDone = false;
-  for (const Dict& d : controller.updates) {
-    if (d.has("Folders") && d.has("Files") && d.has("Entries Found") && d.has("Data") && d.has("BarDoubleValue")) {
+  for (const ScanProgress& p : sink.updates) {
+    if (p.counts && p.barValue) {
       sawCounts = true;
-      EXPECT_EQ(d.string("Progress Status"), "default");
+      EXPECT_EQ(p.status, progress_text::kScanStatus);
     }
-    if (d.string("Progress Status") == "Rearranging tree (done)...") sawDone = d.has("Stop Animation");
+    if (p.status == progress_text::kRearrangingTreeDone) sawDone = p.animation == ProgressAnimation::kStop;
   }
   EXPECT_TRUE(sawCounts);
   EXPECT_TRUE(sawDone);
-  // The walk filled dataUpdate once and left it for the timer, which never came.
-  EXPECT_TRUE(out.volume->timerFireMethodCanRun);
-  EXPECT_TRUE(out.volume->dataUpdate.has("TimeRemaining"));
+  // The walk offered its counts once and, as no tick came to take them, offered nothing more.
+  ASSERT_EQ(sink.offers.size(), 1u);
+  EXPECT_FALSE(sink.offers[0].timeRemaining.empty());
+  EXPECT_TRUE(sink.offers[0].counts.has_value());
 }
 
 TEST(NormalCatalogScan, StopBeforeTheWalkLeavesOnlyTheRoot) {
@@ -157,7 +156,7 @@ TEST(NormalCatalogScan, StopBeforeTheWalkLeavesOnlyTheRoot) {
   ASSERT_TRUE(image.error.empty()) << image.error;
   auto volume = testing::openAsPartition(image.path, image.manifest.imageBytes);
   volume->resetSigArraysAndBtreesAndOthers();
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());
   ASSERT_TRUE(hfs.initializeVIB());
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
   volume->setStopTreeThread(true);
@@ -193,7 +192,7 @@ TEST(NormalCatalogScan, NodeToSectorPastTheCatalogIsZero) {
   const KitImage image = makeKitImage("hfs-two-extent-catalog");
   ASSERT_TRUE(image.error.empty()) << image.error;
   auto volume = testing::openAsPartition(image.path, image.manifest.imageBytes);
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());
   ASSERT_TRUE(hfs.initializeVIB());
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
   ASSERT_EQ(volume->catalogExt.size(), 2u);

@@ -37,7 +37,7 @@ class OrphanPassTest : public ::testing::Test {
 TEST_F(OrphanPassTest, FileWithoutParentGoesToLostFilesMarkedDeleted) {
   Entry* file = entry(40, 39, 2, u"a.txt", 10);
   orphan(file);
-  processOrphanEntriesWithIncrement(*volume, false, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   ASSERT_NE(volume->dirLostFiles, nullptr);
   EXPECT_EQ(volume->dirLostFiles->fileID, kLostFilesID);
   EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles), u"Lost Files");
@@ -50,7 +50,7 @@ TEST_F(OrphanPassTest, FileWithoutParentGoesToLostFilesMarkedDeleted) {
 TEST_F(OrphanPassTest, TwoLostFilesOfOneNameBecomeDistinct) {
   orphan(entry(40, 39, 2, u"a.txt", 1));
   orphan(entry(41, 39, 2, u"a.txt", 1));
-  processOrphanEntriesWithIncrement(*volume, true, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), true, false);
   ASSERT_EQ(volume->dirLostFiles->childList.size(), 2u);
   EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles->childList[0]), u"a.txt");
   EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles->childList[1]), u"a_.txt");
@@ -62,7 +62,7 @@ TEST_F(OrphanPassTest, ChildBeforeItsParentHangsUnderItOnceTheParentIsPlaced) {
   Entry* file = entry(31, 30, 2, u"b.txt", 5);
   orphan(file);
   orphan(folder);
-  processOrphanEntriesWithIncrement(*volume, false, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   EXPECT_EQ(file->parent, folder);
   EXPECT_EQ(folder->parent, volume->dirRoot);
   rearrangeTreeFromDir(volume->dirRoot);
@@ -75,7 +75,7 @@ TEST_F(OrphanPassTest, FolderWithoutParentStaysOutWithItsFiles) {
   Entry* file = entry(31, 30, 2, u"c.txt", 5);
   orphan(folder);
   orphan(file);
-  processOrphanEntriesWithIncrement(*volume, false, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   EXPECT_EQ(file->parent, folder);
   EXPECT_EQ(folder->parent, nullptr);
   EXPECT_TRUE(volume->dirLostFiles->childList.empty());
@@ -86,7 +86,7 @@ TEST_F(OrphanPassTest, ExistingEntrySevenIsUsedAsLostFiles) {
   seven->parent = volume->dirRoot;
   addChildUpdateBTree(seven, volume->dirRoot, TreeSide::kVolume);
   orphan(entry(40, 39, 2, u"d.txt", 1));
-  processOrphanEntriesWithIncrement(*volume, false, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   EXPECT_EQ(volume->dirLostFiles, seven);
   EXPECT_EQ(seven->deleted, 1);
 }
@@ -98,7 +98,7 @@ TEST_F(OrphanPassTest, EntriesNamingEachOtherAsParentsCannotLoop) {
   orphan(a);
   orphan(b);
   orphan(self);
-  processOrphanEntriesWithIncrement(*volume, false, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   EXPECT_NE(self->parent, self);
   EXPECT_FALSE(a->parent == b && b->parent == a);
 }
@@ -108,7 +108,7 @@ TEST_F(OrphanPassTest, AbortedScanStillPlacesWhatItFound) {
   Entry* file = entry(40, 39, 2, u"a.txt", 1);
   orphan(file);
   volume->setStopTreeThread(true);
-  processOrphanEntriesWithIncrement(*volume, false, false);
+  processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   ASSERT_NE(file->parent, nullptr);
   EXPECT_EQ(file->parent->fileID, 7u);  // "Lost Files"
   volume->setStopTreeThread(false);
@@ -129,7 +129,7 @@ TEST_F(AdvScanOrphanTest, FirstRunJoinsFindsToEachOtherOnly) {
   found(folder);
   found(file);
   found(catalogChild);
-  processOrphanAdvScanEntriesWithIncrement(*volume, true, false);
+  processOrphanAdvScanEntriesWithIncrement(*volume, ProgressSink::none(), true, false);
   EXPECT_EQ(file->parent, folder);
   EXPECT_EQ(catalogChild->parent, nullptr);
   EXPECT_EQ(volume->fileCount, 1u);
@@ -141,8 +141,8 @@ TEST_F(AdvScanOrphanTest, SecondRunGivesEveryParentlessFindAPlace) {
   Entry* file = entry(72, 98, 2, u"g.txt", 4);
   Entry* empty = entry(73, 98, 2, u"h.txt", 0);
   for (Entry* dir : {folderA, folderB, file, empty}) found(dir);
-  processOrphanAdvScanEntriesWithIncrement(*volume, true, false);
-  processOrphanAdvScanEntriesRun2WithIncrement(*volume, true, false);
+  processOrphanAdvScanEntriesWithIncrement(*volume, ProgressSink::none(), true, false);
+  processOrphanAdvScanEntriesRun2WithIncrement(*volume, ProgressSink::none(), true, false);
   EXPECT_EQ(file->parent, volume->dirLostFiles);
   EXPECT_EQ(file->deleted, 1);
   EXPECT_EQ(empty->parent, nullptr);  // a file of size 0 is left out here

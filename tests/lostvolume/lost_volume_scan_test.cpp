@@ -19,16 +19,14 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class RecordingObserver final : public VolumeScanObserver {
+// Records what the search reports; an offered position stays pending, as if no tick ever came.
+class RecordingSearchSink final : public VolumeSearchSink {
  public:
-  void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override {
-    updates.push_back(update);
-    EXPECT_TRUE(waitUntilDone);
-  }
-  void setUpTimerForDMedia() override { timerStarts.push_back(updates.size()); }
-  void invalidateTimer() override { timerStops.push_back(updates.size()); }
-  std::vector<Dict> updates;
-  std::vector<std::size_t> timerStarts, timerStops;
+  void report(const VolumeSearchProgress& update) override { updates.push_back(update); }
+  [[nodiscard]] bool sweepOfferPending() const override { return !offers.empty(); }
+  void offerSweepPosition(const VolumeSearchProgress& position) override { offers.push_back(position); }
+  std::vector<VolumeSearchProgress> updates;
+  std::vector<VolumeSearchProgress> offers;
 };
 
 struct Disk {
@@ -74,7 +72,7 @@ struct Found {
   std::vector<Dict> rows;  // volumeScanFoundArray
 };
 
-Found search(const fs::path& image, std::uint32_t sectorSize, VolumeScanObserver* observer = nullptr,
+Found search(const fs::path& image, std::uint32_t sectorSize, VolumeSearchSink& progress = VolumeSearchSink::none(),
              bool abortFirst = false) {
   DMedia media;
   media.initWithDictionary(Dict{{"Path", image.string()}, {"Preferred Block Size", sectorSize},
@@ -82,7 +80,7 @@ Found search(const fs::path& image, std::uint32_t sectorSize, VolumeScanObserver
                            {});
   media.abortVolumeScan = abortFirst;
   Found found;
-  LostVolumeScan(media, observer).initializeForVolumeThoroughScan(found.list, found.rows);
+  LostVolumeScan(media, progress).initializeForVolumeThoroughScan(found.list, found.rows);
   return found;
 }
 
@@ -107,42 +105,42 @@ std::uint64_t catalogNodeByte(const imagekit::ManifestVolume& v, std::uint64_t n
 
 TEST(LostVolumeScan, ReportsInTheOrderTheProgressScreenNeeds) {
   const auto disk = makeDisk("lost-two-volumes");
-  RecordingObserver observer;
-  const Found found = search(disk->path, 512, &observer);
-  const auto& u = observer.updates;
+  RecordingSearchSink sink;
+  const Found found = search(disk->path, 512, sink);
+  const auto& u = sink.updates;
   ASSERT_GE(u.size(), 4u);
-  EXPECT_EQ(u[0].uint64("BarMaxValue"), fs::file_size(disk->path) / (512 * 63));
-  EXPECT_TRUE(u[1].has("BarDoubleValue") && u[1].uint64("BarDoubleValue") == 0);
-  EXPECT_TRUE(u[2].has("TimeRemaining") && u[2].string("TimeRemaining").empty());
-  ASSERT_EQ(observer.timerStarts, std::vector<std::size_t>{3});
-  // The timer stops just before "Scan Complete": after it nothing may wait on the main thread.
-  ASSERT_EQ(observer.timerStops, std::vector<std::size_t>{u.size() - 1});
-  EXPECT_TRUE(u.back().has("Scan Complete"));
-  // Each find comes between the check's animation start and stop, with the row just added.
+  EXPECT_EQ(u[0].barMaximum, fs::file_size(disk->path) / (512 * 63));
+  EXPECT_EQ(u[1].barValue, 0u);
+  EXPECT_EQ(u[2].timeRemaining, std::string());
+  // The sweep offered its first position and, as no tick came to take it, no other.
+  ASSERT_EQ(sink.offers.size(), 1u);
+  EXPECT_EQ(sink.offers[0].barValue, 1u);
+  // Each check runs between the validity bar's start and stop, its time left shown meanwhile; each
+  // find follows its check's stop with the row just added.
   std::size_t finds = 0;
-  for (std::size_t i = 3; i + 1 < u.size(); ++i) {
-    if (!u[i].has("Volumes Found")) continue;
+  bool inCheck = false;
+  for (std::size_t i = 3; i < u.size(); ++i) {
+    if (u[i].validityAnimation == ProgressAnimation::kStart) inCheck = true;
+    if (u[i].validityAnimation == ProgressAnimation::kStop) inCheck = false;
+    EXPECT_EQ(u[i].checking, inCheck) << i;
+    if (!u[i].foundRow) continue;
     ASSERT_LT(finds, found.rows.size());
-    EXPECT_EQ(*u[i].find("Volumes Found")->dict(), found.rows[finds]);
-    EXPECT_TRUE(u[i - 1].has("Stop Animation"));
+    EXPECT_EQ(*u[i].foundRow, found.rows[finds]);
+    EXPECT_EQ(u[i - 1].validityAnimation, ProgressAnimation::kStop);
     ++finds;
   }
   EXPECT_EQ(finds, found.rows.size());
-  ASSERT_TRUE(u.back().has("Scan Complete"));
-  const DictArray* list = u.back().find("Scan Complete")->array();
-  ASSERT_NE(list, nullptr);
-  ASSERT_EQ(list->size(), found.list.size());
-  for (std::size_t i = 0; i < list->size(); ++i) EXPECT_EQ(*(*list)[i].dict(), found.list[i]);
+  EXPECT_FALSE(found.list.empty());
 }
 
-TEST(LostVolumeScan, AbortedSearchFindsNothingAndStillCompletes) {
+TEST(LostVolumeScan, AbortedSearchFindsNothingAndReportsNoSweep) {
   const auto disk = makeDisk("lost-two-volumes");
-  RecordingObserver observer;
-  const Found found = search(disk->path, 512, &observer, true);
+  RecordingSearchSink sink;
+  const Found found = search(disk->path, 512, sink, true);
   EXPECT_TRUE(found.rows.empty());
   EXPECT_TRUE(found.list.empty());
-  ASSERT_FALSE(observer.updates.empty());
-  EXPECT_TRUE(observer.updates.back().has("Scan Complete"));
+  EXPECT_EQ(sink.updates.size(), 3u);  // the bar set up, nothing swept
+  EXPECT_TRUE(sink.offers.empty());
 }
 
 TEST(LostVolumeScan, FirstLeafOfAnotherParentGivesARowButNoVolume) {
@@ -260,7 +258,7 @@ TEST_P(VerifyVIB, EachFieldTheTestNeeds) {
   ASSERT_TRUE(header.ok());
   DMedia media;
   media.u32BytesInSector = 512;
-  LostVolumeScan scan(media, nullptr);
+  LostVolumeScan scan(media, VolumeSearchSink::none());
   VolumeInformationBlock changed = *header;
   GetParam().apply(changed);
   EXPECT_EQ(scan.verifyVIB(changed), GetParam().passes) << GetParam().name;

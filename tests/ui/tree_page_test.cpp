@@ -42,12 +42,12 @@ class NoLauncher : public ScanLauncher {
 std::shared_ptr<Volume> scanImage(const testing::KitImage& image) {
   std::shared_ptr<Volume> volume = testing::openAsPartition(image.path, image.manifest.imageBytes);
   volume->resetSigArraysAndBtreesAndOthers();
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());
   if (hfs.initializeVIB() && hfs.checkCatalogAndExtentsFile()) {
     makeTree(hfs);
-    if (volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*volume, false, false);
+    if (volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   }
-  volume->finishTree();
+  volume->finishTree(ProgressSink::none());
   return volume;
 }
 

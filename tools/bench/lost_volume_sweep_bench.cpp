@@ -53,7 +53,7 @@ int main(int argc, char** argv) {
   media.initWithDictionary(nua::Dict{{"Path", image.string()}, {"Preferred Block Size", 512}, {"Size", bytes}}, {});
   std::vector<nua::Dict> list, rows;
   const auto start = std::chrono::steady_clock::now();
-  nua::LostVolumeScan(media, nullptr).initializeForVolumeThoroughScan(list, rows);
+  nua::LostVolumeScan(media, nua::VolumeSearchSink::none()).initializeForVolumeThoroughScan(list, rows);
   const double sweep = seconds(start);
   std::filesystem::remove(image);
 

@@ -85,13 +85,13 @@ int main(int argc, char** argv) {
                 {"Volume Name", "bench"}},
       nua::MediaContext{});
   volume->resetSigArraysAndBtreesAndOthers();
-  nua::HfsVolume hfs(*volume);
+  nua::HfsVolume hfs(*volume, nua::ProgressSink::none());
   if (!hfs.initializeVIB() || !hfs.checkCatalogAndExtentsFile()) {
     std::fprintf(stderr, "not an HFS+ volume: %s\n", imagePath.c_str());
     return 1;
   }
   nua::makeTree(hfs);
-  volume->finishTree();
+  volume->finishTree(nua::ProgressSink::none());
   report("scan with the core (normal catalog walk)", secondsSince(start));
   if (madeHere) std::filesystem::remove(imagePath);
 

@@ -12,26 +12,25 @@ void makeExfatRoot(Volume& volume) { volume.dirRoot = makeRootDir(*volume.arena,
 
 }  // namespace
 
-void startMakingTreeExFAT(Volume& volume) {
+void startMakingTreeExFAT(Volume& volume, ProgressSink& progress) {
   makeExfatRoot(volume);
-  ExfatVolume exfat(volume);
+  ExfatVolume exfat(volume, progress);
   (void)exfat.startExfatFileSystemRecovery();
 }
 
-void scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments) {
+ScanProgress scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
   // After a crash resume the tree has come from the recovery file; no walk happens.
   if (!volume.autoCrashRecovery) {
     makeExfatRoot(volume);
-    ExfatVolume exfat(volume);
+    ExfatVolume exfat(volume, progress);
     (void)exfat.startExfatFileSystemRecovery();
   }
   // Element 1 asks for a signature search; there is none for exFAT yet, so the scan ends as a plain
   // tree scan.
   if (scanArgumentNumber(arguments, 1).value_or(0) != 0) volume.treeScanMode = 0;
-  volume.finishTree();
+  volume.finishTree(progress);
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
-  volume.sendProgress(
-      Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}, {"Stop Animation", true}}, false);
+  return treeCompleted(ProgressAnimation::kStop);
 }
 
 }  // namespace nua

@@ -16,17 +16,17 @@ void makeFatRoot(Volume& volume) {
 
 }  // namespace
 
-void startMakingTreeFAT(Volume& volume) {
+void startMakingTreeFAT(Volume& volume, ProgressSink& progress) {
   makeFatRoot(volume);
-  FatVolume fat(volume);
+  FatVolume fat(volume, progress);
   (void)fat.startFATFileSystemRecovery();
 }
 
-void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments) {
+ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
   // After a crash resume the tree has come from the recovery file; no walk happens.
   if (!volume.autoCrashRecovery) {
     makeFatRoot(volume);
-    FatVolume fat(volume);
+    FatVolume fat(volume, progress);
     (void)fat.startFATFileSystemRecovery();
   }
   // Element 0 asks for the walk, which the FAT path runs regardless; element 1 for a signature search.
@@ -36,10 +36,9 @@ void scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments) {
     // signature search runs yet, so the scan ends as a tree scan.
     volume.treeScanMode = 0;
   }
-  volume.finishTree();
+  volume.finishTree(progress);
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
-  volume.sendProgress(
-      Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}, {"Stop Animation", true}}, false);
+  return treeCompleted(ProgressAnimation::kStop);
 }
 
 }  // namespace nua

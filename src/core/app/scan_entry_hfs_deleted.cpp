@@ -8,7 +8,7 @@
 
 namespace nua {
 
-void scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments) {
+ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
   const bool searchJournal = scanArgumentNumber(arguments, 0).value_or(0) == 1;
   const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) == 1;
   if (!volume.autoCrashRecovery) {
@@ -16,7 +16,7 @@ void scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments) {
     root->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
     volume.dirRoot = root;
   }
-  HfsVolume hfs(volume);
+  HfsVolume hfs(volume, progress);
   hfs.fillVIB();
   // A catalog that can't be found leaves firstLeafNode and catNodeSize at 0: the journal stages then
   // find nothing, and the signature search still runs.
@@ -27,13 +27,11 @@ void scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments) {
     // The signature stage joins here: element 2 holds the signatures, element 3 says whole volume (0)
     // or free space only (1); it fills allocationExt first, and in a crash-recovery run resumes at the
     // sector before "auto". Until it is built the stage does nothing, and the tree stays as it is.
-    ScanController* controller = Volume::appController();
-    if (controller != nullptr) controller->invalidateTimer();
     volume.treeScanMode = 0;
   }
-  volume.finishTree();
+  volume.finishTree(progress);
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
-  volume.sendProgress(Dict{{"Progress Status", "Tree Completed ..."}, {"Tree Complete", true}}, false);
+  return treeCompleted(std::nullopt);
 }
 
 }  // namespace nua

@@ -9,10 +9,10 @@
 
 namespace nua {
 
-void startMakingTreeHFS(Volume& volume) {
+void startMakingTreeHFS(Volume& volume, ProgressSink& progress) {
   volume.advScanEntriesCanBePutIntoOrphanEntryArray = false;
   volume.aborting = false;
-  HfsVolume hfs(volume);
+  HfsVolume hfs(volume, progress);
   const bool headerFound = hfs.initializeVIB();
   bool structuresFound = false;
   if (headerFound) {
@@ -20,16 +20,12 @@ void startMakingTreeHFS(Volume& volume) {
     structuresFound = hfs.checkCatalogAndExtentsFile();
     if (!structuresFound) hfs.getCatalogExtFromVIB();
   }
-  ScanController* controller = Volume::appController();
   const bool advanced = volume.treeScanMode == 1;
   if (structuresFound) {
     findLeafNodesForCatalogWalk(hfs);
     if (volume.firstLeafNode != 0 && volume.catNodeSize != 0) {
       makeTree(hfs);
-      if (volume.orphEntriesTotal != 0) {
-        processOrphanEntriesWithIncrement(volume, false, false);
-        if (controller != nullptr) controller->invalidateTimer();
-      }
+      if (volume.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(volume, progress, false, false);
     }
     if (advanced) (void)makeAdvTree(hfs);
     return;
@@ -42,12 +38,10 @@ void startMakingTreeHFS(Volume& volume) {
     return;
   }
   volume.aborting = true;
-  if (controller != nullptr) {
-    controller->runAlertPanel(
-        {"!Can not process", "Key data structures not found. Please try Advance Scan for tree on the desired volume.",
-         {"OK"}});
-    controller->destroyVolumeAndBackToPartList();
-  }
+  progress.alert(
+      {"!Can not process", "Key data structures not found. Please try Advance Scan for tree on the desired volume.",
+       {"OK"}});
+  progress.abandonScan();
 }
 
 }  // namespace nua

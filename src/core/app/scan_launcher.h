@@ -16,6 +16,8 @@ namespace nua {
 
 class Volume;
 class DMedia;
+class ScanRunSink;
+class VolumeSearchRunSink;
 
 enum class ScanEntry { kScanForDeletedFiles, kScanForDeletedFilesDisk, kStartMakingTree };
 
@@ -44,6 +46,10 @@ class ScanLauncher {
     std::lock_guard lock(endedMutex_);
     scanThreadEnded_ = std::move(ended);
   }
+  // Where the scans started from now on report their progress; null shows nothing.
+  void setProgressSink(ScanRunSink* sink) { progressSink_ = sink; }
+  // The same for the searches for lost volumes.
+  void setVolumeSearchSink(VolumeSearchRunSink* sink) { volumeSearchSink_ = sink; }
   // The number of the scan started last: an end told for an older one concerns no running scan.
   [[nodiscard]] std::uint64_t lastScanNumber() const { return scansStarted_; }
 
@@ -59,6 +65,10 @@ class ScanLauncher {
   std::mutex endedMutex_;
   ScanThreadEnded scanThreadEnded_;
   std::atomic<std::uint64_t> scansStarted_{0};
+
+ protected:
+  std::atomic<ScanRunSink*> progressSink_{nullptr};
+  std::atomic<VolumeSearchRunSink*> volumeSearchSink_{nullptr};
 };
 
 }  // namespace nua

@@ -5,48 +5,58 @@
 namespace nua {
 namespace {
 
-std::string numberText(const DictValue& value) {
-  if (value.isString()) return value.toString();
-  if (std::holds_alternative<double>(value.value)) {
-    std::string text = std::to_string(value.toDouble());
-    text.erase(text.find_last_not_of('0') + 1);
-    if (!text.empty() && text.back() == '.') text.pop_back();
-    return text;
-  }
-  if (std::holds_alternative<std::int64_t>(value.value)) return std::to_string(value.toInt64());
-  return std::to_string(value.toUInt64());
+// A percentage as its shortest decimal: 45 for 45.0, 45.5 for 45.5.
+std::string percentText(double value) {
+  std::string text = std::to_string(value);
+  text.erase(text.find_last_not_of('0') + 1);
+  if (!text.empty() && text.back() == '.') text.pop_back();
+  return text;
 }
+
+class SilentScanRunSink final : public ScanRunSink {
+ public:
+  void report(const ScanProgress&) override {}
+  [[nodiscard]] bool tickPending() const override { return false; }
+  void offerForTick(const ScanProgress&) override {}
+  void alert(const Alert&) override {}
+  void abandonScan() override {}
+  void startTicks() override {}
+  void stopTicks() override {}
+  void complete(const ScanProgress&) override {}
+};
 
 }  // namespace
 
-void applyProgressDictionary(const Dict& update, const std::string& mainScanStatus, ProgressScreen& screen) {
-  screen.timeRemaining = update.string("TimeRemaining");
-  if (const DictValue* percent = update.find("Percent Done")) {
-    screen.percentDone = formatText("Overall Progress: %@%@", {numberText(*percent), "%"});
-  } else {
-    screen.percentDone.clear();
-  }
-  if (update.has("Size Done") && update.has("Total Size")) {
-    screen.completed =
-        formatText("Completed: %@ / %@", {sizeText(update.uint64("Size Done")), sizeText(update.uint64("Total Size"))});
+ScanRunSink& ScanRunSink::none() {
+  static SilentScanRunSink sink;
+  return sink;
+}
+
+void applyScanProgress(const ScanProgress& update, const std::string& mainScanStatus, ProgressScreen& screen) {
+  screen.timeRemaining = update.timeRemaining;
+  screen.percentDone =
+      update.percentDone ? formatText("Overall Progress: %@%@", {percentText(*update.percentDone), "%"}) : "";
+  if (update.sizeDone && update.totalSize) {
+    screen.completed = formatText("Completed: %@ / %@", {sizeText(*update.sizeDone), sizeText(*update.totalSize)});
   } else {
     screen.completed = " ";
   }
-  if (update.has("Progress Type")) screen.barIndeterminate = update.int64("Progress Type") == 0;
-  if (update.has("Start Animation")) screen.barAnimating = true;
-  if (update.has("Stop Animation")) screen.barAnimating = false;
-  if (update.has("Progress Status")) {
-    const std::string status = update.string("Progress Status");
-    screen.status = status == "default" ? mainScanStatus : formatText("%@ - %@", {mainScanStatus, status});
+  if (update.bar) screen.barIndeterminate = *update.bar == ProgressBar::kIndeterminate;
+  if (update.animation) screen.barAnimating = *update.animation == ProgressAnimation::kStart;
+  if (update.status) {
+    screen.status = *update.status == progress_text::kScanStatus ? mainScanStatus
+                                                                 : formatText("%@ - %@", {mainScanStatus, *update.status});
   }
-  if (const DictValue* v = update.find("Entries Found")) screen.entriesFound = numberText(*v);
-  if (const DictValue* v = update.find("Folders")) screen.folders = numberText(*v);
-  if (const DictValue* v = update.find("Files")) screen.files = numberText(*v);
-  if (update.has("Data")) screen.data = sizeText(update.uint64("Data"));
-  if (update.has("BarIncrement")) screen.barDoubleValue += static_cast<double>(update.uint64("BarIncrement"));
-  if (update.has("BarMinValue")) screen.barMinValue = static_cast<double>(update.uint64("BarMinValue"));
-  if (update.has("BarMaxValue")) screen.barMaxValue = static_cast<double>(update.uint64("BarMaxValue"));
-  if (update.has("BarDoubleValue")) screen.barDoubleValue = static_cast<double>(update.uint64("BarDoubleValue"));
+  if (update.counts) {
+    screen.entriesFound = std::to_string(update.counts->entries);
+    screen.folders = std::to_string(update.counts->folders);
+    screen.files = std::to_string(update.counts->files);
+    screen.data = sizeText(update.counts->data);
+  }
+  if (update.barIncrement) screen.barDoubleValue += static_cast<double>(*update.barIncrement);
+  if (update.barMinimum) screen.barMinValue = static_cast<double>(*update.barMinimum);
+  if (update.barMaximum) screen.barMaxValue = static_cast<double>(*update.barMaximum);
+  if (update.barValue) screen.barDoubleValue = static_cast<double>(*update.barValue);
 }
 
 }  // namespace nua

@@ -1,17 +1,17 @@
-// The progress screen of a scan as a model the front ends draw: what updateProgress makes of each
-// progress dictionary, key by key.
+// The progress screen of a scan as a model the front ends draw, and the one place a scan's typed
+// progress becomes what that screen shows.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
-#include "base/dict.h"
+#include "volume/progress_sink.h"
 #include "volume/volume.h"
 
 namespace nua {
 
 struct ProgressScreen {
-  std::string timeRemaining;  // "TimeRemaining"
+  std::string timeRemaining;
   std::string percentDone;    // "Overall Progress: %@%@"
   std::string completed;      // "Completed: %@ / %@", else " "
   std::string status;         // mainScanStatus, or "%@ - %@" with the scan's own status
@@ -23,8 +23,21 @@ struct ProgressScreen {
   std::string treeTotal;      // "%@ in %@ Files" once the tree is shown
 };
 
-// Applies every key of a scan's progress dictionary except "Tree Complete", which the controller
-// handles last. Blanking keys empty their field when absent.
-void applyProgressDictionary(const Dict& update, const std::string& mainScanStatus, ProgressScreen& screen);
+// Applies every part of an update except treeComplete, which the controller handles last.
+void applyScanProgress(const ScanProgress& update, const std::string& mainScanStatus, ProgressScreen& screen);
+
+// What the scan runner needs of the screen besides the engines' sink: the once-a-second tick that
+// shows offered updates, running from the scan's start to its end, and the scan's last update.
+class ScanRunSink : public ProgressSink {
+ public:
+  virtual void startTicks() = 0;
+  // Stops the tick and drops an offered update not yet shown.
+  virtual void stopTicks() = 0;
+  // The scan's last update: shown after everything reported before it; the scan doesn't wait for it.
+  virtual void complete(const ScanProgress& last) = 0;
+
+  // A runner's sink that shows nothing, for scans run without a screen.
+  [[nodiscard]] static ScanRunSink& none();
+};
 
 }  // namespace nua

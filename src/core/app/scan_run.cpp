@@ -6,7 +6,8 @@
 
 namespace nua {
 
-void startMakingTree(Volume& volume, const ScanArguments& arguments) {
+void startMakingTree(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
+  TicksDuringScan ticks(progress);
   if (!arguments.empty()) {
     const std::string* last = scanArgumentString(arguments, arguments.size() - 1);
     if (last != nullptr && *last == "auto") volume.autoCrashRecovery = true;
@@ -21,21 +22,27 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments) {
   if (!volume.autoCrashRecovery) {
     const std::string& content = volume.volumeContent;
     if (content.rfind("FAT", 0) == 0) {
-      startMakingTreeFAT(volume);
+      startMakingTreeFAT(volume, progress);
     } else if (content == "exFAT") {
-      startMakingTreeExFAT(volume);
+      startMakingTreeExFAT(volume, progress);
     } else if (content.rfind("Apple", 0) == 0) {
-      startMakingTreeHFS(volume);
+      startMakingTreeHFS(volume, progress);
     }
   }
   if (!volume.aborting) {
-    volume.finishTree();
+    volume.finishTree(progress);
     if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
   }
-  volume.sendProgress(Dict{{"Progress Status", "default"}, {"Tree Complete", true}}, false);
+  // Once the completion is shown the next scan may start, and waits for this thread: nothing here may
+  // wait on the main thread after it.
+  ticks.stop();
+  ScanProgress complete = ScanProgress::withStatus(progress_text::kScanStatus);
+  complete.treeComplete = true;
+  progress.complete(complete);
 }
 
-void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments) {
+void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
+  TicksDuringScan ticks(progress);
   if (!arguments.empty()) {
     const std::string* last = scanArgumentString(arguments, arguments.size() - 1);
     if (last != nullptr && *last == "auto") volume.autoCrashRecovery = true;
@@ -43,13 +50,16 @@ void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments) {
   volume.resetSigArraysAndBtreesAndOthers();
   const std::string& content = volume.volumeContent;
   // Any other content ends the thread without a completion; the volume list never offers one.
+  std::optional<ScanProgress> last;
   if (content.rfind("Apple", 0) == 0) {
-    scanForDeletedFilesHFS(volume, arguments);
+    last = scanForDeletedFilesHFS(volume, arguments, progress);
   } else if (content.rfind("FAT", 0) == 0) {
-    scanForDeletedFilesFAT(volume, arguments);
+    last = scanForDeletedFilesFAT(volume, arguments, progress);
   } else if (content == "exFAT") {
-    scanForDeletedFilesExFAT(volume, arguments);
+    last = scanForDeletedFilesExFAT(volume, arguments, progress);
   }
+  ticks.stop();  // before the completion, as in startMakingTree
+  if (last) progress.complete(*last);
 }
 
 }  // namespace nua

@@ -8,17 +8,29 @@
 
 namespace nua {
 
-void WizardController::updateProgress(const Dict& update, bool waitUntilDone) {
-  if (waitUntilDone) {
-    mainThread_.postAndWait([this, &update] { updateProgressOnMain(update); });
-  } else {
-    mainThread_.post([this, copy = update] { updateProgressOnMain(copy); });
+void WizardController::report(const ScanProgress& progress) {
+  {
+    // What this update shows is newer than an offer still waiting for the tick.
+    std::lock_guard lock(tickMutex_);
+    tickUpdate_.reset();
+    tickPending_ = false;
   }
+  mainThread_.postAndWait([this, &progress] { updateProgressOnMain(progress); });
 }
 
-void WizardController::updateProgressOnMain(const Dict& update) {
-  applyProgressDictionary(update, mainScanStatus, progressScreen_);
-  if (update.has("Tree Complete")) {
+void WizardController::offerForTick(const ScanProgress& progress) {
+  std::lock_guard lock(tickMutex_);
+  tickUpdate_ = progress;
+  tickPending_ = true;
+}
+
+void WizardController::complete(const ScanProgress& last) {
+  mainThread_.post([this, last] { updateProgressOnMain(last); });
+}
+
+void WizardController::updateProgressOnMain(const ScanProgress& update) {
+  applyScanProgress(update, mainScanStatus, progressScreen_);
+  if (update.treeComplete) {
     progressScreen_.barAnimating = false;
     dirRootTemp = selectedVolume ? selectedVolume->dirRoot : nullptr;
     scanIsRunning = false;
@@ -29,31 +41,45 @@ void WizardController::updateProgressOnMain(const Dict& update) {
   if (progressChanged) progressChanged();
 }
 
-void WizardController::setUpTimer() {
+void WizardController::startTicks() {
+  {
+    std::lock_guard lock(tickMutex_);
+    tickUpdate_.reset();
+    tickPending_ = false;
+    sweepPosition_.reset();
+    sweepOfferPending_ = false;
+  }
   mainThread_.postAndWait([this] {
     timer_.start(std::chrono::milliseconds(1000), [this] { mainThread_.post([this] { myTimerFireMethod(); }); });
   });
 }
 
-void WizardController::invalidateTimer() {
+void WizardController::stopTicks() {
   mainThread_.postAndWait([this] { timer_.stop(); });
+  std::lock_guard lock(tickMutex_);
+  tickUpdate_.reset();
+  tickPending_ = false;
+  sweepPosition_.reset();
+  sweepOfferPending_ = false;
 }
 
 void WizardController::myTimerFireMethod() {
   if (handOverVolumeScanUpdate()) return;
-  const std::shared_ptr<Volume> volume = selectedVolume;
-  if (!volume || !volume->timerFireMethodCanRun) return;
-  // While the flag is set the dictionary is ours; clearing it hands it back to the scan.
-  const Dict update = volume->dataUpdate;
-  volume->timerFireMethodCanRun = false;
-  updateProgressOnMain(update);
+  std::optional<ScanProgress> update;
+  {
+    // Taking the update hands the slot back to the scan.
+    std::lock_guard lock(tickMutex_);
+    update.swap(tickUpdate_);
+    tickPending_ = false;
+  }
+  if (update) updateProgressOnMain(*update);
 }
 
 void WizardController::runAlertPanel(const Alert& alert) {
   mainThread_.postAndWait([this, &alert] { (void)ui_.runAlertPanel(alert); });
 }
 
-void WizardController::destroyVolumeAndBackToPartList() {
+void WizardController::abandonScan() {
   mainThread_.post([this] { backToListWithoutTree(); });
 }
 

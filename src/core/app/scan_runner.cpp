@@ -7,6 +7,7 @@
 #include "base/text.h"
 #include "media/dmedia.h"
 #include "records/entry_arena.h"
+#include "volume/progress_texts.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -129,7 +130,9 @@ void ScanRunner::endScanWithoutCompletion(bool volumeScan) {
   }
   // What the thread left behind is no finished tree; it is dropped with the volume.
   if (controller_.selectedVolume) controller_.selectedVolume->dirRoot = nullptr;
-  controller_.updateProgressOnMain(Dict{{"Progress Status", "default"}, {"Tree Complete", true}});
+  ScanProgress ended = ScanProgress::withStatus(progress_text::kScanStatus);
+  ended.treeComplete = true;
+  controller_.updateProgressOnMain(ended);
 }
 
 void ScanRunner::backToListWithoutTree() {

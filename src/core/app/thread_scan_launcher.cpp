@@ -2,10 +2,64 @@
 
 #include <exception>
 
+#include "app/scan_progress.h"
+#include "app/volume_scan_progress.h"
 #include "lostvolume/lost_volume_scan.h"
 #include "volume/volume.h"
 
 namespace nua {
+namespace {
+
+// The sinks a scan thread is handed look up the sink set at each call: once the controller has gone,
+// the rest of a scan still running reports to nobody instead of to freed memory.
+class CurrentScanSink final : public ScanRunSink {
+ public:
+  explicit CurrentScanSink(const std::atomic<ScanRunSink*>& sink) : sink_(sink) {}
+  void report(const ScanProgress& progress) override { current().report(progress); }
+  [[nodiscard]] bool tickPending() const override { return current().tickPending(); }
+  void offerForTick(const ScanProgress& progress) override { current().offerForTick(progress); }
+  void alert(const Alert& alert) override { current().alert(alert); }
+  void abandonScan() override { current().abandonScan(); }
+  void startTicks() override { current().startTicks(); }
+  void stopTicks() override { current().stopTicks(); }
+  void complete(const ScanProgress& last) override { current().complete(last); }
+
+ private:
+  [[nodiscard]] ScanRunSink& current() const {
+    ScanRunSink* sink = sink_;
+    return sink != nullptr ? *sink : ScanRunSink::none();
+  }
+  const std::atomic<ScanRunSink*>& sink_;
+};
+
+class CurrentSearchSink final : public VolumeSearchRunSink {
+ public:
+  explicit CurrentSearchSink(const std::atomic<VolumeSearchRunSink*>& sink) : sink_(sink) {}
+  void report(const VolumeSearchProgress& progress) override {
+    if (VolumeSearchRunSink* sink = sink_) sink->report(progress);
+  }
+  [[nodiscard]] bool sweepOfferPending() const override {
+    VolumeSearchRunSink* sink = sink_;
+    return sink != nullptr && sink->sweepOfferPending();
+  }
+  void offerSweepPosition(const VolumeSearchProgress& progress) override {
+    if (VolumeSearchRunSink* sink = sink_) sink->offerSweepPosition(progress);
+  }
+  void startTicks() override {
+    if (VolumeSearchRunSink* sink = sink_) sink->startTicks();
+  }
+  void stopTicks() override {
+    if (VolumeSearchRunSink* sink = sink_) sink->stopTicks();
+  }
+  void searchComplete(std::vector<Dict> foundVolumes) override {
+    if (VolumeSearchRunSink* sink = sink_) sink->searchComplete(std::move(foundVolumes));
+  }
+
+ private:
+  const std::atomic<VolumeSearchRunSink*>& sink_;
+};
+
+}  // namespace
 
 ThreadScanLauncher::ThreadScanLauncher(UiBridge& ui, std::function<void(ScanEntry)> finished)
     : ui_(ui), finished_(std::move(finished)) {}
@@ -23,9 +77,10 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   const std::uint64_t scanNumber = numberNextScan();
   thread_ = std::thread([this, entry, function, scanNumber, volume = std::move(volume), arguments = std::move(arguments)] {
     if (function) {
+      CurrentScanSink progress(progressSink_);
       // A broken invariant or exhausted memory in one scan ends that scan, not the program.
       try {
-        function(*volume, arguments);
+        function(*volume, arguments, progress);
       } catch (const std::exception& failure) {
         ui_.runAlertPanel({"!Can not process",
                            std::string("The scan \"") + scanEntryName(entry) + "\" failed: " + failure.what(), {"OK"}});
@@ -48,16 +103,22 @@ void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
   }
   running_ = true;
   thread_ = std::thread([this, scanNumber, drive = std::move(drive)] {
-    // The lists travel to the controller inside the progress dictionaries, copied, so the two
-    // threads never share them.
+    // The lists travel to the controller as copies, so the two threads never share them.
     std::vector<Dict> partitionScanListDictArray;
     std::vector<Dict> volumeScanFoundArray;
+    bool searched = false;
+    CurrentSearchSink sink(volumeSearchSink_);
+    sink.startTicks();
     try {
-      LostVolumeScan(*drive, volumeScanObserver())
-          .initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+      LostVolumeScan(*drive, sink).initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+      searched = true;
     } catch (const std::exception& failure) {
       ui_.runAlertPanel({"!Can not process", std::string("The search for lost volumes failed: ") + failure.what(), {"OK"}});
     }
+    // The tick stops first: once the list is shown the user may start the next scan at once, which
+    // waits for this thread, so nothing may wait on the main thread after it.
+    sink.stopTicks();
+    if (searched) sink.searchComplete(std::move(partitionScanListDictArray));
     running_ = false;
     reportScanThreadEnded(scanNumber, true);
   });

@@ -14,7 +14,8 @@ namespace nua {
 
 class ThreadScanLauncher : public ScanLauncher {
  public:
-  using EntryFunction = std::function<void(Volume&, const ScanArguments&)>;
+  // An entry runs the scan on the volume and reports to the sink it is handed.
+  using EntryFunction = std::function<void(Volume&, const ScanArguments&, ScanRunSink&)>;
   // `finished` runs on the scan thread once the entry returns.
   ThreadScanLauncher(UiBridge& ui, std::function<void(ScanEntry)> finished);
   ~ThreadScanLauncher() override;  // waits for a running scan

@@ -2,21 +2,14 @@
 
 namespace nua {
 
-void applyVolumeScanDictionary(const Dict& update, VolumeScanScreen& screen) {
-  if (update.has("Start Animation")) screen.validityBarAnimating = true;
-  if (update.has("Stop Animation")) screen.validityBarAnimating = false;
-  screen.subTaskLabel = update.has("Progress Status") ? "Time Remaining (Sub Task):" : "";
-  screen.subTaskTimeRemaining = update.string("Time Remaining For SubTask");
-  if (const DictValue* found = update.find("Volumes Found"); found != nullptr && found->dict() != nullptr)
-    screen.volumeScanFoundArray.push_back(*found->dict());
-  auto bar = [&update](const char* key, std::int32_t& field) {
-    if (const DictValue* v = update.find(key)) field = static_cast<std::int32_t>(v->toInt64());
-  };
-  if (const DictValue* v = update.find("BarIncrement")) screen.barDoubleValue += static_cast<std::int32_t>(v->toInt64());
-  bar("BarMinValue", screen.barMinValue);
-  bar("BarMaxValue", screen.barMaxValue);
-  bar("BarDoubleValue", screen.barDoubleValue);
-  if (const DictValue* v = update.find("TimeRemaining")) screen.timeRemaining = v->toString();
+void applyVolumeSearchProgress(const VolumeSearchProgress& update, VolumeScanScreen& screen) {
+  if (update.validityAnimation) screen.validityBarAnimating = *update.validityAnimation == ProgressAnimation::kStart;
+  screen.subTaskLabel = update.checking ? "Time Remaining (Sub Task):" : "";
+  screen.subTaskTimeRemaining = update.checkTimeRemaining;
+  if (update.foundRow) screen.volumeScanFoundArray.push_back(*update.foundRow);
+  if (update.barMaximum) screen.barMaxValue = static_cast<std::int32_t>(*update.barMaximum);
+  if (update.barValue) screen.barDoubleValue = static_cast<std::int32_t>(*update.barValue);
+  if (update.timeRemaining) screen.timeRemaining = *update.timeRemaining;
 }
 
 }  // namespace nua

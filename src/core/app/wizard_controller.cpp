@@ -12,18 +12,18 @@ namespace nua {
 WizardController::WizardController(WizardView& view, UiBridge& ui,
                                                                        ScanLauncher& launcher, MediaSources sources)
     : view_(view), ui_(ui), launcher_(launcher), sources_(std::move(sources)) {
-  Volume::setAppController(this);
+  launcher_.setProgressSink(this);
   launcher_.setScanThreadEnded(
       [this](std::uint64_t scanNumber, bool volumeScan) { scanThreadEnded(scanNumber, volumeScan); });
-  setVolumeScanObserver(this);
+  launcher_.setVolumeSearchSink(this);
 }
 
 WizardController::~WizardController() {
   launcher_.setScanThreadEnded({});
   timer_.stop();
   joinFreeTree();
-  if (Volume::appController() == this) Volume::setAppController(nullptr);
-  if (volumeScanObserver() == this) setVolumeScanObserver(nullptr);
+  launcher_.setProgressSink(nullptr);
+  launcher_.setVolumeSearchSink(nullptr);
 }
 
 void WizardController::showAlert(const std::string& title, const std::string& text) {

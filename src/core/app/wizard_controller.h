@@ -9,6 +9,8 @@
 #include <chrono>
 #include <cstdint>
 #include <memory>
+#include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,21 +41,25 @@ class DMedia;
 class Volume;
 
 // NOLINTNEXTLINE(readability-identifier-naming): the controller's name
-class WizardController : public ScanController, public VolumeScanObserver {
+class WizardController : public ScanRunSink, public VolumeSearchRunSink {
  public:
   WizardController(WizardView& view, UiBridge& ui, ScanLauncher& launcher, MediaSources sources);
   ~WizardController() override;
 
   // ---- Scan run and progress. Scans call these from their thread; each is carried out on the main
   // thread, through mainThread(), which the front end's loop must keep running. ----
-  void updateProgress(const Dict& update, bool waitUntilDone) override;
-  void setUpTimer() override;
-  void invalidateTimer() override;
-  void runAlertPanel(const Alert& alert) override;
-  void destroyVolumeAndBackToPartList() override;
-  void rawScanCompleted() override {}
-  void rawScanStarted(bool /*autoRun*/) override {}
-  // The timer's tick: hands the scan's dataUpdate to the screen when the scan has filled it.
+  void report(const ScanProgress& progress) override;
+  [[nodiscard]] bool tickPending() const override { return tickPending_; }
+  void offerForTick(const ScanProgress& progress) override;
+  void alert(const Alert& alert) override { runAlertPanel(alert); }
+  // Shows the alert from any thread and waits for it.
+  void runAlertPanel(const Alert& alert);
+  void abandonScan() override;
+  // The tick runs for one scan or search at a time; stopping it drops what was offered and not shown.
+  void startTicks() override;
+  void stopTicks() override;
+  void complete(const ScanProgress& last) override;
+  // The timer's tick: shows the update the scan offered, if it offered one since the last tick.
   void myTimerFireMethod();
   // Stop button: shows the abort question; the scan goes on meanwhile.
   void stopTreeThread() { runner_.stopTreeThread(); }
@@ -115,8 +121,10 @@ class WizardController : public ScanController, public VolumeScanObserver {
   // ---- The lost-volume search (wizard_controller_lost_volumes.cpp). ----
   // Starts the search of the selected disk and shows "PT scan prog".
   void startVolumeScan();
-  void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) override;
-  void setUpTimerForDMedia() override;
+  void report(const VolumeSearchProgress& progress) override;
+  [[nodiscard]] bool sweepOfferPending() const override { return sweepOfferPending_; }
+  void offerSweepPosition(const VolumeSearchProgress& progress) override;
+  void searchComplete(std::vector<Dict> foundVolumes) override;
   [[nodiscard]] const VolumeScanScreen& volumeScanScreen() const { return volumeScanScreen_; }
   // Called on the main thread after each change of volumeScanScreen().
   std::function<void()> volumeScanChanged;
@@ -300,10 +308,10 @@ class WizardController : public ScanController, public VolumeScanObserver {
   float startSlider_ = 0.0f;
   float endSlider_ = 100.0f;
 
-  void updateProgressOnMain(const Dict& update);
+  void updateProgressOnMain(const ScanProgress& update);
   // The way back after a scan that left no tree: the list the volume came from, the result freed.
   void backToListWithoutTree() { runner_.backToListWithoutTree(); }
-  void updateVolumeScanProgressOnMain(const Dict& update);
+  void updateVolumeScanProgressOnMain(const VolumeSearchProgress& update);
   // The timer's tick for the search; false when it had nothing to hand over.
   bool handOverVolumeScanUpdate();
   // What a partition row gets from its disk's dictionary, added to each found volume.
@@ -311,6 +319,13 @@ class WizardController : public ScanController, public VolumeScanObserver {
   VolumeScanScreen volumeScanScreen_;
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;
+  // The update a scan offered for the next tick; tickPending_ is set while it waits.
+  std::mutex tickMutex_;
+  std::optional<ScanProgress> tickUpdate_;
+  std::atomic<bool> tickPending_{false};
+  // The same for the lost-volume search's sweep.
+  std::optional<VolumeSearchProgress> sweepPosition_;
+  std::atomic<bool> sweepOfferPending_{false};
   ProgressScreen progressScreen_;
   bool abortSheetVisible_ = false;
   std::string completionNote_;

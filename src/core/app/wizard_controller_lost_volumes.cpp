@@ -1,5 +1,6 @@
 // The controller's side of the lost-volume search: its start from "PT list", its progress on
-// "PT scan prog" (the timed main bar and the direct sends), and its end on "PT scan list".
+// "PT scan prog" (the sweep's position at each tick and the direct reports), and its end on
+// "PT scan list".
 #include <ctime>
 
 #include "app/wizard_controller.h"
@@ -37,42 +38,39 @@ void WizardController::startVolumeScan() {
   launcher_.detachVolumeScan(drive);
 }
 
-void WizardController::updateVolumeScanProgress(const Dict& update, bool waitUntilDone) {
-  if (waitUntilDone) {
-    mainThread_.postAndWait([this, &update] { updateVolumeScanProgressOnMain(update); });
-  } else {
-    mainThread_.post([this, copy = update] { updateVolumeScanProgressOnMain(copy); });
-  }
+void WizardController::report(const VolumeSearchProgress& progress) {
+  mainThread_.postAndWait([this, &progress] { updateVolumeScanProgressOnMain(progress); });
 }
 
-void WizardController::updateVolumeScanProgressOnMain(const Dict& update) {
-  applyVolumeScanDictionary(update, volumeScanScreen_);
-  if (const DictValue* complete = update.find("Scan Complete")) {
-    scanIsRunning = false;
-    std::vector<Dict> found;
-    if (const DictArray* list = complete->array())
-      for (const DictValue& v : *list)
-        if (const Dict* d = v.dict()) found.push_back(*d);
-    if (volumeScanChanged) volumeScanChanged();
-    showPTScanList(std::move(found));
-    return;
-  }
+void WizardController::offerSweepPosition(const VolumeSearchProgress& progress) {
+  std::lock_guard lock(tickMutex_);
+  sweepPosition_ = progress;
+  sweepOfferPending_ = true;
+}
+
+void WizardController::updateVolumeScanProgressOnMain(const VolumeSearchProgress& update) {
+  applyVolumeSearchProgress(update, volumeScanScreen_);
   if (volumeScanChanged) volumeScanChanged();
 }
 
-void WizardController::setUpTimerForDMedia() {
-  mainThread_.post([this] {
-    timer_.start(std::chrono::milliseconds(1000), [this] { mainThread_.post([this] { myTimerFireMethod(); }); });
+void WizardController::searchComplete(std::vector<Dict> foundVolumes) {
+  mainThread_.postAndWait([this, &foundVolumes] {
+    scanIsRunning = false;
+    if (volumeScanChanged) volumeScanChanged();
+    showPTScanList(std::move(foundVolumes));
   });
 }
 
 bool WizardController::handOverVolumeScanUpdate() {
-  const std::shared_ptr<DMedia> drive = selectedDrive;
-  if (!drive || !drive->timerFireMethodCanRun) return false;
-  // While the flag is set the dictionary is ours; clearing it hands it back to the search.
-  const Dict update = drive->dataUpdate;
-  drive->timerFireMethodCanRun = false;
-  updateVolumeScanProgressOnMain(update);
+  std::optional<VolumeSearchProgress> position;
+  {
+    // Taking the position hands the slot back to the search.
+    std::lock_guard lock(tickMutex_);
+    position.swap(sweepPosition_);
+    sweepOfferPending_ = false;
+  }
+  if (!position) return false;
+  updateVolumeScanProgressOnMain(*position);
   return true;
 }
 

@@ -28,22 +28,13 @@ std::uint8_t ExfatDirectoryWalk::enumerateRoot(Entry* root, std::uint32_t rootCl
   const std::vector<std::byte> directory = readDirectory(rootCluster, 0, false, whole);
   ancestors_.assign(1, rootCluster);
   enters_[rootCluster] = 1;
-  volume_.sendProgress(Dict{{"TimeRemaining", ""}}, true);
+  progress_.report(ScanProgress{});  // blanks the time left
   heldBytes_ = directory.size();
   enumerateEntries(directory, root, false);
   heldBytes_ = 0;
   // A walk shorter than one timer tick would otherwise leave the counts on screen at 0.
-  volume_.sendProgress(counts(), true);
+  progress_.report(counts());
   return whole ? 1 : 0;
-}
-
-Dict ExfatDirectoryWalk::counts() const {
-  const Volume& v = volume_;
-  return Dict{{"Progress Status", "default"},
-              {"Folders", v.folderCount},
-              {"Files", v.fileCount},
-              {"Entries Found", v.entryCount},
-              {"Data", v.dataSize}};
 }
 
 std::vector<std::byte> ExfatDirectoryWalk::readDirectory(std::uint32_t firstCluster, std::uint64_t dataLength,
@@ -86,10 +77,10 @@ std::vector<std::byte> ExfatDirectoryWalk::readDirectory(std::uint32_t firstClus
 void ExfatDirectoryWalk::enumerateEntries(ByteSpan directory, Entry* parent, bool insideDeleted) {
   Volume& v = volume_;
   // Each folder entered brings the counts so far, so the screen follows the walk between timer ticks.
-  Dict entered = counts();
-  entered.set("Progress Type", 0);
-  entered.set("Start Animation", true);
-  v.sendProgress(entered, true);
+  ScanProgress entered = counts();
+  entered.bar = ProgressBar::kIndeterminate;
+  entered.animation = ProgressAnimation::kStart;
+  progress_.report(entered);
   std::size_t position = 0;
   while (fits(directory.size(), position, kExfatDirectoryEntrySize)) {
     if (v.stopTreeThread) return;
@@ -212,10 +203,8 @@ void ExfatDirectoryWalk::walkFolder(const ExfatEntrySet& set, bool deleted, Entr
 }
 
 void ExfatDirectoryWalk::reportProgress() {
-  Volume& v = volume_;
-  if (v.timerFireMethodCanRun) return;
-  v.dataUpdate = counts();
-  v.timerFireMethodCanRun = true;
+  if (progress_.tickPending()) return;
+  progress_.offerForTick(counts());
 }
 
 }  // namespace nua

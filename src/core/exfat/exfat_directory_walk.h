@@ -38,8 +38,8 @@ class ExfatDirectoryWalk {
   static constexpr std::uint64_t kMaxHeldDirectoryBytes = 512ULL * 1024 * 1024;
 
   ExfatDirectoryWalk(Volume& volume, const ExfatGeometry& geometry, const ExfatBlockUnits& units, ExfatFatTable& fat,
-                     ExfatAllocationBitmap& bitmap)
-      : volume_(volume), geometry_(geometry), units_(units), fat_(fat), bitmap_(bitmap) {}
+                     ExfatAllocationBitmap& bitmap, ProgressSink& progress)
+      : volume_(volume), geometry_(geometry), units_(units), fat_(fat), bitmap_(bitmap), progress_(progress) {}
 
   // Walks the root directory (a FAT chain from `rootCluster`) into `root`. 1 when the root was read
   // whole, 0 when its chain was cut or unreadable; records made stay either way. The final counts go
@@ -60,13 +60,14 @@ class ExfatDirectoryWalk {
   void walkFolder(const ExfatEntrySet& set, bool deleted, Entry* folder);
   void addClusterRun(std::uint32_t firstCluster, std::uint64_t clusters, Entry* file);
   void reportProgress();
-  [[nodiscard]] Dict counts() const;
+  [[nodiscard]] ScanProgress counts() const { return ScanProgress::withCounts(volume_.counts()); }
 
   Volume& volume_;
   ExfatGeometry geometry_;
   ExfatBlockUnits units_;
   ExfatFatTable& fat_;
   ExfatAllocationBitmap& bitmap_;
+  ProgressSink& progress_;
   std::vector<std::uint32_t> ancestors_;  // first clusters of the folders being walked, root first
   std::unordered_map<std::uint32_t, std::uint8_t> enters_;
   std::uint64_t heldBytes_ = 0;  // bytes of the directories on the current path

@@ -61,7 +61,7 @@ void ExfatVolume::readRootTables(const ExfatGeometry& geometry, std::uint32_t ro
                                  std::uint32_t& bitmapCluster, std::uint64_t& bitmapBytes) {
   ExfatAllocationBitmap none(volume_, geometry, 0, 0);
   const auto units = ExfatBlockUnits::of(geometry, static_cast<std::uint32_t>(std::max(volume_.u32BytesInSector, 1)));
-  ExfatDirectoryWalk reader(volume_, geometry, units.value_or(ExfatBlockUnits{}), fat, none);
+  ExfatDirectoryWalk reader(volume_, geometry, units.value_or(ExfatBlockUnits{}), fat, none, progress_);
   bool whole = false;
   const std::vector<std::byte> root = reader.readDirectory(rootCluster, 0, false, whole);
   for (std::size_t at = 0; fits(root.size(), at, kExfatDirectoryEntrySize); at += kExfatDirectoryEntrySize) {
@@ -94,21 +94,15 @@ void ExfatVolume::readRootTables(const ExfatGeometry& geometry, std::uint32_t ro
 std::uint8_t ExfatVolume::startExfatFileSystemRecovery() {
   Volume& v = volume_;
   v.u16ProcessedDirEntryInRootDirectory = 0;
-  ScanController* controller = Volume::appController();
-  if (controller != nullptr) controller->setUpTimer();
   std::string reason;
   const std::optional<ExfatBootSector> boot = readBootRegion(reason);
   const std::optional<ExfatGeometry> geometry = boot ? std::optional(ExfatGeometry::of(*boot)) : std::nullopt;
   const auto sectorBytes = static_cast<std::uint32_t>(std::max(v.u32BytesInSector, 1));
   const std::optional<ExfatBlockUnits> units = geometry ? ExfatBlockUnits::of(*geometry, sectorBytes) : std::nullopt;
   if (!units || v.dirRoot == nullptr) {
-    if (controller != nullptr) {
-      controller->runAlertPanel(
-          {"!Volume corrupted",
-           "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
-           {"OK"}});
-      controller->invalidateTimer();
-    }
+    progress_.alert({"!Volume corrupted",
+                     "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
+                     {"OK"}});
     return 0;
   }
   v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
@@ -127,10 +121,8 @@ std::uint8_t ExfatVolume::startExfatFileSystemRecovery() {
   std::uint64_t bitmapBytes = 0;
   readRootTables(*geometry, boot->firstClusterOfRootDirectory, fat, bitmapCluster, bitmapBytes);
   ExfatAllocationBitmap bitmap(v, *geometry, bitmapCluster, bitmapBytes);
-  ExfatDirectoryWalk walk(v, *geometry, *units, fat, bitmap);
-  const std::uint8_t answer = walk.enumerateRoot(v.dirRoot, boot->firstClusterOfRootDirectory);
-  if (controller != nullptr) controller->invalidateTimer();
-  return answer;
+  ExfatDirectoryWalk walk(v, *geometry, *units, fat, bitmap, progress_);
+  return walk.enumerateRoot(v.dirRoot, boot->firstClusterOfRootDirectory);
 }
 
 }  // namespace nua

@@ -9,13 +9,15 @@
 
 #include "exfat/exfat_cluster_maps.h"
 #include "ondisk/exfat_boot_sector.h"
+#include "volume/progress_sink.h"
 #include "volume/volume.h"
 
 namespace nua {
 
 class ExfatVolume {
  public:
-  explicit ExfatVolume(Volume& volume) : volume_(volume) {}
+  // `progress` hears of the walk and is asked when the volume can't be read.
+  ExfatVolume(Volume& volume, ProgressSink& progress) : volume_(volume), progress_(progress) {}
 
   // The boot sector of the main boot region when it parses and its checksum holds, else that of the
   // backup region at sector 12; when neither checksum holds, the first of the two boot sectors that
@@ -40,6 +42,7 @@ class ExfatVolume {
                       std::uint32_t& bitmapCluster, std::uint64_t& bitmapBytes);
 
   Volume& volume_;
+  ProgressSink& progress_;
   bool usedBackup_ = false;
   bool foundBitmap_ = false;
   std::u16string volumeLabel_;

@@ -23,17 +23,8 @@ std::uint8_t FatDirectoryWalk::enumerateRoot(Entry* root) {
     answer = enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, ClusterChain{}, root);
   }
   // A walk shorter than one timer tick would otherwise leave the counts on screen at 0.
-  volume_.sendProgress(counts(), true);
+  progress_.report(counts());
   return answer;
-}
-
-Dict FatDirectoryWalk::counts() const {
-  const Volume& v = volume_;
-  return Dict{{"Progress Status", "default"},
-              {"Folders", v.folderCount},
-              {"Files", v.fileCount},
-              {"Entries Found", v.entryCount},
-              {"Data", v.dataSize}};
 }
 
 bool FatDirectoryWalk::readPiece(std::uint64_t sector, std::uint32_t sectors, std::vector<std::byte>& buffer) {
@@ -50,11 +41,11 @@ std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector
                                                        const ClusterChain& fatDetails, Entry* parent) {
   Volume& v = volume_;
   // Each folder entered brings the counts so far, so the screen follows the walk between timer ticks.
-  Dict entered = counts();
-  entered.set("Progress Type", 0);
-  entered.set("Start Animation", true);
-  v.sendProgress(entered, true);
-  v.sendProgress(Dict{{"TimeRemaining", ""}}, true);
+  ScanProgress entered = counts();
+  entered.bar = ProgressBar::kIndeterminate;
+  entered.animation = ProgressAnimation::kStart;
+  progress_.report(entered);
+  progress_.report(ScanProgress{});  // blanks the time left
   const std::uint32_t sectorsPerCluster = v.u8SectorPerCluster;
   const auto sectorBytes = static_cast<std::size_t>(std::max(v.u32BytesInSector, 1));
   if (sectorsPerCluster == 0 || parent == nullptr) return 0;
@@ -201,10 +192,8 @@ void FatDirectoryWalk::walkFolder(std::uint32_t firstCluster, Entry* folder) {
 }
 
 void FatDirectoryWalk::reportProgress() {
-  Volume& v = volume_;
-  if (v.timerFireMethodCanRun) return;
-  v.dataUpdate = counts();
-  v.timerFireMethodCanRun = true;
+  if (progress_.tickPending()) return;
+  progress_.offerForTick(counts());
 }
 
 }  // namespace nua

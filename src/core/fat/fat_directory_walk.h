@@ -22,7 +22,8 @@ class FatDirectoryWalk {
   // folders that point at each other can't multiply the work.
   static constexpr std::uint8_t kMaxEntersPerCluster = 4;
 
-  FatDirectoryWalk(Volume& volume, FatTable& table) : volume_(volume), table_(table) {}
+  FatDirectoryWalk(Volume& volume, FatTable& table, ProgressSink& progress)
+      : volume_(volume), table_(table), progress_(progress) {}
 
   // Walks the root into `root`: the fixed root area on FAT12/16, the chain of cluster 2 on FAT32.
   // The final counts go to the progress screen when the walk ends.
@@ -45,11 +46,12 @@ class FatDirectoryWalk {
   void addFileExtents(const FatDirectoryEntry& entry, Entry* file);
   void walkFolder(std::uint32_t firstCluster, Entry* folder);
   void reportProgress();
-  // "Folders", "Files", "Entries Found" and "Data" as the walk stands, with "Progress Status" "default".
-  [[nodiscard]] Dict counts() const;
+  // The counts as the walk stands, beside the scan's own status.
+  [[nodiscard]] ScanProgress counts() const { return ScanProgress::withCounts(volume_.counts()); }
 
   Volume& volume_;
   FatTable& table_;
+  ProgressSink& progress_;
   std::vector<std::uint32_t> ancestors_;  // first clusters of the folders being walked, root first
   std::unordered_map<std::uint32_t, std::uint8_t> enters_;
 };

@@ -89,16 +89,10 @@ std::uint8_t FatVolume::startFATFileSystemRecovery() {
   Volume& v = volume_;
   const std::uint8_t healthy = checkFATFileSystemHealthy();
   v.u16ProcessedDirEntryInRootDirectory = 0;
-  ScanController* controller = Volume::appController();
-  if (controller != nullptr) controller->setUpTimer();
   if (healthy == 0) {
-    if (controller != nullptr) {
-      controller->runAlertPanel(
-          {"!Volume corrupted",
-           "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
-           {"OK"}});
-      controller->invalidateTimer();
-    }
+    progress_.alert({"!Volume corrupted",
+                     "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
+                     {"OK"}});
     return 0;
   }
   v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
@@ -109,10 +103,9 @@ std::uint8_t FatVolume::startFATFileSystemRecovery() {
   std::uint8_t answer = 0;
   if (const auto bits = fatBitsOf(v.volumeContent)) {
     FatTable table(v, *bits, maxCluster());
-    FatDirectoryWalk walk(v, table);
+    FatDirectoryWalk walk(v, table, progress_);
     answer = walk.enumerateRoot(v.dirRoot);
   }
-  if (controller != nullptr) controller->invalidateTimer();
   return answer;
 }
 

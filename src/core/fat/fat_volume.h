@@ -7,13 +7,15 @@
 
 #include "base/dict.h"
 #include "media/fat_boot_peek.h"
+#include "volume/progress_sink.h"
 #include "volume/volume.h"
 
 namespace nua {
 
 class FatVolume {
  public:
-  explicit FatVolume(Volume& volume) : volume_(volume) {}
+  // `progress` hears of the walk and is asked when the volume can't be read.
+  FatVolume(Volume& volume, ProgressSink& progress) : volume_(volume), progress_(progress) {}
 
   // "FAT12", "FAT16" or "FAT32" for the volume at the dictionary's "Volume Start", by its data
   // cluster count; "-" when the boot sector gives 0 bytes per sector or sectors per cluster. A total
@@ -35,6 +37,7 @@ class FatVolume {
 
  private:
   Volume& volume_;
+  ProgressSink& progress_;
   FatBootSector boot_;
 };
 

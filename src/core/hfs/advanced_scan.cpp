@@ -10,7 +10,6 @@ namespace nua {
 
 int makeAdvTree(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  ScanController* controller = Volume::appController();
   // The root exists exactly when the catalog walk ran.
   const bool walkRan = v.dirRoot != nullptr;
   if (!walkRan) {
@@ -27,10 +26,7 @@ int makeAdvTree(HfsVolume& hfs) {
     const LiveCatalogIds live = liveCatalogIdsOfTree(v.dirRoot);
     NodeSlackSearch slack(hfs, &live);
     slack.findDeletedEntries();
-    if (v.orphEntriesTotal != 0) {
-      processOrphanEntriesWithIncrement(v, false, false);
-      if (controller != nullptr) controller->invalidateTimer();
-    }
+    if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, hfs.progress(), false, false);
     slack.finishFiles();
     v.btreeOrph = std::make_unique<OrphanTable>();
     v.orphEntriesTotal = 0;
@@ -42,14 +38,11 @@ int makeAdvTree(HfsVolume& hfs) {
     v.orphEntriesTotal = 0;
   } else if (v.orphEntriesTotal != 0) {
     // No walk took them: the catalog's intact leaves are all there is of the live tree.
-    processOrphanEntriesWithIncrement(v, true, false);
-    if (controller != nullptr) controller->invalidateTimer();
+    processOrphanEntriesWithIncrement(v, hfs.progress(), true, false);
   }
   if (v.orphAdvScanEntriesTotal == 0) return 1;
-  processOrphanAdvScanEntriesWithIncrement(v, true, false);
-  if (controller != nullptr) controller->invalidateTimer();
-  processOrphanAdvScanEntriesRun2WithIncrement(v, true, false);
-  if (controller != nullptr) controller->invalidateTimer();
+  processOrphanAdvScanEntriesWithIncrement(v, hfs.progress(), true, false);
+  processOrphanAdvScanEntriesRun2WithIncrement(v, hfs.progress(), true, false);
   v.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
   return 1;
 }

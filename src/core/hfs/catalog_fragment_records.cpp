@@ -111,14 +111,10 @@ void journalFolder(Volume& v, const FragmentRecord& record) {
   placeDeletedEntry(v, dir);
 }
 
-Dict journalCounts(const Volume& v, const std::string* timeRemaining) {
-  Dict d{{"Folders", v.folderCount},
-         {"Files", v.fileCount},
-         {"Entries Found", v.entryCount},
-         {"Data", v.dataSize},
-         {"Progress Status", "default"}};
-  if (timeRemaining != nullptr) d.set("TimeRemaining", *timeRemaining);
-  return d;
+ScanProgress journalCounts(const Volume& v, const std::string* timeRemaining) {
+  ScanProgress progress = ScanProgress::withCounts(v.counts());
+  if (timeRemaining != nullptr) progress.timeRemaining = *timeRemaining;
+  return progress;
 }
 
 }  // namespace
@@ -178,9 +174,9 @@ void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSect
 
 void processCatFragForDeletedFiles(HfsVolume& hfs, std::uint64_t sector, const std::string* timeRemaining) {
   Volume& v = hfs.volume();
-  Dict status{{"Progress Status", "default"}};
-  if (timeRemaining != nullptr) status.set("TimeRemaining", *timeRemaining);
-  v.sendProgress(status, true);
+  ScanProgress status = ScanProgress::withStatus(progress_text::kScanStatus);
+  if (timeRemaining != nullptr) status.timeRemaining = *timeRemaining;
+  hfs.progress().report(status);
   if (v.catNodeSize <= 0 || !v.btree || !v.btreeOrph) return;
   std::vector<std::byte> node;
   const auto descriptor = readNode(v, sector, v.catNodeSize, node);
@@ -193,7 +189,7 @@ void processCatFragForDeletedFiles(HfsVolume& hfs, std::uint64_t sector, const s
     if (record.step == FragmentStep::kFolder) journalFolder(v, record);
     if (record.step == FragmentStep::kFile) journalFile(v, record);
   }
-  v.sendProgress(journalCounts(v, timeRemaining), true);
+  hfs.progress().report(journalCounts(v, timeRemaining));
 }
 
 }  // namespace nua

@@ -71,11 +71,15 @@ void searchCatFrags(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   const auto sectorBytes = static_cast<std::size_t>(v.u32BytesInSector);
   const std::uint64_t batches = v.sizeInSect / kFragmentBatchSectors;
-  v.sendProgress(Dict{{"Progress Status", "Searching catalog fragments..."},
-                      {"Progress Type", 1},
-                      {"BarDoubleValue", 0}},
-                 true);
-  v.sendProgress(Dict{{"BarMaxValue", batches}, {"BarMinValue", 0}, {"TimeRemaining", ""}}, true);
+  ProgressSink& progress = hfs.progress();
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kSearchingCatalogFragments);
+  begins.bar = ProgressBar::kDeterminate;
+  begins.barValue = 0;
+  progress.report(begins);
+  ScanProgress bar;
+  bar.barMaximum = batches;
+  bar.barMinimum = 0;
+  progress.report(bar);
   makeLostFolders(v);
   const std::vector<std::int32_t> nodeSizes = candidateNodeSizes(v);
 
@@ -91,10 +95,10 @@ void searchCatFrags(HfsVolume& hfs) {
     if (batchNumber % kProgressEveryBatches == 0) {
       const double left = (static_cast<double>(batches) - static_cast<double>(batchNumber)) * secondsSince(start) /
                           static_cast<double>(batchNumber);
-      v.sendProgress(Dict{{"Progress Status", "Searching catalog fragments..."},
-                          {"BarDoubleValue", batchNumber},
-                          {"TimeRemaining", getTimeFormStringForInterval(left)}},
-                     true);
+      ScanProgress update = ScanProgress::withStatus(progress_text::kSearchingCatalogFragments);
+      update.barValue = batchNumber;
+      update.timeRemaining = getTimeFormStringForInterval(left);
+      progress.report(update);
     }
     const auto count = static_cast<std::int32_t>(std::min(kFragmentBatchSectors, end - position));
     std::fill(batch.begin(), batch.end(), std::byte{0});
@@ -127,10 +131,16 @@ void searchCatFragsForDeletedFiles(HfsVolume& hfs) {
   // The journal info block is read from disk: a journal said to run past the volume is cut at its end.
   const std::uint64_t volumeEnd = v.startSector + v.sizeInSect;
   sectors = journalFirst >= volumeEnd ? 0 : std::min(sectors, volumeEnd - journalFirst);
-  v.sendProgress(Dict{{"Progress Status", "default"}, {"Progress Type", 1}, {"BarDoubleValue", 0}}, true);
-  v.sendProgress(Dict{{"BarMaxValue", sectors}, {"BarMinValue", 0}}, true);
-  v.sendProgress(Dict{{"TimeRemaining", ""}}, true);
-  if (ScanController* controller = Volume::appController()) controller->setUpTimer();
+  ProgressSink& progress = hfs.progress();
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
+  begins.bar = ProgressBar::kDeterminate;
+  begins.barValue = 0;
+  progress.report(begins);
+  ScanProgress bar;
+  bar.barMaximum = sectors;
+  bar.barMinimum = 0;
+  progress.report(bar);
+  progress.report(ScanProgress{});  // blanks the time left
   std::vector<std::byte> tail(sectorBytes);
   std::vector<std::byte> head(sectorBytes);
   const Clock::time_point start = Clock::now();
@@ -138,9 +148,11 @@ void searchCatFragsForDeletedFiles(HfsVolume& hfs) {
     const double left = (static_cast<double>(sectors) - static_cast<double>(i + 1)) * secondsSince(start) /
                         static_cast<double>(i + 1);
     const std::string timeRemaining = getTimeFormStringForInterval(left);
-    if (!v.timerFireMethodCanRun) {
-      v.dataUpdate = Dict{{"Progress Status", "default"}, {"BarDoubleValue", i}, {"TimeRemaining", timeRemaining}};
-      v.timerFireMethodCanRun = true;
+    if (!progress.tickPending()) {
+      ScanProgress update = ScanProgress::withStatus(progress_text::kScanStatus);
+      update.barValue = i;
+      update.timeRemaining = timeRemaining;
+      progress.offerForTick(update);
     }
     std::fill(tail.begin(), tail.end(), std::byte{0});
     (void)v.readSector(journalFirst + i, 1, tail);

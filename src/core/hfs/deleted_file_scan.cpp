@@ -27,7 +27,8 @@ using Clock = std::chrono::steady_clock;
 
 class LiveFileWalk {
  public:
-  LiveFileWalk(HfsVolume& hfs, LiveFolders* folders) : hfs_(hfs), v_(hfs.volume()), folders_(folders), walk_(hfs) {}
+  LiveFileWalk(HfsVolume& hfs, LiveFolders* folders)
+      : hfs_(hfs), v_(hfs.volume()), progress_(hfs.progress()), folders_(folders), walk_(hfs) {}
   void run();
 
  private:
@@ -37,28 +38,27 @@ class LiveFileWalk {
 
   HfsVolume& hfs_;
   Volume& v_;
+  ProgressSink& progress_;
   LiveFolders* folders_;
   detail::CatalogLeafWalk walk_;
   std::uint64_t recordsCounted_ = 0;
   Clock::time_point start_ = Clock::now();
 };
 
-Dict zeroCounts() {
-  return Dict{{"Progress Status", "default"}, {"Folders", 0}, {"Files", 0}, {"Entries Found", 0}, {"Data", 0}};
-}
+// The live records are read only to be told from the deleted ones: the counts stay at zero.
+ScanProgress zeroCounts() { return ScanProgress::withCounts(ScanCounts{}); }
 
 void LiveFileWalk::run() {
-  v_.sendProgress(Dict{{"Progress Status", "default"},
-                       {"Progress Type", 1},
-                       {"BarMaxValue", static_cast<std::uint64_t>(v_.leafRecords)},
-                       {"TimeRemaining", ""}},
-                  true);
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
+  begins.bar = ProgressBar::kDeterminate;
+  begins.barMaximum = v_.leafRecords;
+  progress_.report(begins);
   walk_.run([this] {
     for (std::size_t i = 0; i < walk_.numRecords() && !v_.stopTreeThread; ++i) readRecord(i);
   });
-  Dict done = zeroCounts();
-  done.set("BarDoubleValue", static_cast<std::uint64_t>(v_.leafRecords));
-  v_.sendProgress(done, true);
+  ScanProgress done = zeroCounts();
+  done.barValue = v_.leafRecords;
+  progress_.report(done);
 }
 
 void LiveFileWalk::readRecord(std::size_t index) {
@@ -122,20 +122,15 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey& key, const HFSPlusCatalo
 }
 
 void LiveFileWalk::reportProgress() {
-  if (walk_.recordsSeen() == 0 || v_.timerFireMethodCanRun) return;
+  if (walk_.recordsSeen() == 0 || progress_.tickPending()) return;
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
   const double total = 2.0 * static_cast<double>(v_.leafRecords);
   const auto seen = static_cast<double>(walk_.recordsSeen());
   const double remaining = (total - seen) * elapsed / seen;
-  Dict update = zeroCounts();
-  update.set("TimeRemaining", getTimeFormStringForInterval(remaining));
-  update.set("BarDoubleValue", recordsCounted_);
-  v_.dataUpdate = std::move(update);
-  v_.timerFireMethodCanRun = true;
-}
-
-void invalidateTimer() {
-  if (ScanController* controller = Volume::appController()) controller->invalidateTimer();
+  ScanProgress update = zeroCounts();
+  update.timeRemaining = getTimeFormStringForInterval(remaining);
+  update.barValue = recordsCounted_;
+  progress_.offerForTick(update);
 }
 
 // An entry whose folder still lives, but left no copy in the journal, belongs under that folder: the
@@ -190,9 +185,7 @@ int readFilesAndFoldersDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
 }
 
 int makeTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
-  if (ScanController* controller = Volume::appController()) controller->setUpTimer();
   (void)readFilesAndFoldersDeletedFileScan(hfs, folders);
-  invalidateTimer();
   return 1;
 }
 
@@ -233,18 +226,17 @@ void searchJournalForDeletedEntries(HfsVolume& hfs) {
   freeBtreeNormalScanNDIRs(v);
   v.btreeNormalScan.reset();
   v.btreeForUsedCatNodeSector.reset();
-  invalidateTimer();
-  if (v.orphEntriesTotal != 0) {
-    processOrphanEntriesWithIncrement(v, false, true);
-    invalidateTimer();
-  }
+  if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, hfs.progress(), false, true);
   searchJournalForExtraExtents(hfs);
-  invalidateTimer();
-  v.sendProgress(Dict{{"Progress Status", "Rearranging extra extents ..."}, {"Progress Type", 0}, {"Start Animation", true}},
-                 true);
+  ScanProgress rearranging = ScanProgress::withStatus(progress_text::kRearrangingExtraExtents);
+  rearranging.bar = ProgressBar::kIndeterminate;
+  rearranging.animation = ProgressAnimation::kStart;
+  hfs.progress().report(rearranging);
   rearrangeExtsFound(hfs, v.dirRoot);
   slack.finishFiles();
-  v.sendProgress(Dict{{"Progress Status", "Rearranging extra extents ..."}, {"Stop Animation", true}}, true);
+  ScanProgress rearranged = ScanProgress::withStatus(progress_text::kRearrangingExtraExtents);
+  rearranged.animation = ProgressAnimation::kStop;
+  hfs.progress().report(rearranged);
   v.treeScanMode = 1;
 }
 

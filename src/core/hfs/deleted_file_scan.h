@@ -21,7 +21,7 @@ using LiveFolders = std::unordered_map<std::uint32_t, LiveFolder>;
 // Finds the leaf nodes as the normal scan does, then walks the live catalog (when it has a first leaf
 // and a node size). Needs checkCatalogAndExtentsFile to have run.
 void startMakingTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders = nullptr);
-// readFilesAndFoldersDeletedFileScan between the controller's timer calls. Returns 1.
+// readFilesAndFoldersDeletedFileScan, offering its progress to the sink's tick. Returns 1.
 int makeTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders = nullptr);
 // The live walk: every file record of the catalog, by its id, into btreeNormalScan, out of the tree.
 // Same node walk, loop guard and record checks as the normal scan. Folders go into `folders` when it is

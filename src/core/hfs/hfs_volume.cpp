@@ -7,18 +7,23 @@
 #include "ondisk/bt_node_descriptor.h"
 #include "ondisk/hfs_extent_key.h"
 #include "ondisk/journal_info_block.h"
+#include "volume/progress_texts.h"
 
 namespace nua {
 namespace {
 
-Dict statusWithCounts(const Volume& v, const char* status, const char* animation) {
-  Dict d{{"Progress Status", status},
-         {"Folders", v.folderCount},
-         {"Files", v.fileCount},
-         {"Entries Found", v.entryCount},
-         {"Data", v.dataSize}};
-  d.set(animation, true);
-  return d;
+// A check of one tree file begins: its name, the counts so far, and the bar moving.
+ScanProgress checkBegins(const Volume& v, const char* status) {
+  ScanProgress progress = ScanProgress::withStatus(status);
+  progress.counts = v.counts();
+  progress.animation = ProgressAnimation::kStart;
+  return progress;
+}
+
+ScanProgress checkEnds(const char* status) {
+  ScanProgress progress = ScanProgress::withStatus(status);
+  progress.animation = ProgressAnimation::kStop;
+  return progress;
 }
 
 // Every descriptor with a non-zero startBlock; an empty slot is passed over, not an end.
@@ -175,23 +180,23 @@ bool HfsVolume::headerNodeAt(const std::vector<Extent>& extents, BTHeaderRecord&
 bool HfsVolume::checkCatalogAndExtentsFile() {
   Volume& v = volume_;
   const auto sectorBytes = static_cast<std::uint32_t>(v.u32BytesInSector);
-  v.sendProgress(statusWithCounts(v, "Checking Extents File ...", "Start Animation"), true);
+  progress_.report(checkBegins(v, progress_text::kCheckingExtentsFile));
   v.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
   BTHeaderRecord header;
   // A node smaller than a sector can't be read by sectors.
   if (!headerNodeAt(v.extentsExt, header) || header.nodeSize / sectorBytes == 0) {
-    v.sendProgress(Dict{{"Progress Status", "Checking Extents File ... done"}, {"Stop Animation", true}}, true);
+    progress_.report(checkEnds(progress_text::kCheckingExtentsFileDone));
     return false;
   }
   v.extNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
   v.extRootNode = header.rootNode;
-  v.sendProgress(Dict{{"Progress Status", "Checking Extents File ... done"}, {"Stop Animation", true}}, true);
-  v.sendProgress(statusWithCounts(v, "Checking Catalog File ...", "Start Animation"), true);
+  progress_.report(checkEnds(progress_text::kCheckingExtentsFileDone));
+  progress_.report(checkBegins(v, progress_text::kCheckingCatalogFile));
 
   std::uint64_t catalogBlocks = 0;
   v.catalogExt = nonEmptyExtents(vib_.catalogFile.extents, &catalogBlocks);
   if (!headerNodeAt(v.catalogExt, header) || header.nodeSize / sectorBytes == 0) {
-    v.sendProgress(Dict{{"Progress Status", "Checking Catalog File ... done"}, {"Stop Animation", true}}, true);
+    progress_.report(checkEnds(progress_text::kCheckingCatalogFileDone));
     return false;
   }
   v.catNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);

@@ -13,13 +13,15 @@
 #include "ondisk/master_directory_block.h"
 #include "ondisk/volume_information_block.h"
 #include "records/extent.h"
+#include "volume/progress_sink.h"
 #include "volume/volume.h"
 
 namespace nua {
 
 class HfsVolume {
  public:
-  explicit HfsVolume(Volume& volume) : volume_(volume) {}
+  // `progress` hears of the checks of the catalog and extents files, and of every scan run on this.
+  HfsVolume(Volume& volume, ProgressSink& progress) : volume_(volume), progress_(progress) {}
 
   // Finds the volume header; true when HPlusVolStart, vib and blockSize are set. Tries the primary,
   // then the header inside an HFS wrapper, then the alternate at the volume's end.
@@ -60,6 +62,7 @@ class HfsVolume {
   [[nodiscard]] const VolumeInformationBlock& vib() const { return vib_; }
   [[nodiscard]] const MasterDirectoryBlock& mdb() const { return mdb_; }
   [[nodiscard]] Volume& volume() { return volume_; }
+  [[nodiscard]] ProgressSink& progress() { return progress_; }
   [[nodiscard]] std::uint64_t blockBytes() const;
 
  private:
@@ -71,6 +74,7 @@ class HfsVolume {
   [[nodiscard]] bool headerNodeAt(const std::vector<Extent>& extents, BTHeaderRecord& header);
 
   Volume& volume_;
+  ProgressSink& progress_;
   VolumeInformationBlock vib_;
   MasterDirectoryBlock mdb_;
 };

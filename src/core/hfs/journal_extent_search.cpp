@@ -97,24 +97,29 @@ void searchJournalForExtraExtents(HfsVolume& hfs) {
   // The journal info block is read from disk: a journal said to run past the volume is cut at its end.
   const std::uint64_t volumeEnd = v.startSector + v.sizeInSect;
   sectors = journalFirst >= volumeEnd ? 0 : std::min(sectors, volumeEnd - journalFirst);
-  v.sendProgress(Dict{{"Progress Status", "Searching extra extents..."}, {"Progress Type", 1}, {"BarDoubleValue", 0}},
-                 true);
-  v.sendProgress(Dict{{"BarMaxValue", sectors}, {"BarMinValue", 0}}, true);
-  v.sendProgress(Dict{{"TimeRemaining", ""}}, true);
-  if (ScanController* controller = Volume::appController()) controller->setUpTimer();
+  ProgressSink& progress = hfs.progress();
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kSearchingExtraExtents);
+  begins.bar = ProgressBar::kDeterminate;
+  begins.barValue = 0;
+  progress.report(begins);
+  ScanProgress bar;
+  bar.barMaximum = sectors;
+  bar.barMinimum = 0;
+  progress.report(bar);
+  progress.report(ScanProgress{});  // blanks the time left
   if (sectors < 1 || !v.btree || v.blockSize <= 0) return;
   const std::uint64_t blockBytes = hfs.blockBytes();
   std::vector<std::byte> first(sectorBytes);
   std::vector<std::byte> block(blockBytes);
   const Clock::time_point start = Clock::now();
   for (std::uint64_t i = 0, round = 1; i < sectors && !v.stopTreeThread; ++i, ++round) {
-    if (!v.timerFireMethodCanRun) {
+    if (!progress.tickPending()) {
       const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
       const double left = (static_cast<double>(sectors) - static_cast<double>(round)) * elapsed / static_cast<double>(round);
-      v.dataUpdate = Dict{{"Progress Status", "Searching extra extents..."},
-                          {"BarDoubleValue", i},
-                          {"TimeRemaining", getTimeFormStringForInterval(left)}};
-      v.timerFireMethodCanRun = true;
+      ScanProgress update = ScanProgress::withStatus(progress_text::kSearchingExtraExtents);
+      update.barValue = i;
+      update.timeRemaining = getTimeFormStringForInterval(left);
+      progress.offerForTick(update);
     }
     std::fill(first.begin(), first.end(), std::byte{0});
     (void)v.readSector(journalFirst + i, 1, first);

@@ -22,7 +22,7 @@ std::uint32_t bLinkOf(ByteSpan node) {
 }
 
 using Clock = std::chrono::steady_clock;
-constexpr const char* kSearchingStatus = "Searching catalog file...";
+constexpr const char* kSearchingStatus = progress_text::kSearchingCatalogFile;
 
 // Record 0 always starts right behind the descriptor, so a node's last u16 is 14.
 bool firstRecordAt14(ByteSpan node) {
@@ -112,25 +112,24 @@ void collectLevel2Chain(HfsVolume& hfs, std::uint32_t first) {
 // The bar of the two searches: one step per node of the catalog file, each message waited for.
 class SearchProgress {
  public:
-  SearchProgress(Volume& v, std::uint64_t total) : v_(v), total_(total) {
-    v_.sendProgress(Dict{{"Progress Status", kSearchingStatus},
-                         {"Progress Type", 1},
-                         {"BarMaxValue", total_},
-                         {"TimeRemaining", ""}},
-                    true);
+  SearchProgress(ProgressSink& progress, std::uint64_t total) : progress_(progress), total_(total) {
+    ScanProgress begins = ScanProgress::withStatus(kSearchingStatus);
+    begins.bar = ProgressBar::kDeterminate;
+    begins.barMaximum = total_;
+    progress_.report(begins);
   }
   void step() {
     ++done_;
     const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
     const double left = done_ < total_ ? static_cast<double>(total_ - done_) * elapsed / static_cast<double>(done_) : 0;
-    v_.sendProgress(Dict{{"Progress Status", kSearchingStatus},
-                         {"BarIncrement", 1},
-                         {"TimeRemaining", getTimeFormStringForInterval(left)}},
-                    true);
+    ScanProgress update = ScanProgress::withStatus(kSearchingStatus);
+    update.barIncrement = 1;
+    update.timeRemaining = getTimeFormStringForInterval(left);
+    progress_.report(update);
   }
 
  private:
-  Volume& v_;
+  ProgressSink& progress_;
   std::uint64_t total_;
   std::uint64_t done_ = 0;
   Clock::time_point start_ = Clock::now();
@@ -183,7 +182,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
     v.level2IndexNodeHasProblems = true;
     return;
   }
-  SearchProgress progress(v, catalogNodeCount(v));
+  SearchProgress progress(hfs.progress(), catalogNodeCount(v));
   if (v.catalogExt.empty()) {
     v.level2IndexNodeHasProblems = true;
     return;
@@ -213,7 +212,10 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
     v.level2IndexNodeHasProblems = true;
     return;
   }
-  v.sendProgress(Dict{{"Progress Status", kSearchingStatus}, {"Progress Type", 0}, {"Start Animation", true}}, true);
+  ScanProgress walking = ScanProgress::withStatus(kSearchingStatus);
+  walking.bar = ProgressBar::kIndeterminate;
+  walking.animation = ProgressAnimation::kStart;
+  hfs.progress().report(walking);
   auto number = static_cast<std::uint32_t>(position - 1);
   std::vector<std::byte> node = readNode(hfs, number);
   if (!isIndexNodeAtLevel(node, 2)) {
@@ -245,7 +247,7 @@ void searchForLeafNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   v.leafNodePointerTotalArray.clear();
   if (v.catNodeSize <= 0) return;
-  SearchProgress progress(v, catalogNodeCount(v));
+  SearchProgress progress(hfs.progress(), catalogNodeCount(v));
   std::uint64_t number = 0;
   for (const Extent& e : v.catalogExt) {
     if (v.stopTreeThread) break;

@@ -129,10 +129,10 @@ StaleExtents staleExtentRecords(HfsVolume& hfs) {
 
 void NodeSlackSearch::findDeletedEntries() {
   if (v_.catNodeSize <= 0 || !v_.btree || !v_.btreeOrph || v_.blockSize <= 0) return;
-  v_.sendProgress(Dict{{"Progress Status", "default"},
-                       {"Progress Type", 0},
-                       {"Start Animation", true}},
-                  true);
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
+  begins.bar = ProgressBar::kIndeterminate;
+  begins.animation = ProgressAnimation::kStart;
+  hfs_.progress().report(begins);
   const std::uint64_t blockBytes = hfs_.blockBytes();
   const std::uint64_t nodeBytes = static_cast<std::uint64_t>(v_.catNodeSize) * v_.u32BytesInSector;
   TreeFile catalog(hfs_, &HfsVolume::catNodeToSector, v_.catNodeSize, nodesIn(v_.catalogExt, blockBytes, nodeBytes));
@@ -148,13 +148,9 @@ void NodeSlackSearch::findDeletedEntries() {
       if (record.step == FragmentStep::kFile) takeFile(record);
     }
   }
-  v_.sendProgress(Dict{{"Progress Status", "default"},
-                       {"Stop Animation", true},
-                       {"Folders", v_.folderCount},
-                       {"Files", v_.fileCount},
-                       {"Entries Found", v_.entryCount},
-                       {"Data", v_.dataSize}},
-                  true);
+  ScanProgress done = ScanProgress::withCounts(v_.counts());
+  done.animation = ProgressAnimation::kStop;
+  hfs_.progress().report(done);
 }
 
 Entry* NodeSlackSearch::newEntry(std::uint16_t fileType, const FragmentRecord& record, std::uint32_t id,

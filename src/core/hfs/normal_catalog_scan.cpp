@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 class CatalogWalk {
  public:
-  explicit CatalogWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()), walk_(hfs) {}
+  explicit CatalogWalk(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()), progress_(hfs.progress()), walk_(hfs) {}
   void run();
 
  private:
@@ -29,35 +29,26 @@ class CatalogWalk {
   void addFile(const HFSPlusCatalogKey& key, ByteSpan body);
   [[nodiscard]] bool forkIsConsistent(const HFSPlusForkData& fork) const;
   void reportProgress();
-  [[nodiscard]] Dict counts() const;
 
   HfsVolume& hfs_;
   Volume& v_;
+  ProgressSink& progress_;
   detail::CatalogLeafWalk walk_;
   Clock::time_point start_ = Clock::now();
 };
 
-Dict CatalogWalk::counts() const {
-  return Dict{{"Progress Status", "default"},
-              {"Folders", v_.folderCount},
-              {"Files", v_.fileCount},
-              {"Entries Found", v_.entryCount},
-              {"Data", v_.dataSize}};
-}
-
 void CatalogWalk::run() {
-  v_.sendProgress(Dict{{"Progress Status", "default"},
-                       {"Progress Type", 1},
-                       {"BarMaxValue", static_cast<std::uint64_t>(v_.leafRecords)},
-                       {"TimeRemaining", ""}},
-                  true);
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
+  begins.bar = ProgressBar::kDeterminate;
+  begins.barMaximum = v_.leafRecords;
+  progress_.report(begins);
   walk_.run([this] {
     for (std::size_t i = 0; i < walk_.numRecords() && !v_.stopTreeThread; ++i)
       if (readRecord(i)) reportProgress();
   });
-  Dict done = counts();
-  done.set("BarDoubleValue", static_cast<std::uint64_t>(v_.leafRecords));
-  v_.sendProgress(done, true);
+  ScanProgress done = ScanProgress::withCounts(v_.counts());
+  done.barValue = v_.leafRecords;
+  progress_.report(done);
 }
 
 bool CatalogWalk::readRecord(std::size_t index) {
@@ -163,16 +154,15 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey& key, ByteSpan body) {
 }
 
 void CatalogWalk::reportProgress() {
-  if (walk_.recordsSeen() == 0 || v_.timerFireMethodCanRun) return;
+  if (walk_.recordsSeen() == 0 || progress_.tickPending()) return;
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
   const double total = 2.0 * static_cast<double>(v_.leafRecords);
   const auto seen = static_cast<double>(walk_.recordsSeen());
   const double remaining = (total - seen) * elapsed / seen;
-  Dict update = counts();
-  update.set("TimeRemaining", getTimeFormStringForInterval(remaining));
-  update.set("BarDoubleValue", v_.entryCount);
-  v_.dataUpdate = std::move(update);
-  v_.timerFireMethodCanRun = true;
+  ScanProgress update = ScanProgress::withCounts(v_.counts());
+  update.timeRemaining = getTimeFormStringForInterval(remaining);
+  update.barValue = v_.entryCount;
+  progress_.offerForTick(update);
 }
 
 }  // namespace
@@ -188,10 +178,7 @@ void makeTree(HfsVolume& hfs) {
   Entry* root = makeRootDir(*v.arena, v.btree.get());
   root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
   v.dirRoot = root;
-  ScanController* controller = Volume::appController();
-  if (controller != nullptr) controller->setUpTimer();
   (void)readFilesAndFolders(hfs);
-  if (controller != nullptr) controller->invalidateTimer();
 }
 
 }  // namespace nua

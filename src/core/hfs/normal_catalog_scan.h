@@ -6,7 +6,7 @@
 
 namespace nua {
 
-// Makes the root (id 2, in btree) and walks the catalog between the controller's timer calls.
+// Makes the root (id 2, in btree) and walks the catalog, offering its counts to the sink's tick.
 void makeTree(HfsVolume& hfs);
 
 // The walk from firstLeafNode along fLink, then through the leaf lists gathered from index nodes

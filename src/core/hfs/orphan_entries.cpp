@@ -42,7 +42,7 @@ bool leadsTo(const Entry* from, const Entry* target) {
 
 class OrphanPass {
  public:
-  explicit OrphanPass(Volume& v) : v_(v) {}
+  OrphanPass(Volume& v, ProgressSink& progress) : v_(v), progress_(progress) {}
   void processThisOrphanEntry(OrphanItem& item);
   void processThisOrphanEntryAdvScan(OrphanItem& item);
   void processThisOrphanEntryAdvScanRun2(OrphanItem& item);
@@ -53,7 +53,10 @@ class OrphanPass {
   Entry* lostFolders();
   void reportProgress();
   void reportAdvScanProgress();
+  // Counts and the bar at `done` of `total`, with the time the rest will take.
+  void offerProgress(std::uint64_t done, std::uint64_t total);
   Volume& v_;
+  ProgressSink& progress_;
   Clock::time_point start_ = Clock::now();
 };
 
@@ -199,33 +202,23 @@ void OrphanPass::processThisOrphanEntryAdvScanRun2(OrphanItem& item) {
 }
 
 void OrphanPass::reportAdvScanProgress() {
-  if (v_.orphAdvScanEntryCount == 0 || v_.timerFireMethodCanRun) return;
-  const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
-  const double left = (static_cast<double>(v_.orphAdvScanEntriesTotal) - static_cast<double>(v_.orphAdvScanEntryCount)) *
-                      elapsed / static_cast<double>(v_.orphAdvScanEntryCount);
-  v_.dataUpdate = Dict{{"Progress Status", "Processing orphan & lost entries..."},
-                       {"Folders", v_.folderCount},
-                       {"Files", v_.fileCount},
-                       {"Entries Found", v_.entryCount},
-                       {"Data", v_.dataSize},
-                       {"BarDoubleValue", v_.orphAdvScanEntryCount},
-                       {"TimeRemaining", getTimeFormStringForInterval(left)}};
-  v_.timerFireMethodCanRun = true;
+  if (v_.orphAdvScanEntryCount == 0 || progress_.tickPending()) return;
+  offerProgress(v_.orphAdvScanEntryCount, v_.orphAdvScanEntriesTotal);
 }
 
 void OrphanPass::reportProgress() {
-  if (v_.orphEntryCount == 0 || v_.timerFireMethodCanRun) return;
+  if (v_.orphEntryCount == 0 || progress_.tickPending()) return;
+  offerProgress(v_.orphEntryCount, v_.orphEntriesTotal);
+}
+
+void OrphanPass::offerProgress(std::uint64_t done, std::uint64_t total) {
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
-  const double left = (static_cast<double>(v_.orphEntriesTotal) - static_cast<double>(v_.orphEntryCount)) * elapsed /
-                      static_cast<double>(v_.orphEntryCount);
-  v_.dataUpdate = Dict{{"Progress Status", "Processing orphan & lost entries..."},
-                       {"Folders", v_.folderCount},
-                       {"Files", v_.fileCount},
-                       {"Entries Found", v_.entryCount},
-                       {"Data", v_.dataSize},
-                       {"BarDoubleValue", v_.orphEntryCount},
-                       {"TimeRemaining", getTimeFormStringForInterval(left)}};
-  v_.timerFireMethodCanRun = true;
+  const double left = (static_cast<double>(total) - static_cast<double>(done)) * elapsed / static_cast<double>(done);
+  ScanProgress update = ScanProgress::withStatus(progress_text::kProcessingOrphans);
+  update.counts = v_.counts();
+  update.barValue = done;
+  update.timeRemaining = getTimeFormStringForInterval(left);
+  progress_.offerForTick(update);
 }
 
 }  // namespace
@@ -243,19 +236,21 @@ namespace {
 
 enum class Run { kCatalog, kAdvScan, kAdvScanRun2 };
 
-void runOrphanPass(Volume& v, OrphanTable& table, Run run, std::uint64_t& count, std::uint64_t total,
-                   bool incrementData, bool showVolNameOnly) {
+void runOrphanPass(Volume& v, ProgressSink& progress, OrphanTable& table, Run run, std::uint64_t& count,
+                   std::uint64_t total, bool incrementData, bool showVolNameOnly) {
   table.setIncrementData(incrementData);
   table.setShowVolNameOnly(showVolNameOnly);
   count = 0;
-  v.sendProgress(Dict{{"Progress Status", "Processing orphan & lost entries..."},
-                      {"Progress Type", 1},
-                      {"BarDoubleValue", 0}},
-                 true);
-  v.sendProgress(Dict{{"BarMaxValue", total}, {"BarMinValue", 0}}, true);
+  ScanProgress begins = ScanProgress::withStatus(progress_text::kProcessingOrphans);
+  begins.bar = ProgressBar::kDeterminate;
+  begins.barValue = 0;
+  progress.report(begins);
+  ScanProgress bar;
+  bar.barMaximum = total;
+  bar.barMinimum = 0;
+  progress.report(bar);
   if (run != Run::kAdvScanRun2) v.dirLostFiles = findOrMakeLostFiles(v);
-  if (ScanController* controller = Volume::appController()) controller->setUpTimer();
-  OrphanPass pass(v);
+  OrphanPass pass(v, progress);
   // A node's keys come before its branches, so the order is the table's shape, not key order.
   // An abort doesn't end this pass: it reads no disk, and what the scan found before the abort would
   // otherwise drop out of the tree unseen.
@@ -279,20 +274,20 @@ void runOrphanPass(Volume& v, OrphanTable& table, Run run, std::uint64_t& count,
 
 }  // namespace
 
-void processOrphanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
+void processOrphanEntriesWithIncrement(Volume& v, ProgressSink& progress, bool incrementData, bool showVolNameOnly) {
   if (!v.btreeOrph || !v.btree) return;
-  runOrphanPass(v, *v.btreeOrph, Run::kCatalog, v.orphEntryCount, v.orphEntriesTotal, incrementData, showVolNameOnly);
+  runOrphanPass(v, progress, *v.btreeOrph, Run::kCatalog, v.orphEntryCount, v.orphEntriesTotal, incrementData, showVolNameOnly);
 }
 
-void processOrphanAdvScanEntriesWithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
+void processOrphanAdvScanEntriesWithIncrement(Volume& v, ProgressSink& progress, bool incrementData, bool showVolNameOnly) {
   if (!v.btreeOrphAdvScanEntries || !v.btree) return;
-  runOrphanPass(v, *v.btreeOrphAdvScanEntries, Run::kAdvScan, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
+  runOrphanPass(v, progress, *v.btreeOrphAdvScanEntries, Run::kAdvScan, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
                 incrementData, showVolNameOnly);
 }
 
-void processOrphanAdvScanEntriesRun2WithIncrement(Volume& v, bool incrementData, bool showVolNameOnly) {
+void processOrphanAdvScanEntriesRun2WithIncrement(Volume& v, ProgressSink& progress, bool incrementData, bool showVolNameOnly) {
   if (!v.btreeOrphAdvScanEntries || !v.btree) return;
-  runOrphanPass(v, *v.btreeOrphAdvScanEntries, Run::kAdvScanRun2, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
+  runOrphanPass(v, progress, *v.btreeOrphAdvScanEntries, Run::kAdvScanRun2, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
                 incrementData, showVolNameOnly);
 }
 

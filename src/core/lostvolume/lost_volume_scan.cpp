@@ -14,17 +14,27 @@ namespace {
 
 constexpr std::uint64_t kVolumeHeaderOffset = 1024;
 
-std::atomic<VolumeScanObserver*> sharedVolumeScanObserver{nullptr};
-
 double secondsSince(std::chrono::steady_clock::time_point start) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 }  // namespace
 
-void setVolumeScanObserver(VolumeScanObserver* observer) { sharedVolumeScanObserver = observer; }
+namespace {
 
-VolumeScanObserver* volumeScanObserver() { return sharedVolumeScanObserver; }
+class SilentVolumeSearchSink final : public VolumeSearchSink {
+ public:
+  void report(const VolumeSearchProgress&) override {}
+  [[nodiscard]] bool sweepOfferPending() const override { return false; }
+  void offerSweepPosition(const VolumeSearchProgress&) override {}
+};
+
+}  // namespace
+
+VolumeSearchSink& VolumeSearchSink::none() {
+  static SilentVolumeSearchSink sink;
+  return sink;
+}
 
 // What the sweep carries between candidates: the disk's size and the remaining-time estimate, which
 // restarts after every check so that the pause of a check doesn't spoil it.
@@ -36,20 +46,19 @@ struct LostVolumeScan::SweepState {
   std::uint64_t remainingChunks = 0;
 };
 
-void LostVolumeScan::report(const Dict& update, bool waitUntilDone) const {
-  if (observer_ != nullptr) observer_->updateVolumeScanProgress(update, waitUntilDone);
-}
-
 void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
                                                      std::vector<Dict>& volumeScanFoundArray) {
-  media_.volFoundAtSectorArray.clear();
-  media_.btreeForVIBCreateDate = std::make_unique<CountedKeyTable>();
+  search_ = SearchState{};
   const auto sectorBytes = static_cast<std::uint64_t>(std::max<std::int32_t>(media_.u32BytesInSector, 1));
-  report(Dict{{"BarMaxValue", static_cast<std::uint32_t>(media_.sizeInBytes / (sectorBytes * kVolumeScanChunkSectors))}},
-         true);
-  report(Dict{{"BarDoubleValue", 0}}, true);
-  report(Dict{{"TimeRemaining", ""}}, true);
-  if (observer_ != nullptr) observer_->setUpTimerForDMedia();
+  VolumeSearchProgress bar;
+  bar.barMaximum = static_cast<std::uint32_t>(media_.sizeInBytes / (sectorBytes * kVolumeScanChunkSectors));
+  progress_.report(bar);
+  VolumeSearchProgress start;
+  start.barValue = 0;
+  progress_.report(start);
+  VolumeSearchProgress noTimeYet;
+  noTimeYet.timeRemaining = "";
+  progress_.report(noTimeYet);
 
   SweepState state;
   state.totalSectors = media_.sizeInBytes / sectorBytes;
@@ -68,11 +77,11 @@ void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitio
     const double left = state.chunksToEstimate > state.estimateCounter
                             ? static_cast<double>(state.chunksToEstimate - state.estimateCounter)
                             : 0.0;
-    if (!media_.timerFireMethodCanRun) {
-      media_.dataUpdate = Dict{{"BarDoubleValue", n},
-                               {"TimeRemaining", getTimeFormStringForInterval(left * elapsed /
-                                                                              static_cast<double>(state.estimateCounter))}};
-      media_.timerFireMethodCanRun = true;
+    if (!progress_.sweepOfferPending()) {
+      VolumeSearchProgress position;
+      position.barValue = n;
+      position.timeRemaining = getTimeFormStringForInterval(left * elapsed / static_cast<double>(state.estimateCounter));
+      progress_.offerSweepPosition(position);
     }
     const std::uint64_t count = std::min(kVolumeScanChunkSectors, state.totalSectors - c);
     // An unreadable chunk leaves the buffer as it was; its stale headers fail their own re-read.
@@ -89,12 +98,7 @@ void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitio
     }
   }
 
-  for (const Dict& volume : media_.volumeScanArray) partitionScanListDictArray.push_back(volume);
-  DictArray finalList(partitionScanListDictArray.begin(), partitionScanListDictArray.end());
-  // The timer stops first: once "Scan Complete" is shown the user may start the next scan at once,
-  // which waits for this thread, so nothing may wait on the main thread after it.
-  if (observer_ != nullptr) observer_->invalidateTimer();
-  report(Dict{{"Scan Complete", DictValue(std::move(finalList))}}, true);
+  for (const Dict& volume : search_.volumeScanArray) partitionScanListDictArray.push_back(volume);
 }
 
 bool LostVolumeScan::readHeaderAt(std::uint64_t sector, std::uint32_t offsetInSector) {
@@ -111,8 +115,8 @@ void LostVolumeScan::testCandidate(std::uint64_t v, std::uint32_t offsetInSector
                                    std::vector<Dict>& volumeScanFoundArray) {
   if (!readHeaderAt(v, offsetInSector) || !verifyVIB(vib_)) return;
   // A copy of a header met before, or a volume cloned from one, is looked at once only.
-  if (media_.btreeForVIBCreateDate->retrieveKeyField(vib_.createDate) != nullptr) return;
-  (void)media_.btreeForVIBCreateDate->insert(CountedKeyItem{vib_.createDate, 0});
+  if (search_.btreeForVIBCreateDate->retrieveKeyField(vib_.createDate) != nullptr) return;
+  (void)search_.btreeForVIBCreateDate->insert(CountedKeyItem{vib_.createDate, 0});
 
   const auto sectorBytes = static_cast<std::uint64_t>(media_.u32BytesInSector);
   const std::uint64_t headerSectors = kVolumeHeaderOffset / sectorBytes;
@@ -134,24 +138,31 @@ void LostVolumeScan::testCandidate(std::uint64_t v, std::uint32_t offsetInSector
 void LostVolumeScan::testVolumeAt(std::uint64_t start, std::uint64_t whetherAlternateSector, std::uint64_t rowSector,
                                   SweepState& state, std::vector<Dict>& volumeScanFoundArray) {
   media_.HPlusVolStart = start;
-  report(Dict{{"Start Animation", true}, {"Progress Status", true}}, true);
-  const std::size_t listedBefore = media_.volumeScanArray.size();
+  VolumeSearchProgress checkBegins;
+  checkBegins.validityAnimation = ProgressAnimation::kStart;
+  checkBegins.checking = true;
+  progress_.report(checkBegins);
+  const std::size_t listedBefore = search_.volumeScanArray.size();
   DictArray validity;
   verifyVolumeAndGetData(validity, whetherAlternateSector);
   state.estimateStart = std::chrono::steady_clock::now();
-  report(Dict{{"Stop Animation", true}}, true);
+  VolumeSearchProgress checkEnds;
+  checkEnds.validityAnimation = ProgressAnimation::kStop;
+  progress_.report(checkEnds);
   // The caller goes by the word in position 1, whatever was appended behind it.
   const bool usable = validity.size() > 1 && validity[1].toString() != "Invalid";
   if (usable) {
-    const auto& found = media_.volFoundAtSectorArray;
+    const auto& found = search_.volFoundAtSectorArray;
     if (std::find(found.begin(), found.end(), start) != found.end()) {
       // Only the dictionary this check added goes; one of an earlier volume stays offered.
-      if (media_.volumeScanArray.size() > listedBefore) media_.volumeScanArray.pop_back();
+      if (search_.volumeScanArray.size() > listedBefore) search_.volumeScanArray.pop_back();
     } else {
       Dict row{{"Found Column", foundColumnText(rowSector)}, {"Validity Column", DictValue(validity)}};
       volumeScanFoundArray.push_back(row);
-      media_.volFoundAtSectorArray.push_back(start);
-      report(Dict{{"Volumes Found", DictValue(std::move(row))}}, true);
+      search_.volFoundAtSectorArray.push_back(start);
+      VolumeSearchProgress find;
+      find.foundRow = std::move(row);
+      progress_.report(find);
     }
   }
   state.chunksToEstimate = state.remainingChunks;

@@ -5,43 +5,30 @@
 
 #include <chrono>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 #include "base/dict.h"
+#include "lostvolume/volume_search_progress.h"
 #include "media/dmedia.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/volume_information_block.h"
+#include "records/key_table.h"
 
 namespace nua {
 
 // Sectors read at once by the sweep.
 inline constexpr std::uint64_t kVolumeScanChunkSectors = 63;
 
-// Where the search reports. Every call may come from the scan thread; `waitUntilDone` says whether the
-// caller waits for the main thread to have handled it.
-class VolumeScanObserver {
- public:
-  virtual ~VolumeScanObserver() = default;
-  virtual void updateVolumeScanProgress(const Dict& update, bool waitUntilDone) = 0;
-  // Starts the once-a-second hand-over of the media's dataUpdate, and stops it.
-  virtual void setUpTimerForDMedia() = 0;
-  virtual void invalidateTimer() = 0;
-};
-
-// The observer every lost-volume search reports to, kept in one shared place as the controller is
-// one per process; null reports nothing.
-void setVolumeScanObserver(VolumeScanObserver* observer);
-[[nodiscard]] VolumeScanObserver* volumeScanObserver();
-
 class LostVolumeScan {
  public:
-  // `observer` may be null: nothing is reported then.
-  LostVolumeScan(DMedia& media, VolumeScanObserver* observer) : media_(media), observer_(observer) {}
+  LostVolumeScan(DMedia& media, VolumeSearchSink& progress) : media_(media), progress_(progress) {}
 
-  // Sweeps the whole disk. Rows of the found-volume table ("Found Column", "Validity Column") are
-  // appended to `volumeScanFoundArray` as they are found; at the end the volume dictionaries of
-  // volumeScanArray are appended to `partitionScanListDictArray`. Unreadable chunks and damaged
-  // headers give fewer finds, never an error. Stops early when the media's abortVolumeScan is set.
+  // Sweeps the whole disk, reporting to the sink. Rows of the found-volume table ("Found Column",
+  // "Validity Column") are appended to `volumeScanFoundArray` as they are found; at the end the volume
+  // dictionaries of volumeScanArray are appended to `partitionScanListDictArray`, which the caller
+  // hands on as the search's result. Unreadable chunks and damaged headers give fewer finds, never an
+  // error. Stops early when the media's abortVolumeScan is set.
   void initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
                                        std::vector<Dict>& volumeScanFoundArray);
 
@@ -73,11 +60,20 @@ class LostVolumeScan {
   // Steps after the leaf walk: the root folder's record names the volume, else the leaf count judges it.
   void judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAlternateSector, const BTHeaderRecord& catalogHeader);
   [[nodiscard]] Dict volumeDictionary(std::uint64_t whetherAlternateSector, const std::string& name) const;
-  void report(const Dict& update, bool waitUntilDone) const;
   void sendSubTaskTime(std::chrono::steady_clock::time_point start, double done, double total) const;
 
+  // What one search gathers, kept apart from the disk it reads.
+  struct SearchState {
+    std::vector<Dict> volumeScanArray;                 // the volumes offered for a scan
+    std::vector<std::uint64_t> volFoundAtSectorArray;  // starts already listed
+    // Headers met before, by creation date, and catalog nodes already visited by the check under way.
+    std::unique_ptr<CountedKeyTable> btreeForVIBCreateDate = std::make_unique<CountedKeyTable>();
+    std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+  };
+
   DMedia& media_;
-  VolumeScanObserver* observer_;
+  VolumeSearchSink& progress_;
+  SearchState search_;
   VolumeInformationBlock vib_;
   std::uint32_t volumeValidity_ = 0;
   std::uint64_t catalogTotalNodes_ = 0;

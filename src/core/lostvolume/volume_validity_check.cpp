@@ -51,7 +51,7 @@ std::vector<Extent> catalogOverflowExtents(const DMedia& media, std::uint64_t wh
                    {"WhetherAlternateSector", whetherAlternateSector},
                    {"Content", "Apple_HFS"}};
   const std::unique_ptr<Volume> volume = Volume::initWithDictionary(shape, media.context());
-  HfsVolume hfs(*volume);
+  HfsVolume hfs(*volume, ProgressSink::none());  // only the extents lookup runs, which reports nothing
   if (!hfs.initializeVIB()) return {};
   volume->extNodeSize = media.extNodeSize;
   volume->extRootNode = media.extRootNode;
@@ -65,7 +65,10 @@ void LostVolumeScan::sendSubTaskTime(std::chrono::steady_clock::time_point start
   if (done <= 0) return;
   const double elapsed = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   const double remaining = std::max(0.0, total - done) * elapsed / done;
-  report(Dict{{"Time Remaining For SubTask", getTimeFormStringForInterval(remaining)}, {"Progress Status", true}}, true);
+  VolumeSearchProgress check;
+  check.checking = true;
+  check.checkTimeRemaining = getTimeFormStringForInterval(remaining);
+  progress_.report(check);
 }
 
 Dict LostVolumeScan::volumeDictionary(std::uint64_t whetherAlternateSector, const std::string& name) const {
@@ -123,8 +126,8 @@ std::uint64_t LostVolumeScan::sumLeafChainRecords(std::uint64_t leafRecords) {
   // The chain can't be longer than the file has nodes; the visited table ends a loop earlier.
   const std::uint64_t maxNodes = std::max<std::uint64_t>(catalogTotalNodes_, 1);
   for (std::uint32_t node = media_.firstLeafNode; node != 0 && !media_.abortVolumeScan && visited < maxNodes;) {
-    if (media_.btreeForUsedCatNodeSector->retrieveKeyField(node) != nullptr) break;
-    (void)media_.btreeForUsedCatNodeSector->insert(CountedKeyItem{node, 0});
+    if (search_.btreeForUsedCatNodeSector->retrieveKeyField(node) != nullptr) break;
+    (void)search_.btreeForUsedCatNodeSector->insert(CountedKeyItem{node, 0});
     ++visited;
     const std::uint64_t sector = nodes.catalogNodeToSector(node);
     std::fill(bytes.begin(), bytes.end(), std::byte{0});
@@ -141,14 +144,14 @@ std::uint64_t LostVolumeScan::sumLeafChainRecords(std::uint64_t leafRecords) {
 }
 
 void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t whetherAlternateSector) {
-  const std::size_t listedBefore = media_.volumeScanArray.size();
+  const std::size_t listedBefore = search_.volumeScanArray.size();
   const auto sectorBytes = static_cast<std::uint32_t>(media_.u32BytesInSector);
   media_.catalogExt.clear();
   media_.extentsExt.clear();
   media_.extNodeSize = media_.catNodeSize = 0;
   media_.extRootNode = media_.catRootNode = media_.firstLeafNode = 0;
   media_.blockSize = static_cast<std::int32_t>(vib_.blockSize / std::max<std::uint32_t>(sectorBytes, 1));
-  media_.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+  search_.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
   volumeValidity_ = 0;
   catalogTotalNodes_ = 0;
   const auto perBlock = static_cast<std::uint64_t>(media_.blockSize);
@@ -194,7 +197,7 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
     const std::uint64_t figure = nodes == 0 ? 0 : leaves * 100 / nodes;
     volumeValidity_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(figure, 100));
     validity = DictArray{DictValue(volumeValidity_), DictValue("Valid")};
-    media_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, "Untitled"));
+    search_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, "Untitled"));
   } else {
     media_.catNodeSize = static_cast<std::int32_t>(catalogHeader->nodeSize / sectorBytes);
     media_.catRootNode = catalogHeader->rootNode;
@@ -210,10 +213,10 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
   }
 
   // A volume whose check was cut short isn't offered.
-  if (media_.abortVolumeScan && media_.volumeScanArray.size() > listedBefore) {
+  if (media_.abortVolumeScan && search_.volumeScanArray.size() > listedBefore) {
     validity.push_back(0);
     validity.push_back("Invalid");
-    media_.volumeScanArray.pop_back();
+    search_.volumeScanArray.pop_back();
   }
 }
 
@@ -234,7 +237,7 @@ void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAl
     const auto folder = parseHFSPlusCatalogFolder(ByteSpan(leaf).subspan(recordAt));
     if (!folder || folder->recordType != kFolderRecordType || folder->folderID != kRootFolderID) return;
     const std::string name = toUtf8(key->name);
-    media_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, name.empty() ? "Untitled" : name));
+    search_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, name.empty() ? "Untitled" : name));
     if (validity.size() >= 2) {
       validity.back() = "Valid";
     } else if (validity.size() == 1) {
@@ -255,7 +258,7 @@ void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAl
     volumeValidity_ = static_cast<std::uint32_t>(figure);
     if (!validity.empty()) validity.front() = volumeValidity_;
   }
-  media_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, "Untitled"));
+  search_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, "Untitled"));
 }
 
 }  // namespace nua

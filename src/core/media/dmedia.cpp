@@ -5,9 +5,7 @@
 
 namespace nua {
 
-DMedia::DMedia()
-    : btreeForUsedCatNodeSector(std::make_unique<CountedKeyTable>()),
-      btreeForVIBCreateDate(std::make_unique<CountedKeyTable>()) {}
+DMedia::DMedia() = default;
 
 DMedia::~DMedia() = default;
 
@@ -23,9 +21,6 @@ void DMedia::initWithDictionary(const Dict& dict, MediaContext context) {
   serial = dict.string("device serial");
   revision = dict.string("device revision");
   volumePMArray.clear();
-  volumeScanArray.clear();
-  volFoundAtSectorArray.clear();
-  dataUpdate = Dict();
   abortVolumeScan = false;
 }
 

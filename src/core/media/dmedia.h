@@ -14,7 +14,6 @@
 #include "base/ui_bridge.h"
 #include "media/device_file.h"
 #include "media/device_lists.h"
-#include "records/key_table.h"
 #include "records/extent.h"
 
 namespace nua {
@@ -59,9 +58,6 @@ class DMedia {
   std::uint64_t sizeInSect = 0;
   std::string model, serial, revision;
   std::vector<Dict> volumePMArray;
-  std::vector<Dict> volumeScanArray;
-  std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector;
-  std::unique_ptr<CountedKeyTable> btreeForVIBCreateDate;
   std::int32_t u32BytesInSector = 512;
   std::uint64_t HPlusVolStart = 0;  // NOLINT(readability-identifier-naming): the engine's name
   std::vector<Extent> catalogExt, extentsExt;
@@ -69,9 +65,6 @@ class DMedia {
   std::uint32_t extRootNode = 0, catRootNode = 0, firstLeafNode = 0;
   std::int32_t blockSize = 0;
   std::atomic<bool> abortVolumeScan{false};
-  std::vector<std::uint64_t> volFoundAtSectorArray;
-  Dict dataUpdate;
-  std::atomic<bool> timerFireMethodCanRun{false};
 
   [[nodiscard]] const MediaContext& context() const { return context_; }
   void setContext(MediaContext context) { context_ = context; }

@@ -3,6 +3,7 @@
 #include "base/log.h"
 #include "records/entry_ops.h"
 #include "records/tree_cleanup.h"
+#include "volume/progress_texts.h"
 
 namespace nua {
 
@@ -10,8 +11,22 @@ std::atomic<std::uint32_t> u32BytesInSectorForScanClasses{512};
 std::atomic<bool> bCancelScanning{false};
 
 namespace {
-std::atomic<ScanController*> sharedAppController{nullptr};
+
+class SilentProgressSink final : public ProgressSink {
+ public:
+  void report(const ScanProgress&) override {}
+  [[nodiscard]] bool tickPending() const override { return false; }
+  void offerForTick(const ScanProgress&) override {}
+  void alert(const Alert&) override {}
+  void abandonScan() override {}
+};
+
 }  // namespace
+
+ProgressSink& ProgressSink::none() {
+  static SilentProgressSink sink;
+  return sink;
+}
 
 std::string getTimeFormStringForInterval(double interval) {
   // A first estimate can be negative, infinite or NaN; none of those may reach the integer cast.
@@ -29,15 +44,9 @@ std::string getTimeFormStringForInterval(double interval) {
   return std::to_string(days) + ":" + two(hours) + ":" + two(wholeMinutes % 60) + ":" + two(seconds);
 }
 
-Volume::Volume() : folderNameIndex(std::make_unique<FolderNameIndex>()) {}
+Volume::Volume()
+    : folderNameIndex(std::make_unique<FolderNameIndex>()), btreeForUsedCatNodeSector(std::make_unique<CountedKeyTable>()) {}
 Volume::~Volume() = default;
-
-void Volume::setAppController(ScanController* controller) { sharedAppController = controller; }
-ScanController* Volume::appController() { return sharedAppController; }
-
-void Volume::sendProgress(const Dict& update, bool waitUntilDone) const {
-  if (ScanController* controller = appController()) controller->updateProgress(update, waitUntilDone);
-}
 
 void Volume::setStopTreeThread(bool stop) {
   stopTreeThread = stop;
@@ -55,7 +64,6 @@ void Volume::resetSigArraysAndBtreesAndOthers() {
     entryCount = folderCount = fileCount = dataSize = 0;
     maxFileID = kFirstFreeFileID;
     blocksStartsAtSector = 0;
-    dataUpdate = Dict();
   }
   stopTreeThread = false;
   openedScanInfo = false;
@@ -63,42 +71,46 @@ void Volume::resetSigArraysAndBtreesAndOthers() {
   orphEntryCount = orphEntriesTotal = orphAdvScanEntryCount = orphAdvScanEntriesTotal = 0;
 }
 
-void Volume::finishTree() {
-  auto status = [this](const std::string& text) {
-    logLine(text);
-    sendProgress(Dict{{"Progress Status", text}}, true);
+void Volume::finishTree(ProgressSink& progress) {
+  namespace text = progress_text;
+  auto status = [&progress](const char* shown) {
+    logLine(shown);
+    progress.report(ScanProgress::withStatus(shown));
   };
-  logLine("Rearranging tree...");
-  sendProgress(Dict{{"Progress Status", "Rearranging tree..."}, {"Progress Type", 0}, {"Start Animation", true}}, true);
-  if (ScanController* controller = appController()) controller->rawScanCompleted();
+  logLine(text::kRearrangingTree);
+  ScanProgress rearranging = ScanProgress::withStatus(text::kRearrangingTree);
+  rearranging.bar = ProgressBar::kIndeterminate;
+  rearranging.animation = ProgressAnimation::kStart;
+  progress.report(rearranging);
   if (dirRoot != nullptr && arena) {
     if (filterTreeForMedia) {
-      status("Removing non-media tree...");
+      status(text::kRemovingNonMediaTree);
       removeNonMediaFilesAndFolders(dirRoot, *arena);
     }
-    status("Removing empty tree...");
+    status(text::kRemovingEmptyTree);
     removeZeroSizeFolders(dirRoot, *arena);
-    status("Rearranging tree (step 2)...");
+    status(text::kRearrangingTreeStep2);
     rearrangeTreeFromDir(dirRoot);
-    status("Removing deleted tree...");
+    status(text::kRemovingDeletedTree);
     rearrangeDeletedTree(dirRoot);
-    status("Fixing names...");
+    status(text::kFixingNames);
     fixNilFileNames(dirRoot, *arena);
     // Child lists are arrays already: the viewing side indexes them directly.
-    status("Optimizing Tree...");
+    status(text::kOptimizingTree);
   }
   logLine("Removing helper trees..");
-  sendProgress(Dict{{"Progress Status", "Removing helper trees..."}}, true);
+  progress.report(ScanProgress::withStatus(text::kRemovingHelperTrees));
   btree.reset();
   btreeAdvScan = nullptr;
   btreeNormalScan.reset();
   btreeFirstFileBlock.reset();
   btreeForUsedCatNodeSector.reset();
-  btreeForVIBCreateDate.reset();
   btreeOrph.reset();
   btreeOrphAdvScanEntries.reset();
   folderNameIndex = std::make_unique<FolderNameIndex>();
-  sendProgress(Dict{{"Progress Status", "Rearranging tree (done)..."}, {"Stop Animation", true}}, true);
+  ScanProgress done = ScanProgress::withStatus(text::kRearrangingTreeDone);
+  done.animation = ProgressAnimation::kStop;
+  progress.report(done);
 }
 
 void Volume::makeTables() {
@@ -113,7 +125,6 @@ void Volume::makeTables() {
   catalogExt.clear();
   extentsExt.clear();
   allocationExt.clear();
-  dataUpdate = Dict();
   orphanCount = entryCount = fileCount = folderCount = dataSize = 0;
   folderNameIndex = std::make_unique<FolderNameIndex>();
 }

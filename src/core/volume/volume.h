@@ -10,6 +10,7 @@
 
 #include "base/ui_bridge.h"
 #include "media/dmedia.h"
+#include "volume/progress_sink.h"
 #include "records/key_table.h"
 #include "records/entry.h"
 #include "records/entry_arena.h"
@@ -25,20 +26,6 @@ class FolderNameIndex;
 
 // An interval in seconds as "days:hours:minutes:seconds", hours, minutes and seconds two digits.
 [[nodiscard]] std::string getTimeFormStringForInterval(double interval);
-
-// What a scan asks of the application controller. The controller carries each call out on its main
-// thread; `waitUntilDone` false hands over a copy and returns at once.
-class ScanController {
- public:
-  virtual ~ScanController() = default;
-  virtual void updateProgress(const Dict& update, bool waitUntilDone) = 0;
-  virtual void setUpTimer() = 0;
-  virtual void invalidateTimer() = 0;
-  virtual void runAlertPanel(const Alert& alert) = 0;
-  virtual void destroyVolumeAndBackToPartList() = 0;
-  virtual void rawScanCompleted() = 0;
-  virtual void rawScanStarted(bool autoRun) = 0;
-};
 
 class Volume : public DMedia {
  public:
@@ -58,11 +45,8 @@ class Volume : public DMedia {
   }
   void setFilterTreeForMedia(bool filter) { filterTreeForMedia = filter; }
 
-  // The controller every Volume reports to, kept in one shared place; null sends nothing.
-  static void setAppController(ScanController* controller);
-  [[nodiscard]] static ScanController* appController();
-  // Sends a progress dictionary to the controller, if one is set.
-  void sendProgress(const Dict& update, bool waitUntilDone) const;
+  // What the scan has found so far, as the progress screen shows it.
+  [[nodiscard]] ScanCounts counts() const { return {entryCount, folderCount, fileCount, dataSize}; }
   // Also sets the process-wide bCancelScanning.
   void setStopTreeThread(bool stop);
 
@@ -70,7 +54,7 @@ class Volume : public DMedia {
   void resetSigArraysAndBtreesAndOthers();
   // The clean-up sequence at the end of every scan: filters, recounts, builds the deleted lists and
   // releases the helper tables. Afterwards the tree stands by its pointers alone.
-  void finishTree();
+  void finishTree(ProgressSink& progress);
 
   // What the object stands for: 0 partition-map volume, 1 lost volume, 2 volume of the system, 3 disk.
   std::int32_t volumeScanType = 0;
@@ -140,6 +124,8 @@ class Volume : public DMedia {
   EntryTable* btreeAdvScan = nullptr;
   std::unique_ptr<EntryTable> btreeNormalScan;
   std::unique_ptr<CountedKeyTable> btreeFirstFileBlock;
+  // Catalog nodes the walks have visited, by number.
+  std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector;
   std::unique_ptr<OrphanTable> btreeOrph;
   std::unique_ptr<OrphanTable> btreeOrphAdvScanEntries;
   std::vector<Extent> allocationExt, catalogExtAsPerVIB;
