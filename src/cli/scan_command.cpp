@@ -57,9 +57,9 @@ int rowWithPath(const std::vector<Dict>& rows, const std::string& path) {
   return -1;
 }
 
-int rowWithStart(const std::vector<Dict>& rows, std::uint64_t start) {
+int rowWithStart(const std::vector<PartitionRow>& rows, std::uint64_t start) {
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].uint64("Volume Start") == start) return static_cast<int>(i);
+    if (rows[i].volumeStart == start) return static_cast<int>(i);
   return -1;
 }
 

@@ -105,8 +105,8 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
       [w] { w->window.showTab("PT scan prog"); w->grabShown(); },
       [w, &c] {
         // The lost-volume search is not offered; its list is shown with the partitions as found volumes.
-        std::vector<Dict> found = c.partitionListDictArray;
-        for (Dict& volume : found) volume.set("Volume Scan Type", 1);
+        std::vector<PartitionRow> found = c.partitionListDictArray;
+        for (PartitionRow& volume : found) volume.scanType = PartitionScanType::kVolumeSearch;
         c.showPTScanList(found);
         w->grabShown();
       },

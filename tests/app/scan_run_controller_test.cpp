@@ -165,7 +165,7 @@ TEST_F(ScanEnd, ALostVolumeSearchThatEndsWithoutVolumesGoesBackToThePartitionLis
                                    {"Size", std::uint64_t{2000000000}}}};
     return listing;
   };
-  sources.partitionsOfDrive = [](DMedia&) { return std::vector<Dict>{}; };
+  sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };
   controller.reset();  // one controller at a time listens to the launcher
   controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   controller->recoverPartitionAndDrivesFast();

@@ -80,8 +80,9 @@ class NavigationTest : public ::testing::Test {
       return listing;
     };
     sources.partitionsOfDrive = [](DMedia&) {
-      return std::vector<Dict>{Dict{{"Volume Scan Type", 0}, {"Path", "/dev/sdz"}, {"Volume Start", 40},
-                                    {"Volume Size In Sectors", 3000}, {"Content", "Apple_HFS"}, {"Volume Name", "Mac"}}};
+      return std::vector<PartitionRow>{PartitionRow::fromDict(
+          Dict{{"Volume Scan Type", 0}, {"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Size In Sectors", 3000},
+               {"Content", "Apple_HFS"}, {"Volume Name", "Mac"}})};
     };
     sources.loadSigData = [](int) { return catalog(); };
     controller = std::make_unique<WizardController>(view, ui, launcher, sources);
@@ -186,9 +187,10 @@ TEST_F(NavigationTest, TreeScanModeGoesBackToTheListTheVolumeCameFrom) {
   EXPECT_EQ(controller->partitionListDictArray.size(), 1u);
 
   // From the lost-volume list: its count is shown again.
-  controller->showPTScanList({Dict{{"Volume Scan Type", 1}, {"WhetherAlternateSector", 0}, {"Path", "/dev/sdz"},
-                                   {"Volume Start", 40}, {"Volume Size In Sectors", 3000}, {"Content", "Apple_HFS"}},
-                              Dict{{"Volume Scan Type", 1}, {"Path", "/dev/sdz"}, {"Content", "Apple_HFS"}}});
+  controller->showPTScanList(
+      {PartitionRow::fromDict(Dict{{"Volume Scan Type", 1}, {"WhetherAlternateSector", 0}, {"Path", "/dev/sdz"},
+                                   {"Volume Start", 40}, {"Volume Size In Sectors", 3000}, {"Content", "Apple_HFS"}}),
+       PartitionRow::fromDict(Dict{{"Volume Scan Type", 1}, {"Path", "/dev/sdz"}, {"Content", "Apple_HFS"}})});
   controller->selectPTScanListRow(0);
   controller->ptScanListNextClicked();
   ASSERT_EQ(view.tab, "Tree scan mode");

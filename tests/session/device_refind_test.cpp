@@ -44,11 +44,14 @@ TEST(DeviceRefindTest, VolumesMatchBySizeAndNameAndMovedPathsFollowTheDrive) {
   EXPECT_EQ(checkVolumeAvailability(volumes, 1025, "Photos", 512, "/dev/sdc1").foundVolumeDictArrayIndex, -1);
   EXPECT_EQ(checkVolumeAvailability(volumes, 1024, "Photos", 0, "/dev/sdc1").foundVolumeDictArrayIndex, -1);
 
-  std::vector<Dict> partitions{Dict{{"Path", "/dev/sdb"}}, Dict{{"Path", "/dev/sdb2"}}, Dict{{"Path", "/dev/sdd"}}};
-  replaceDrivePathInDicts(partitions, "/dev/sdb", "/dev/sde");
-  EXPECT_EQ(partitions[0].string("Path"), "/dev/sde");
-  EXPECT_EQ(partitions[1].string("Path"), "/dev/sde2");
-  EXPECT_EQ(partitions[2].string("Path"), "/dev/sdd");
+  std::vector<PartitionRow> partitions(3);
+  partitions[0].path = "/dev/sdb";
+  partitions[1].path = "/dev/sdb2";
+  partitions[2].path = "/dev/sdd";
+  replaceDrivePathInRows(partitions, "/dev/sdb", "/dev/sde");
+  EXPECT_EQ(partitions[0].path, "/dev/sde");
+  EXPECT_EQ(partitions[1].path, "/dev/sde2");
+  EXPECT_EQ(partitions[2].path, "/dev/sdd");
 }
 
 }  // namespace

@@ -39,9 +39,10 @@ struct Desk {
       return listing;
     };
     sources.partitionsOfDrive = [image](DMedia&) {
-      return std::vector<Dict>{Dict{{"Volume Scan Type", 0}, {"Path", image}, {"Volume Start", 0},
-                                    {"Volume Size In Sectors", fs::file_size(image) / 512}, {"Content", "Apple_HFS"},
-                                    {"Volume Name", "Nua Test"}}};
+      return std::vector<PartitionRow>{PartitionRow::fromDict(
+          Dict{{"Volume Scan Type", 0}, {"Path", image}, {"Volume Start", 0},
+               {"Volume Size In Sectors", fs::file_size(image) / 512}, {"Content", "Apple_HFS"},
+               {"Volume Name", "Nua Test"}})};
     };
     launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
     launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);

@@ -36,8 +36,9 @@ std::string readAll(const fs::path& path) {
 bool click(MainWindow& window, const QString& caption) { return testing::clickButton(window, caption); }
 
 // Clicks the row of a list screen whose dictionary `matches`; false when there is none.
-bool selectRow(MainWindow& window, const char* listName, const std::vector<Dict>& rows,
-               const std::function<bool(const Dict&)>& matches) {
+template <class Row>
+bool selectRow(MainWindow& window, const char* listName, const std::vector<Row>& rows,
+               const std::type_identity_t<std::function<bool(const Row&)>>& matches) {
   return testing::clickListRow(window.findChild<QListWidget*>(listName), testing::rowWhere(rows, matches));
 }
 
@@ -99,7 +100,7 @@ class MainWindowTest : public QObject {
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("PT list"));
     QVERIFY(window.control(WizardControl::kScanForVolumesBox)->isEnabled());
-    QVERIFY(selectRow(window, "ptList", c.partitionListDictArray, [](const Dict&) { return true; }));
+    QVERIFY(selectRow(window, "ptList", c.partitionListDictArray, [](const PartitionRow&) { return true; }));
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Tree scan mode"));
     QVERIFY(click(window, "Standard Scan"));

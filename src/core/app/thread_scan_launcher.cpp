@@ -50,11 +50,10 @@ void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
   thread_ = std::thread([this, scanNumber, drive = std::move(drive)] {
     // The lists travel to the controller inside the progress dictionaries, copied, so the two
     // threads never share them.
-    std::vector<Dict> partitionScanListDictArray;
+    std::vector<PartitionRow> foundVolumes;
     std::vector<Dict> volumeScanFoundArray;
     try {
-      LostVolumeScan(*drive, volumeScanObserver())
-          .initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+      LostVolumeScan(*drive, volumeScanObserver()).initializeForVolumeThoroughScan(foundVolumes, volumeScanFoundArray);
     } catch (const std::exception& failure) {
       ui_.runAlertPanel({"!Can not process", std::string("The search for lost volumes failed: ") + failure.what(), {"OK"}});
     }

@@ -217,15 +217,9 @@ void WizardController::prepareForScan() {
         auto drive = std::make_shared<DMedia>();
         drive->initWithDictionary(selectedDrvOrVolDict, context);
         selectedDrive = drive;
-        partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
-        const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
-        for (Dict& partition : partitionListDictArray) {
-          if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size"))
-            partition.set("Preferred Block Size", *v);
-          partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
-          for (const char* key : {"IOBundleResourceFile", "bundle path"})
-            if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
-        }
+        partitionListDictArray =
+            sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<PartitionRow>{};
+        for (PartitionRow& partition : partitionListDictArray) partition.takeDriveGeometry(selectedDrvOrVolDict);
         view_.reloadTable(WizardTable::kPTList);
       }
       view_.showTab("PT list");
@@ -271,8 +265,8 @@ void WizardController::ptListNextClicked() {
 void WizardController::volumeFromPTIsSelected() {
   if (ptListSelection_ < 0 || ptListSelection_ >= static_cast<int>(partitionListDictArray.size())) return;
   isPTListOrPTScanListChosen = 0;
-  selectedVolume = Volume::initWithDictionary(partitionListDictArray[static_cast<std::size_t>(ptListSelection_)],
-                                              MediaContext{&ui_, &deviceLists_});
+  selectedVolume = Volume::initWithPartitionRow(partitionListDictArray[static_cast<std::size_t>(ptListSelection_)],
+                                                MediaContext{&ui_, &deviceLists_});
   selectedDrive.reset();
   const std::string& content = selectedVolume->volumeContent;
   if (content.rfind("Apple", 0) == 0) {
@@ -283,7 +277,7 @@ void WizardController::volumeFromPTIsSelected() {
   }
 }
 
-void WizardController::showPTScanList(std::vector<Dict> foundVolumes) {
+void WizardController::showPTScanList(std::vector<PartitionRow> foundVolumes) {
   scanIsRunning = false;
   abortSheetVisible_ = false;
   stopElapsedTimeThread = true;
@@ -306,8 +300,8 @@ void WizardController::selectPTScanListRow(int row) {
 void WizardController::ptScanListNextClicked() {
   if (ptScanListSelection_ < 0) return;
   isPTListOrPTScanListChosen = 1;
-  selectedVolume = Volume::initWithDictionary(partitionScanListDictArray[static_cast<std::size_t>(ptScanListSelection_)],
-                                              MediaContext{&ui_, &deviceLists_});
+  selectedVolume = Volume::initWithPartitionRow(
+      partitionScanListDictArray[static_cast<std::size_t>(ptScanListSelection_)], MediaContext{&ui_, &deviceLists_});
   selectedDrive.reset();
   view_.showTab("Tree scan mode");
 }

@@ -112,7 +112,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   // Called on the main thread after each change of volumeScanScreen().
   std::function<void()> volumeScanChanged;
   // The lost-volume scan has ended with these volumes: fill and show "PT scan list".
-  void showPTScanList(std::vector<Dict> foundVolumes);
+  void showPTScanList(std::vector<PartitionRow> foundVolumes);
   void selectPTScanListRow(int row);
   void ptScanListNextClicked();
 
@@ -208,8 +208,8 @@ class WizardController : public ScanController, public VolumeScanObserver {
   Dict selectedDrvOrVolDict;
   std::shared_ptr<DMedia> selectedDrive;
   std::shared_ptr<Volume> selectedVolume;
-  std::vector<Dict> partitionListDictArray;
-  std::vector<Dict> partitionScanListDictArray;
+  std::vector<PartitionRow> partitionListDictArray;
+  std::vector<PartitionRow> partitionScanListDictArray;
   std::vector<std::shared_ptr<SigNode>> sigRootArray;
   SigSelArray sigSelArray;
   std::vector<std::string> autoRecSigExtArray;
@@ -276,7 +276,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   // The timer's tick for the search; false when it had nothing to hand over.
   bool handOverVolumeScanUpdate();
   // What a partition row gets from its disk's dictionary, added to each found volume.
-  void completePTScanListEntries(std::vector<Dict>& foundVolumes) const;
+  void completePTScanListEntries(std::vector<PartitionRow>& foundVolumes) const;
   VolumeScanScreen volumeScanScreen_;
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;

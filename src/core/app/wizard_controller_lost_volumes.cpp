@@ -49,10 +49,10 @@ void WizardController::updateVolumeScanProgressOnMain(const Dict& update) {
   applyVolumeScanDictionary(update, volumeScanScreen_);
   if (const DictValue* complete = update.find("Scan Complete")) {
     scanIsRunning = false;
-    std::vector<Dict> found;
+    std::vector<PartitionRow> found;
     if (const DictArray* list = complete->array())
       for (const DictValue& v : *list)
-        if (const Dict* d = v.dict()) found.push_back(*d);
+        if (const Dict* d = v.dict()) found.push_back(PartitionRow::fromDict(*d));
     if (volumeScanChanged) volumeScanChanged();
     showPTScanList(std::move(found));
     return;
@@ -76,14 +76,8 @@ bool WizardController::handOverVolumeScanUpdate() {
   return true;
 }
 
-void WizardController::completePTScanListEntries(std::vector<Dict>& foundVolumes) const {
-  const std::uint64_t sectorBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
-  for (Dict& volume : foundVolumes) {
-    if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size")) volume.set("Preferred Block Size", *v);
-    volume.set("Size", volume.uint64("Volume Size In Sectors") * sectorBytes);
-    for (const char* key : {"IOBundleResourceFile", "bundle path"})
-      if (const DictValue* v = selectedDrvOrVolDict.find(key)) volume.set(key, *v);
-  }
+void WizardController::completePTScanListEntries(std::vector<PartitionRow>& foundVolumes) const {
+  for (PartitionRow& volume : foundVolumes) volume.takeDriveGeometry(selectedDrvOrVolDict);
 }
 
 }  // namespace nua

@@ -310,8 +310,8 @@ void WizardController::refindScanInfoSource(Volume& volume, bool withFirstSector
     } else if (foundDrivePathIsDifferent) {
       const std::string moved = listing.driveDictArray[static_cast<std::size_t>(foundDriveDictArrayIndex)].string("Path");
       mainThread_.postAndWait([&] {
-        replaceDrivePathInDicts(partitionListDictArray, volume.path, moved);
-        replaceDrivePathInDicts(partitionScanListDictArray, volume.path, moved);
+        replaceDrivePathInRows(partitionListDictArray, volume.path, moved);
+        replaceDrivePathInRows(partitionScanListDictArray, volume.path, moved);
         volume.path = moved;
       });
     }

@@ -56,15 +56,16 @@ Dict volumeDict(const WizardPlanRequest& r) {
               {"Parent Drive Path", kDiskPath}};
 }
 
-Dict partitionDict(const WizardPlanRequest& r, int scanType) {
-  Dict d{{"Volume Scan Type", scanType},
-         {"Path", kDiskPath},
-         {"Volume Name", "Untitled"},
-         {"Volume Start", std::uint64_t{409640}},
-         {"Volume Size In Sectors", std::uint64_t{1000000}},
-         {"Content", r.content}};
-  if (scanType == 1) d.set("WhetherAlternateSector", std::uint64_t{0});
-  return d;
+PartitionRow partitionRow(const WizardPlanRequest& r, PartitionScanType scanType) {
+  PartitionRow row;
+  row.scanType = scanType;
+  row.path = kDiskPath;
+  row.volumeName = "Untitled";
+  row.volumeStart = 409640;
+  row.sizeInSectors = 1000000;
+  row.content = r.content;
+  if (scanType == PartitionScanType::kVolumeSearch) row.alternateHeaderSector = 0;
+  return row;
 }
 
 // A small stand-in catalog, so that "Next with types marked" can be planned before real catalogs load.
@@ -113,7 +114,8 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
     return listing;
   };
   sources.partitionsOfDrive = [&r](DMedia&) {
-    return r.volumeScanType == 0 ? std::vector<Dict>{partitionDict(r, 0)} : std::vector<Dict>{};
+    return r.volumeScanType == 0 ? std::vector<PartitionRow>{partitionRow(r, PartitionScanType::kPartitionMap)}
+                                 : std::vector<PartitionRow>{};
   };
   sources.loadSigData = [](int) { return planCatalog(); };
 
@@ -156,7 +158,7 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
       if (r.volumeScanType == 1) {
         controller.checkBoxForScanForVolumesClicked(true);
         controller.ptListNextClicked();
-        if (launcher.volumeScanStarted) controller.showPTScanList({partitionDict(r, 1)});
+        if (launcher.volumeScanStarted) controller.showPTScanList({partitionRow(r, PartitionScanType::kVolumeSearch)});
       } else {
         controller.selectPTListRow(0);
         controller.ptListNextClicked();

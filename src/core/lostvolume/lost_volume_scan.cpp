@@ -40,7 +40,7 @@ void LostVolumeScan::report(const Dict& update, bool waitUntilDone) const {
   if (observer_ != nullptr) observer_->updateVolumeScanProgress(update, waitUntilDone);
 }
 
-void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
+void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<PartitionRow>& foundVolumes,
                                                      std::vector<Dict>& volumeScanFoundArray) {
   media_.volFoundAtSectorArray.clear();
   media_.btreeForVIBCreateDate = std::make_unique<CountedKeyTable>();
@@ -89,8 +89,8 @@ void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitio
     }
   }
 
-  for (const Dict& volume : media_.volumeScanArray) partitionScanListDictArray.push_back(volume);
-  DictArray finalList(partitionScanListDictArray.begin(), partitionScanListDictArray.end());
+  for (const PartitionRow& volume : media_.volumeScanArray) foundVolumes.push_back(volume);
+  DictArray finalList = toDictArray(foundVolumes);
   // The timer stops first: once "Scan Complete" is shown the user may start the next scan at once,
   // which waits for this thread, so nothing may wait on the main thread after it.
   if (observer_ != nullptr) observer_->invalidateTimer();
@@ -145,7 +145,7 @@ void LostVolumeScan::testVolumeAt(std::uint64_t start, std::uint64_t whetherAlte
   if (usable) {
     const auto& found = media_.volFoundAtSectorArray;
     if (std::find(found.begin(), found.end(), start) != found.end()) {
-      // Only the dictionary this check added goes; one of an earlier volume stays offered.
+      // Only the row this check added goes; one of an earlier volume stays offered.
       if (media_.volumeScanArray.size() > listedBefore) media_.volumeScanArray.pop_back();
     } else {
       Dict row{{"Found Column", foundColumnText(rowSector)}, {"Validity Column", DictValue(validity)}};

@@ -39,10 +39,10 @@ class LostVolumeScan {
   LostVolumeScan(DMedia& media, VolumeScanObserver* observer) : media_(media), observer_(observer) {}
 
   // Sweeps the whole disk. Rows of the found-volume table ("Found Column", "Validity Column") are
-  // appended to `volumeScanFoundArray` as they are found; at the end the volume dictionaries of
-  // volumeScanArray are appended to `partitionScanListDictArray`. Unreadable chunks and damaged
+  // appended to `volumeScanFoundArray` as they are found; at the end the volume rows of
+  // volumeScanArray are appended to `foundVolumes`. Unreadable chunks and damaged
   // headers give fewer finds, never an error. Stops early when the media's abortVolumeScan is set.
-  void initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
+  void initializeForVolumeThoroughScan(std::vector<PartitionRow>& foundVolumes,
                                        std::vector<Dict>& volumeScanFoundArray);
 
   // The plausibility test of a volume header in host order.
@@ -50,7 +50,7 @@ class LostVolumeScan {
 
   // Judges the volume whose header is in vib() and which starts at the media's HPlusVolStart by its
   // catalog: appends a percentage and a word ("Valid", "Partial Valid", "Invalid") to `validity`, and
-  // a volume dictionary to the media's volumeScanArray when the volume is usable.
+  // a volume row to the media's volumeScanArray when the volume is usable.
   // `whetherAlternateSector` is 0 or the sector of the alternate header the volume was found by.
   void verifyVolumeAndGetData(DictArray& validity, std::uint64_t whetherAlternateSector);
 
@@ -72,7 +72,7 @@ class LostVolumeScan {
   [[nodiscard]] std::uint64_t sumLeafChainRecords(std::uint64_t leafRecords);
   // Steps after the leaf walk: the root folder's record names the volume, else the leaf count judges it.
   void judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAlternateSector, const BTHeaderRecord& catalogHeader);
-  [[nodiscard]] Dict volumeDictionary(std::uint64_t whetherAlternateSector, const std::string& name) const;
+  [[nodiscard]] PartitionRow volumeRow(std::uint64_t whetherAlternateSector, const std::string& name) const;
   void report(const Dict& update, bool waitUntilDone) const;
   void sendSubTaskTime(std::chrono::steady_clock::time_point start, double done, double total) const;
 

@@ -14,6 +14,7 @@
 #include "base/ui_bridge.h"
 #include "media/device_file.h"
 #include "media/device_lists.h"
+#include "media/rows.h"
 #include "records/key_table.h"
 #include "records/extent.h"
 
@@ -58,8 +59,8 @@ class DMedia {
   std::uint64_t sizeInBytes = 0;
   std::uint64_t sizeInSect = 0;
   std::string model, serial, revision;
-  std::vector<Dict> volumePMArray;
-  std::vector<Dict> volumeScanArray;
+  std::vector<PartitionRow> volumePMArray;
+  std::vector<PartitionRow> volumeScanArray;
   std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector;
   std::unique_ptr<CountedKeyTable> btreeForVIBCreateDate;
   std::int32_t u32BytesInSector = 512;

@@ -17,8 +17,10 @@ std::string sizeLine(std::uint64_t bytes) {
 }
 
 std::string fileSystemLine(const Dict& volume) {
-  const std::string content = volume.string("Content");
-  const bool journaled = volume.string("journaled") == "Yes";
+  return fileSystemLine(volume.string("Content"), volume.string("journaled") == "Yes");
+}
+
+std::string fileSystemLine(const std::string& content, bool journaled) {
   if (content == "Apple_HFS") return journaled ? "File System: Mac OS Extended (Journaled)" : "File System: Mac OS Extended";
   if (content == "Apple_HFSX")
     return journaled ? "File System: Mac OS Extended (Case Sensitive, Journaled)"

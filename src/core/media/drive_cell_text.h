@@ -15,6 +15,7 @@ namespace nua {
 
 // The file system line of a volume by its "Content" and "journaled".
 [[nodiscard]] std::string fileSystemLine(const Dict& volume);
+[[nodiscard]] std::string fileSystemLine(const std::string& content, bool journaled);
 
 // "Size: %0.2f KB" (MB, GB) of a byte count, with the limits of the size text.
 [[nodiscard]] std::string sizeLine(std::uint64_t bytes);

@@ -27,17 +27,17 @@ bool PartitionReader::readVolumeHeaderAt(std::uint64_t volumeStart, bool checkSi
 }
 
 void PartitionReader::getVolumeNamesGPT() {
-  for (Dict& partition : media_.volumePMArray) {
-    if (partition.string("Content") != "Apple_HFS") continue;
-    if (!readVolumeHeaderAt(partition.uint64("Volume Start"), true)) continue;
+  for (PartitionRow& partition : media_.volumePMArray) {
+    if (partition.content != "Apple_HFS") continue;
+    if (!readVolumeHeaderAt(partition.volumeStart, true)) continue;
     nameFromCatalog(partition);
   }
 }
 
 void PartitionReader::getVolumeNamesPM() {
   const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
-  for (Dict& partition : media_.volumePMArray) {
-    const std::uint64_t start = partition.uint64("Volume Start");
+  for (PartitionRow& partition : media_.volumePMArray) {
+    const std::uint64_t start = partition.volumeStart;
     if (start > (UINT64_MAX - 1024) / sectorSize) continue;
     std::vector<std::byte> raw(peek::kMasterDirectoryBlockSize, std::byte{0});
     if (!readBytes(start * sectorSize + 1024, raw)) continue;
@@ -46,7 +46,7 @@ void PartitionReader::getVolumeNamesPM() {
     if (peek::isHfsPlusSignature(mdb->drSigWord)) {
       if (readVolumeHeaderAt(start, false)) nameFromCatalog(partition);
     } else if (mdb->drSigWord == peek::kHfsWrapperSignature) {
-      if (!mdb->drVN.empty()) partition.set("Volume Name", mdb->drVN);
+      if (!mdb->drVN.empty()) partition.volumeName = mdb->drVN;
       if (!peek::isHfsPlusSignature(mdb->drEmbedSigWord)) continue;
       // The embedded volume's own root name wins over the wrapper's.
       const std::uint64_t embedded =
@@ -56,7 +56,7 @@ void PartitionReader::getVolumeNamesPM() {
   }
 }
 
-void PartitionReader::nameFromCatalog(Dict& partition) {
+void PartitionReader::nameFromCatalog(PartitionRow& partition) {
   const auto sectorSize = static_cast<std::uint32_t>(media_.u32BytesInSector);
   media_.catalogExt.clear();
   media_.extentsExt.clear();
@@ -103,7 +103,7 @@ void PartitionReader::nameFromCatalog(Dict& partition) {
   if (leafSector == 0) return;
   std::vector<std::byte> leaf(2 * static_cast<std::size_t>(sectorSize), std::byte{0});
   if (!media_.readSector(leafSector, 2, leaf)) return;
-  if (const auto name = peek::parseRootFolderName(leaf); name && !name->empty()) partition.set("Volume Name", *name);
+  if (const auto name = peek::parseRootFolderName(leaf); name && !name->empty()) partition.volumeName = *name;
 }
 
 namespace {

@@ -44,11 +44,10 @@ VolumeAvailability checkVolumeAvailability(const std::vector<Dict>& volumeDictAr
   return found;
 }
 
-void replaceDrivePathInDicts(std::vector<Dict>& dicts, const std::string& oldPath, const std::string& newPath) {
+void replaceDrivePathInRows(std::vector<PartitionRow>& rows, const std::string& oldPath, const std::string& newPath) {
   if (oldPath.empty()) return;
-  for (Dict& dict : dicts) {
-    const std::string path = dict.string("Path");
-    if (path.compare(0, oldPath.size(), oldPath) == 0) dict.set("Path", newPath + path.substr(oldPath.size()));
+  for (PartitionRow& row : rows) {
+    if (row.path.compare(0, oldPath.size(), oldPath) == 0) row.path = newPath + row.path.substr(oldPath.size());
   }
 }
 

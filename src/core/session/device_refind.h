@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/dict.h"
+#include "media/rows.h"
 
 namespace nua {
 
@@ -35,8 +36,8 @@ struct VolumeAvailability {
                                                          std::uint64_t sizeInSect, const std::string& volumeName,
                                                          std::int32_t bytesPerSector, const std::string& path);
 
-// After a drive moved from oldPath to newPath: each "Path" that begins with oldPath (the drive's
+// After a drive moved from oldPath to newPath: each row path that begins with oldPath (the drive's
 // device or one of its partitions) begins with newPath instead.
-void replaceDrivePathInDicts(std::vector<Dict>& dicts, const std::string& oldPath, const std::string& newPath);
+void replaceDrivePathInRows(std::vector<PartitionRow>& rows, const std::string& oldPath, const std::string& newPath);
 
 }  // namespace nua
