@@ -199,10 +199,11 @@ QWidget* makePTScanListScreen(Controller& controller, WizardWidgets& widgets) {
       return lines;
     });
     // The rating image of each row, for whoever draws or checks it.
-    for (int i = 0; i < list->count(); ++i)
-      list->item(i)->setData(Qt::UserRole + 1,
-                             QString::fromStdString(validityRatingImage(static_cast<double>(
-                                 controller.partitionScanListDictArray[static_cast<std::size_t>(i)].volumeValidity.value_or(0)))));
+    for (int i = 0; i < list->count(); ++i) {
+      const PartitionRow& row = controller.partitionScanListDictArray[static_cast<std::size_t>(i)];
+      list->item(i)->setData(Qt::UserRole + 1, QString::fromStdString(validityRatingImage(
+                                                   static_cast<double>(row.volumeValidity.value_or(0)))));
+    }
   });
   registerDeselect(widgets, WizardTable::kPTScanList, list);
   reportRow(list, page, [&controller](int row) { controller.selectPTScanListRow(row); });

@@ -58,7 +58,8 @@ void build(Written& w) {
   w.contents.scanMode = 4;
   w.contents.rawSearchMode = 5;
   w.contents.isPTListOrPTScanListChosen = 1;
-  w.contents.partitionListDictArray = {PartitionRow::fromDict(Dict{{"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Name", "A"}})};
+  w.contents.partitionListDictArray = {
+      PartitionRow::fromDict(Dict{{"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Name", "A"}})};
   w.contents.partitionScanListDictArray = {
       PartitionRow::fromDict(Dict{{"Path", "/dev/sdz"}, {"Volume Scan Type", 1}, {"WhetherAlternateSector", 7}})};
   w.contents.hasFirst5Sectors = true;

@@ -7,7 +7,8 @@
 
 namespace nua {
 
-bool fillPTList(std::vector<MbrChainEntry>& list, std::uint32_t sector, std::uint32_t firstExtOffset, std::uint32_t sectorSize,
+bool fillPTList(std::vector<MbrChainEntry>& list, std::uint32_t sector, std::uint32_t firstExtOffset,
+                std::uint32_t sectorSize,
                 const SectorReader& read, std::string& reason) {
   if (sectorSize < kMasterBootRecordSize) {
     reason = "sector size " + std::to_string(sectorSize) + " is below one record";

@@ -173,7 +173,8 @@ void PartitionReader::readAndInterpretGPT() {
     const bool hfsPlus = entry->typeHigh == kGptHfsPlusTypeHigh && entry->typeLow == kGptHfsPlusTypeLow;
     if (!hfsPlus && !allTypes_) continue;
     const std::uint64_t size = entry->lastLba >= entry->firstLba ? entry->lastLba + 1 - entry->firstLba : 0;
-    PartitionRow row = partitionRow(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name));
+    PartitionRow row =
+        partitionRow(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name));
     if (allTypes_) row.content = gptTypeText(raw);
     media_.volumePMArray.push_back(row);
   }

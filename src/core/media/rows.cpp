@@ -54,7 +54,8 @@ PartitionRow PartitionRow::fromDict(const Dict& dict) {
   row.volumeStart = dict.uint64(kVolumeStartKey);
   row.sizeInSectors = dict.uint64(kVolumeSizeInSectorsKey);
   row.volumeName = dict.string(kVolumeNameKey);
-  row.scanType = dict.int64(kVolumeScanTypeKey) == 1 ? PartitionScanType::kVolumeSearch : PartitionScanType::kPartitionMap;
+  row.scanType =
+      dict.int64(kVolumeScanTypeKey) == 1 ? PartitionScanType::kVolumeSearch : PartitionScanType::kPartitionMap;
   row.path = dict.string(kPathKey);
   row.model = dict.string(kModelKey);
   row.serial = dict.string(kSerialKey);

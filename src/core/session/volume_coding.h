@@ -1,4 +1,4 @@
-// The Volume of a session as a keyed object, the partition dictionaries as keyed values, and the copy
+// The Volume of a session as a keyed object, the partition rows as keyed values, and the copy
 // of a Volume that a session keeps. Keys and kinds are listed in docs/session-file.md.
 #pragma once
 
