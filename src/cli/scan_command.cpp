@@ -51,9 +51,9 @@ bool parseRow(const std::optional<std::string>& text, int& row) {
   return true;
 }
 
-int rowWithPath(const std::vector<Dict>& rows, const std::string& path) {
+int rowWithPath(const std::vector<DriveRow>& rows, const std::string& path) {
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == path) return static_cast<int>(i);
+    if (rows[i].path == path) return static_cast<int>(i);
   return -1;
 }
 
@@ -64,12 +64,12 @@ int rowWithStart(const std::vector<PartitionRow>& rows, std::uint64_t start) {
 }
 
 // Volume row `row` of TARGET, as a row of the controller's drive list.
-int volumeListRow(const std::vector<Dict>& rows, const std::string& target, int row, std::string& error) {
+int volumeListRow(const std::vector<DriveRow>& rows, const std::string& target, int row, std::string& error) {
   const Dict chosen = scanTargetDict(target, -1, row, error);
   if (chosen.empty()) return -1;
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == target && rows[i].has("WhetherVolume") &&
-        rows[i].uint64("Volume Start") == chosen.uint64("Volume Start"))
+    if (rows[i].path == target && rows[i].isVolume &&
+        rows[i].otherProperties.uint64(kVolumeStartKey) == chosen.uint64(kVolumeStartKey))
       return static_cast<int>(i);
   error = "volume " + std::to_string(row) + " of " + target + " is not offered for this mode";
   return -1;
@@ -218,8 +218,8 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
     // A disk without a map doesn't tell its sector size; the user does.
     sources.initialDriveList = [list = sources.initialDriveList, target, sectorSize] {
       DriveListing found = list();
-      for (Dict& drive : found.driveDictArray)
-        if (drive.string("Path") == target) drive.set("Preferred Block Size", std::stoi(sectorSize));
+      for (DriveRow& drive : found.driveDictArray)
+        if (drive.path == target) drive.sectorSizeBytes = static_cast<std::uint64_t>(std::stoi(sectorSize));
       return found;
     };
   }
@@ -238,7 +238,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
       return 1;
     }
     DMedia drive;
-    drive.initWithDictionary(listing.driveDictArray[static_cast<std::size_t>(driveRow)], {});
+    drive.initWithDictionary(listing.driveDictArray[static_cast<std::size_t>(driveRow)].toDict(), {});
     partitionRow = rowWithStart(sources.partitionsOfDrive(drive), chosen.uint64("Volume Start"));
     if (partitionRow < 0) {
       // Partition lists hold HFS+ partitions only; a FAT volume's tree comes from the files mode.

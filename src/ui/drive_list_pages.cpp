@@ -28,11 +28,11 @@ QIcon rowIcon(const PartitionRow& row) { return rowIcon(row.iconResource.value_o
 
 }  // namespace
 
-QIcon driveRowIcon(const Dict& row) { return rowIcon(row.string("IOBundleResourceFile"), row.has("WhetherVolume")); }
+QIcon driveRowIcon(const DriveRow& row) { return rowIcon(row.iconResource.value_or(std::string()), row.isVolume); }
 
 namespace {
 
-QIcon rowIcon(const Dict& row) { return driveRowIcon(row); }
+QIcon rowIcon(const DriveRow& row) { return driveRowIcon(row); }
 
 QStringList toQt(const auto& lines) {
   QStringList list;
@@ -121,7 +121,8 @@ QWidget* makeDrivesListScreen(Controller& controller, WizardWidgets& widgets, Dr
   list->setObjectName("drivesList");
   layout->addWidget(list, 1);
   widgets.reload.insert(WizardTable::kDrivesList, [&controller, list] {
-    fill<Dict>(list, controller.drivesListRows(), [](const Dict& row) { return toQt(logicalDriveCellLines(row)); });
+    fill<DriveRow>(list, controller.drivesListRows(),
+                   [](const DriveRow& row) { return toQt(logicalDriveCellLines(row)); });
   });
   registerDeselect(widgets, WizardTable::kDrivesList, list);
   reportRow(list, page, [&controller](int row) { controller.selectDrivesListRow(row); });
@@ -141,7 +142,7 @@ QWidget* makeDrivesListScreen(Controller& controller, WizardWidgets& widgets, Dr
     if (actions.addDiskImage) actions.addDiskImage();
   });
   QObject::connect(next, &QPushButton::clicked, page, [&controller, list, actions] {
-    const std::vector<Dict> rows = controller.drivesListRows();
+    const std::vector<DriveRow> rows = controller.drivesListRows();
     const int row = list->currentRow();
     if (row >= 0 && row < static_cast<int>(rows.size()) && actions.mayOpen &&
         !actions.mayOpen(rows[static_cast<std::size_t>(row)]))

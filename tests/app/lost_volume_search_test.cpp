@@ -36,8 +36,8 @@ class LostVolumeSearchTest : public testing::Test {
     ASSERT_TRUE(scenario->make(image.string(), {}, manifest, error)) << error;
     sources.initialDriveList = [this] {
       DriveListing listing;
-      listing.driveDictArray.push_back(
-          Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}});
+      listing.driveDictArray.push_back(DriveRow::fromDict(
+          Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
     sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };  // the map is gone

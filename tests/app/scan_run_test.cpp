@@ -53,7 +53,8 @@ class ScanRunTest : public ::testing::Test {
     ASSERT_FALSE(path.empty());
     sources.initialDriveList = [this, bytes] {
       DriveListing listing;
-      listing.driveDictArray.push_back(Dict{{"Path", path}, {"Size", bytes}, {"Preferred Block Size", 512}});
+      listing.driveDictArray.push_back(
+          DriveRow::fromDict(Dict{{"Path", path}, {"Size", bytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
     sources.partitionsOfDrive = [this, bytes](DMedia&) {

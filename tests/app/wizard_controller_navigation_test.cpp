@@ -71,11 +71,13 @@ class NavigationTest : public ::testing::Test {
     sources.initialDriveList = [this] {
       ++listsBuilt;
       DriveListing listing;
-      listing.driveDictArray = {Dict{{"WhetherDiskDict", true}, {"Path", "/dev/sdz"}, {"Preferred Block Size", 512},
-                                     {"Size", std::uint64_t{2000000000}}}};
-      listing.volumeDictArray = {Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
-                                      {"Size", std::uint64_t{1536000}}, {"Volume Name", "Photos"},
-                                      {"Content", "Apple_HFS"}, {"journaled", "No"}, {"supportFileSystemRecovery", 1}}};
+      listing.driveDictArray = {DriveRow::fromDict(Dict{{"WhetherDiskDict", true}, {"Path", "/dev/sdz"},
+                                                        {"Preferred Block Size", 512},
+                                                        {"Size", std::uint64_t{2000000000}}})};
+      listing.volumeDictArray = {DriveRow::fromDict(
+          Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
+               {"Size", std::uint64_t{1536000}}, {"Volume Name", "Photos"},
+               {"Content", "Apple_HFS"}, {"journaled", "No"}, {"supportFileSystemRecovery", 1}})};
       listing.volumeDictArrayHFSOnly = listing.volumeDictArray;
       return listing;
     };

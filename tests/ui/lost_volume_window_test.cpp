@@ -82,7 +82,7 @@ class LostVolumeWindowTest : public QObject {
     QVERIFY(clickButton(window, "Recover Partitions"));
     QVERIFY(clickButton(window, "Partition Recovery"));
     QVERIFY(clickRow(window, "drivesList", c.drivesListRows(),
-                     [&](const Dict& row) { return row.string("Path") == image; }));
+                     [&](const DriveRow& row) { return row.path == image; }));
     QVERIFY(clickButton(window, "Next"));
     QCOMPARE(window.currentTab(), QString("PT list"));
     QVERIFY(c.partitionListDictArray.empty());  // the map is gone

@@ -22,7 +22,8 @@ DriveListing discoverDrives(const DiscoveryOptions& options) {
   for (const std::string& image : options.images)
     for (Dict& entry : imageMediaEntries(image)) finder.extraMedia.push_back(std::move(entry));
   finder.buildLists();
-  return {finder.driveDictArray, finder.volumeDictArray, finder.volumeDictArrayHFSOnly};
+  return {toDriveRows(finder.driveDictArray), toDriveRows(finder.volumeDictArray),
+          toDriveRows(finder.volumeDictArrayHFSOnly)};
 }
 
 std::vector<PartitionRow> partitionsOfDrive(DMedia& drive) {
@@ -73,7 +74,7 @@ Dict scanTargetDict(const std::string& target, int partitionRow, int volumeRow, 
     }
     // As the wizard completes a partition row of its list.
     PartitionRow row = partitions[static_cast<std::size_t>(partitionRow)];
-    row.takeDriveGeometry(drive);
+    row.takeDriveGeometry(DriveRow::fromDict(drive));
     return row.toDict();
   }
   return drive;

@@ -15,9 +15,9 @@ namespace nua {
 class DMedia;
 
 struct DriveListing {
-  std::vector<Dict> driveDictArray;
-  std::vector<Dict> volumeDictArray;
-  std::vector<Dict> volumeDictArrayHFSOnly;
+  std::vector<DriveRow> driveDictArray;
+  std::vector<DriveRow> volumeDictArray;
+  std::vector<DriveRow> volumeDictArrayHFSOnly;
 };
 
 struct MediaSources {

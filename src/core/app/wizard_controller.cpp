@@ -131,18 +131,16 @@ void WizardController::refreshDrivesList() {
   runSheetForDrivesLoading();
 }
 
-std::vector<Dict> WizardController::drivesListRows() const {
+std::vector<DriveRow> WizardController::drivesListRows() const {
   if (zeroTableViewDrivesList_) return {};
   switch (scanMode) {
     case 4: return drives.driveDictArray;
     case 5: return drives.volumeDictArrayHFSOnly;
     case 3: {
-      std::vector<Dict> rows;
-      for (const Dict& drive : drives.driveDictArray) {
+      std::vector<DriveRow> rows;
+      for (const DriveRow& drive : drives.driveDictArray) {
         rows.push_back(drive);
-        if (const DictValue* children = drive.find("Children Volume Array"); children && children->array())
-          for (const DictValue& child : *children->array())
-            if (child.dict()) rows.push_back(*child.dict());
+        rows.insert(rows.end(), drive.childVolumes.begin(), drive.childVolumes.end());
       }
       return rows;
     }
@@ -158,11 +156,11 @@ void WizardController::selectDrivesListRow(int row) {
 
 void WizardController::nextButtonInDrivesListTabClicked() {
   isPTListOrPTScanListChosen = -1;
-  const std::vector<Dict> rows = drivesListRows();
+  const std::vector<DriveRow> rows = drivesListRows();
   if (autoStartAfterRawCrash && selectedVolume) {
     drivesListSelection_ = -1;
     for (std::size_t i = 0; i < rows.size(); ++i)
-      if (rows[i].string("Path") == selectedVolume->path) {
+      if (rows[i].path == selectedVolume->path) {
         drivesListSelection_ = static_cast<int>(i);
         break;
       }
@@ -170,8 +168,8 @@ void WizardController::nextButtonInDrivesListTabClicked() {
   if (drivesListSelection_ < 0 || drivesListSelection_ >= static_cast<int>(rows.size())) {
     if (!autoStartAfterRawCrash) return;
   } else {
-    selectedDrvOrVolDict = rows[static_cast<std::size_t>(drivesListSelection_)];
-    if (selectedDrvOrVolDict.has("WhetherVolume") && selectedDrvOrVolDict.string("Content") == "-") {
+    selectedDriveRow = rows[static_cast<std::size_t>(drivesListSelection_)];
+    if (selectedDriveRow.isVolume && selectedDriveRow.content == "-") {
       showAlert("Information", "Can not process this volume as it has some corruption");
       return;
     }
@@ -189,11 +187,11 @@ void WizardController::setSkipEnabled(bool enabled) {
 void WizardController::prepareForScan() {
   setSkipEnabled(true);
   MediaContext context{&ui_, &deviceLists_};
-  const bool supported = selectedDrvOrVolDict.int64("supportFileSystemRecovery") != 0;
+  const bool supported = selectedDriveRow.supportsFileSystemRecovery();
   switch (scanMode) {
     case 0:
     case 1:
-      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), context);
       if (!supported) {
         setSkipEnabled(false);
         prepareForSignatureSearch();
@@ -207,7 +205,7 @@ void WizardController::prepareForScan() {
       break;
     case 2:
     case 3:
-      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), context);
       if (selectedVolume) selectedVolume->setFilterTreeForMedia(true);
       if (!supported || scanMode == 3) setSkipEnabled(false);
       prepareForSignatureSearch();
@@ -215,11 +213,11 @@ void WizardController::prepareForScan() {
     case 4:
       if (!autoStartAfterRawCrash) {
         auto drive = std::make_shared<DMedia>();
-        drive->initWithDictionary(selectedDrvOrVolDict, context);
+        drive->initWithDictionary(selectedDriveRow.toDict(), context);
         selectedDrive = drive;
         partitionListDictArray =
             sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<PartitionRow>{};
-        for (PartitionRow& partition : partitionListDictArray) partition.takeDriveGeometry(selectedDrvOrVolDict);
+        for (PartitionRow& partition : partitionListDictArray) partition.takeDriveGeometry(selectedDriveRow);
         view_.reloadTable(WizardTable::kPTList);
       }
       view_.showTab("PT list");
@@ -233,7 +231,7 @@ void WizardController::prepareForScan() {
       }
       break;
     case 5:
-      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), context);
       treeScanModeAdvScanClicked();  // always advanced; "Tree scan mode" is never shown
       break;
     default: break;

@@ -93,7 +93,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   void runSheetForDrivesLoading();
   void refreshDrivesList();
   // Rows of the drive table for the current scanMode (mode 3: each disk followed by its volumes).
-  [[nodiscard]] std::vector<Dict> drivesListRows() const;
+  [[nodiscard]] std::vector<DriveRow> drivesListRows() const;
   void selectDrivesListRow(int row);  // -1 clears the selection
   void nextButtonInDrivesListTabClicked();
   void prepareForScan();
@@ -205,7 +205,7 @@ class WizardController : public ScanController, public VolumeScanObserver {
   std::int32_t rawSearchMode = 0;
   std::int32_t isPTListOrPTScanListChosen = -1;
   std::int32_t displayDrvOrVolOrBoth = -1;
-  Dict selectedDrvOrVolDict;
+  DriveRow selectedDriveRow;
   std::shared_ptr<DMedia> selectedDrive;
   std::shared_ptr<Volume> selectedVolume;
   std::vector<PartitionRow> partitionListDictArray;

@@ -23,7 +23,7 @@ std::string startTimeText(std::chrono::system_clock::time_point when) {
 void WizardController::startVolumeScan() {
   // A fresh object: the search owns its fields until it reports "Scan Complete".
   auto drive = std::make_shared<DMedia>();
-  drive->initWithDictionary(selectedDrvOrVolDict, MediaContext{&ui_, &deviceLists_});
+  drive->initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   selectedDrive = drive;
   scanStartDate = std::chrono::system_clock::now();
   view_.setText(WizardField::kScanStartDate, startTimeText(scanStartDate));
@@ -77,7 +77,7 @@ bool WizardController::handOverVolumeScanUpdate() {
 }
 
 void WizardController::completePTScanListEntries(std::vector<PartitionRow>& foundVolumes) const {
-  for (PartitionRow& volume : foundVolumes) volume.takeDriveGeometry(selectedDrvOrVolDict);
+  for (PartitionRow& volume : foundVolumes) volume.takeDriveGeometry(selectedDriveRow);
 }
 
 }  // namespace nua

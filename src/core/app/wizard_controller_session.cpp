@@ -36,15 +36,15 @@ bool isImageFile(const std::string& path) {
 // images join the lists only when named, and a session names its own.
 void addSessionImage(DriveListing& listing, const std::string& path) {
   if (!isImageFile(path)) return;
-  for (const Dict& drive : listing.driveDictArray)
-    if (drive.string("Path") == path) return;
+  for (const DriveRow& drive : listing.driveDictArray)
+    if (drive.path == path) return;
   LinuxPathRules rules;
   DeviceVolumeProbe probe("");
   DriveFinder finder(rules, probe);
   finder.extraMedia = imageMediaEntries(path);
   finder.buildLists();
-  listing.driveDictArray.insert(listing.driveDictArray.end(), finder.driveDictArray.begin(), finder.driveDictArray.end());
-  listing.volumeDictArray.insert(listing.volumeDictArray.end(), finder.volumeDictArray.begin(), finder.volumeDictArray.end());
+  for (const Dict& drive : finder.driveDictArray) listing.driveDictArray.push_back(DriveRow::fromDict(drive));
+  for (const Dict& volume : finder.volumeDictArray) listing.volumeDictArray.push_back(DriveRow::fromDict(volume));
 }
 
 }  // namespace
@@ -116,7 +116,8 @@ void WizardController::saveScanInfo(const std::string& path) {
   std::string parentDrivePath;
   mainThread_.postAndWait([&] {
     if (selectedVolume)
-      parentDrivePath = selectedDrvOrVolDict.string("Parent Drive Path", selectedVolume->parentDrivePath);
+      parentDrivePath = selectedDriveRow.parentDrivePath.empty() ? selectedVolume->parentDrivePath
+                                                                 : selectedDriveRow.parentDrivePath;
     contents.volume = selectedVolume;
     contents.scanMode = scanMode;
     contents.rawSearchMode = rawSearchMode;
@@ -281,8 +282,8 @@ void WizardController::refindScanInfoSource(Volume& volume, bool withFirstSector
     volumeNotConnected = found.foundVolumeDictArrayIndex < 0;
     if (!volumeNotConnected && withFirstSectors && isImageFile(volume.parentDrivePath)) {
       // An image is found by its path; its first sectors tell whether it still holds the same disk.
-      const Dict& entry = listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)];
-      const std::string parent = entry.string("Parent Drive Path", entry.string("Path"));
+      const DriveRow& entry = listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)];
+      const std::string parent = entry.parentDrivePath.empty() ? entry.path : entry.parentDrivePath;
       volumeNotConnected = readFirst5Sectors(parent, volume.u32BytesInSector) != first5Sectors;
     }
     foundDrivePathIsDifferent = !volumeNotConnected && found.foundDrivePathIsDifferent;
@@ -294,7 +295,7 @@ void WizardController::refindScanInfoSource(Volume& volume, bool withFirstSector
                      {"OK"}});
     } else if (foundDrivePathIsDifferent) {
       const std::string moved =
-          listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)].string("Path");
+          listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)].path;
       mainThread_.postAndWait([&] { volume.path = moved; });
     }
   } else if (withFirstSectors) {
@@ -308,7 +309,7 @@ void WizardController::refindScanInfoSource(Volume& volume, bool withFirstSector
                      "Recovery.",
                      {"OK"}});
     } else if (foundDrivePathIsDifferent) {
-      const std::string moved = listing.driveDictArray[static_cast<std::size_t>(foundDriveDictArrayIndex)].string("Path");
+      const std::string moved = listing.driveDictArray[static_cast<std::size_t>(foundDriveDictArrayIndex)].path;
       mainThread_.postAndWait([&] {
         replaceDrivePathInRows(partitionListDictArray, volume.path, moved);
         replaceDrivePathInRows(partitionScanListDictArray, volume.path, moved);

@@ -15,12 +15,11 @@ std::optional<std::string> optionalText(const Dict& dict, const char* key) {
 
 }  // namespace
 
-void PartitionRow::takeDriveGeometry(const Dict& drive) {
-  const std::uint64_t driveSectorBytes = drive.uint64(kPreferredBlockSizeKey);
-  if (drive.has(kPreferredBlockSizeKey)) sectorSizeBytes = driveSectorBytes;
-  sizeBytes = sizeInSectors * driveSectorBytes;
-  if (drive.has(kIconResourceKey)) iconResource = drive.string(kIconResourceKey);
-  if (drive.has(kBundlePathKey)) iconBundlePath = drive.string(kBundlePathKey);
+void PartitionRow::takeDriveGeometry(const DriveRow& drive) {
+  if (drive.sectorSizeBytes) sectorSizeBytes = drive.sectorSizeBytes;
+  sizeBytes = sizeInSectors * drive.sectorSizeBytes.value_or(0);
+  if (drive.iconResource) iconResource = drive.iconResource;
+  if (drive.iconBundlePath) iconBundlePath = drive.iconBundlePath;
 }
 
 Dict PartitionRow::toDict() const {

@@ -18,12 +18,12 @@ namespace nua {
 
 // `checkDriveAvailability`: the index of the first drive whose first 5 sectors (of bytesPerSector
 // bytes) equal first5Sectors, or -1 (driveNotConnected).
-[[nodiscard]] int checkDriveAvailability(const std::vector<Dict>& driveDictArray,
+[[nodiscard]] int checkDriveAvailability(const std::vector<DriveRow>& driveDictArray,
                                          const std::vector<std::byte>& first5Sectors, std::int32_t bytesPerSector);
 
 // `checkDrivePath`: whether the drive found at index has another "Path" than path. No drive found
 // (index outside the list) is no difference.
-[[nodiscard]] bool checkDrivePath(const std::string& path, const std::vector<Dict>& driveDictArray, int index);
+[[nodiscard]] bool checkDrivePath(const std::string& path, const std::vector<DriveRow>& driveDictArray, int index);
 
 struct VolumeAvailability {
   int foundVolumeDictArrayIndex = -1;  // -1: volumeNotConnected
@@ -32,7 +32,7 @@ struct VolumeAvailability {
 
 // `checkVolumeAvailability`: the first volume whose "Size" / bytesPerSector equals sizeInSect and
 // whose "Volume Name" equals volumeName; the path plays no part in the match.
-[[nodiscard]] VolumeAvailability checkVolumeAvailability(const std::vector<Dict>& volumeDictArray,
+[[nodiscard]] VolumeAvailability checkVolumeAvailability(const std::vector<DriveRow>& volumeDictArray,
                                                          std::uint64_t sizeInSect, const std::string& volumeName,
                                                          std::int32_t bytesPerSector, const std::string& path);
 
