@@ -1,5 +1,5 @@
-// Partition rows as the command line prints them and a session stores them: which keys appear, the
-// kinds of their values, and the drive's geometry the wizard adds to a listed row.
+// Partition and drive rows as the command line prints them and a session stores them: which keys
+// appear, the kinds of their values, and the drive's geometry the wizard adds to a listed partition row.
 #include "media/rows.h"
 
 #include <gtest/gtest.h>
@@ -85,12 +85,6 @@ TEST(PartitionRow, StoredDictionaryWithMissingKeysGivesEmptyFields) {
   EXPECT_FALSE(row.volumeValidity.has_value());
   EXPECT_FALSE(row.alternateHeaderSector.has_value());
 }
-
-}  // namespace
-}  // namespace nua
-
-namespace nua {
-namespace {
 
 // A drive as discovery lists it: the fields the wizard reads, properties it only prints, and a volume.
 Dict discoveredDrive() {
