@@ -11,7 +11,7 @@
 namespace nua::cli {
 namespace {
 
-void printRows(const char* heading, const std::vector<Dict>& rows) {
+void printRows(const char* heading, const std::vector<DriveRow>& rows) {
   std::cout << heading << " (" << rows.size() << ")\n";
   for (std::size_t i = 0; i < rows.size(); ++i) {
     const auto lines = logicalDriveCellLines(rows[i]);
@@ -42,9 +42,9 @@ int drivesCommand(const std::vector<std::string>& args) {
   }
   const DriveListing listing = discoverDrives(options);
   if (json) {
-    DictArray drives(listing.driveDictArray.begin(), listing.driveDictArray.end());
-    DictArray volumes(listing.volumeDictArray.begin(), listing.volumeDictArray.end());
-    std::cout << toJson(Dict{{"driveDictArray", drives}, {"volumeDictArray", volumes}}) << "\n";
+    std::cout << toJson(Dict{{"driveDictArray", toDictArray(listing.driveDictArray)},
+                             {"volumeDictArray", toDictArray(listing.volumeDictArray)}})
+              << "\n";
     return 0;
   }
   printRows("Drives", listing.driveDictArray);

@@ -78,32 +78,31 @@ int findVolumesCommand(const std::vector<std::string>& args) {
   DMedia media;
   media.initWithDictionary(disk, {});
   FindPrinter printer(options.flag("--json"));
-  std::vector<Dict> partitionScanListDictArray;
+  std::vector<PartitionRow> foundVolumes;
   std::vector<Dict> volumeScanFoundArray;
   abortFlag = &media.abortVolumeScan;
   std::signal(SIGINT, onInterrupt);
-  LostVolumeScan(media, printer).initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+  LostVolumeScan(media, printer).initializeForVolumeThoroughScan(foundVolumes, volumeScanFoundArray);
   std::signal(SIGINT, SIG_DFL);
   abortFlag = nullptr;
 
   if (options.flag("--json")) {
-    std::cout << toJson(Dict{{"PT scan list", DictArray(partitionScanListDictArray.begin(),
-                                                         partitionScanListDictArray.end())}})
-              << "\n";
+    std::cout << toJson(Dict{{"PT scan list", toDictArray(foundVolumes)}}) << "\n";
     return 0;
   }
-  std::cout << "PT scan list of " << disk.string("Path") << " (" << partitionScanListDictArray.size() << ")\n";
+  std::cout << "PT scan list of " << disk.string("Path") << " (" << foundVolumes.size() << ")\n";
   const std::uint64_t sectorBytes = static_cast<std::uint64_t>(media.u32BytesInSector);
-  for (std::size_t i = 0; i < partitionScanListDictArray.size(); ++i) {
-    const Dict& volume = partitionScanListDictArray[i];
-    const std::uint64_t sectors = volume.uint64("Volume Size In Sectors");
-    const auto validity = static_cast<double>(volume.int64("Volume Validity"));
-    std::cout << "[" << i << "] " << volume.string("Volume Name") << "\n"
-              << "    Start Sector: " << volume.uint64("Volume Start") << "\n"
+  for (std::size_t i = 0; i < foundVolumes.size(); ++i) {
+    const PartitionRow& volume = foundVolumes[i];
+    const std::uint64_t sectors = volume.sizeInSectors;
+    const std::uint64_t percent = volume.volumeValidity.value_or(0);
+    const auto validity = static_cast<double>(percent);
+    std::cout << "[" << i << "] " << volume.volumeName << "\n"
+              << "    Start Sector: " << volume.volumeStart << "\n"
               << "    " << sizeLine(sectors * sectorBytes) << " (" << sectors << " sectors)\n"
-              << "    Volume Validity: " << volume.int64("Volume Validity") << "% ("
+              << "    Volume Validity: " << percent << "% ("
               << validityHalfStars(validity) << " half stars, \"" << validityRatingImage(validity) << "\")\n";
-    if (const std::uint64_t alternate = volume.uint64("WhetherAlternateSector"); alternate != 0)
+    if (const std::uint64_t alternate = volume.alternateHeaderSector.value_or(0); alternate != 0)
       std::cout << "    Found by its alternate header at sector " << alternate << "\n";
   }
   return 0;

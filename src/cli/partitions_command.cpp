@@ -25,11 +25,11 @@ int partitionsCommand(const std::vector<std::string>& args) {
     return 1;
   }
   const PartitionList list = readPartitionList(disk);
-  const std::vector<Dict>& rows = list.rows;
+  const std::vector<PartitionRow>& rows = list.rows;
   // Which GPT header the list comes from, so a damaged primary is never passed over in silence.
   const std::string& gptHeader = list.gptHeaderUsed;
   if (options.flag("--json")) {
-    Dict out{{"PT list", DictArray(rows.begin(), rows.end())}};
+    Dict out{{"PT list", toDictArray(rows)}};
     if (!gptHeader.empty()) out.set("GPT Header", gptHeader);
     std::cout << toJson(out) << "\n";
     return 0;
@@ -37,11 +37,11 @@ int partitionsCommand(const std::vector<std::string>& args) {
   std::cout << "PT list of " << disk.string("Path") << " (" << rows.size() << ")\n";
   if (!gptHeader.empty()) std::cout << "GPT header: " << gptHeader << "\n";
   for (std::size_t i = 0; i < rows.size(); ++i) {
-    const std::uint64_t bytes = rows[i].uint64("Volume Size In Sectors") * disk.uint64("Preferred Block Size");
-    std::cout << "[" << i << "] " << rows[i].string("Volume Name") << "\n"
-              << "    Start Sector: " << rows[i].uint64("Volume Start") << "\n"
-              << "    " << sizeLine(bytes) << " (" << rows[i].uint64("Volume Size In Sectors") << " sectors)\n"
-              << "    Content: " << rows[i].string("Content") << "\n";
+    const std::uint64_t bytes = rows[i].sizeInSectors * disk.uint64("Preferred Block Size");
+    std::cout << "[" << i << "] " << rows[i].volumeName << "\n"
+              << "    Start Sector: " << rows[i].volumeStart << "\n"
+              << "    " << sizeLine(bytes) << " (" << rows[i].sizeInSectors << " sectors)\n"
+              << "    Content: " << rows[i].content << "\n";
   }
   return 0;
 }

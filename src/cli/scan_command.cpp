@@ -167,8 +167,8 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
     // A disk without a map doesn't tell its sector size; the user does.
     sources.initialDriveList = [list = sources.initialDriveList, target, sectorSize] {
       DriveListing found = list();
-      for (Dict& drive : found.driveDictArray)
-        if (drive.string("Path") == target) drive.set("Preferred Block Size", std::stoi(sectorSize));
+      for (DriveRow& drive : found.driveDictArray)
+        if (drive.path == target) drive.sectorSizeBytes = static_cast<std::uint64_t>(std::stoi(sectorSize));
       return found;
     };
   }

@@ -12,16 +12,27 @@ namespace nua::ui {
 
 using Controller = WizardController;
 
-QIcon driveRowIcon(const Dict& row) {
-  const QString name = QString::fromStdString(row.string("IOBundleResourceFile"));
+namespace {
+
+// The icon of a row by its drive's icon resource; a volume of the system prefers the partition icon.
+QIcon rowIcon(const std::string& iconResource, bool systemVolume) {
+  const QString name = QString::fromStdString(iconResource);
   QStyle::StandardPixmap fallback = QStyle::SP_DriveHDIcon;
   if (name == "media-optical") fallback = QStyle::SP_DriveCDIcon;
   else if (name.contains("removable") || name.contains("flash")) fallback = QStyle::SP_DriveFDIcon;
-  if (row.has("WhetherVolume") && QIcon::hasThemeIcon("drive-partition")) return QIcon::fromTheme("drive-partition");
+  if (systemVolume && QIcon::hasThemeIcon("drive-partition")) return QIcon::fromTheme("drive-partition");
   return themeIcon(name.endsWith(".icns") ? QString() : name, fallback);
 }
 
+QIcon rowIcon(const PartitionRow& row) { return rowIcon(row.iconResource.value_or(std::string()), false); }
+
+}  // namespace
+
+QIcon driveRowIcon(const DriveRow& row) { return rowIcon(row.iconResource.value_or(std::string()), row.isVolume); }
+
 namespace {
+
+QIcon rowIcon(const DriveRow& row) { return driveRowIcon(row); }
 
 QStringList toQt(const auto& lines) {
   QStringList list;
@@ -38,12 +49,13 @@ QListWidget* makeList() {
   return list;
 }
 
-void fill(QListWidget* list, const std::vector<Dict>& rows, const std::function<QStringList(const Dict&)>& lines) {
+template <class Row>
+void fill(QListWidget* list, const std::vector<Row>& rows, const std::function<QStringList(const Row&)>& lines) {
   const QSignalBlocker quiet(list);
   list->clear();
-  for (const Dict& row : rows) {
+  for (const Row& row : rows) {
     auto* item = new QListWidgetItem(list);
-    item->setData(Qt::DecorationRole, driveRowIcon(row));
+    item->setData(Qt::DecorationRole, rowIcon(row));
     item->setData(Qt::UserRole, lines(row));
   }
 }
@@ -74,24 +86,26 @@ void registerDeselect(WizardWidgets& widgets, WizardTable table, QListWidget* li
 }
 
 // "Start Sector: %@ (%@ in disk)": the start and its offset as a size without the "Size: " prefix.
-QString startSectorLine(const Dict& row) {
-  std::string offset = sizeLine(row.uint64("Volume Start") * row.uint64("Preferred Block Size"));
+QString startSectorLine(const PartitionRow& row) {
+  std::string offset = sizeLine(row.volumeStart * row.sectorSizeBytes.value_or(0));
   offset.erase(0, std::string("Size: ").size());
-  return QString("Start Sector: %1 (%2 in disk)").arg(row.uint64("Volume Start")).arg(QString::fromStdString(offset));
+  return QString("Start Sector: %1 (%2 in disk)").arg(row.volumeStart).arg(QString::fromStdString(offset));
 }
 
 // The validity as half stars: full stars, a half one where the rating ends on a half, empty ones after.
-QString validityRatingLine(const Dict& row) {
-  const int halves = validityHalfStars(static_cast<double>(row.int64("Volume Validity")));
+QString validityRatingLine(const PartitionRow& row) {
+  const std::uint64_t percent = row.volumeValidity.value_or(0);
+  const int halves = validityHalfStars(static_cast<double>(percent));
   QString stars = QString(halves / 2, QChar(0x2605));
   if (halves % 2 != 0) stars += QChar(0x00BD);
   stars += QString(5 - (halves + 1) / 2, QChar(0x2606));
-  return QString("Validity: %1 (%2%)").arg(stars).arg(row.int64("Volume Validity"));
+  return QString("Validity: %1 (%2%)").arg(stars).arg(percent);
 }
 
-QStringList partitionLines(const Dict& row) {
-  return {QString::fromStdString(row.string("Volume Name")), "Type: Volume",
-          QString::fromStdString(sizeLine(row.uint64("Size"))), QString::fromStdString(fileSystemLine(row))};
+QStringList partitionLines(const PartitionRow& row) {
+  return {QString::fromStdString(row.volumeName), "Type: Volume",
+          QString::fromStdString(sizeLine(row.sizeBytes.value_or(0))),
+          QString::fromStdString(fileSystemLine(row.content, false))};
 }
 
 }  // namespace
@@ -107,7 +121,8 @@ QWidget* makeDrivesListScreen(Controller& controller, WizardWidgets& widgets, Dr
   list->setObjectName("drivesList");
   layout->addWidget(list, 1);
   widgets.reload.insert(WizardTable::kDrivesList, [&controller, list] {
-    fill(list, controller.drivesListRows(), [](const Dict& row) { return toQt(logicalDriveCellLines(row)); });
+    fill<DriveRow>(list, controller.drivesListRows(),
+                   [](const DriveRow& row) { return toQt(logicalDriveCellLines(row)); });
   });
   registerDeselect(widgets, WizardTable::kDrivesList, list);
   reportRow(list, page, [&controller](int row) { controller.selectDrivesListRow(row); });
@@ -127,7 +142,7 @@ QWidget* makeDrivesListScreen(Controller& controller, WizardWidgets& widgets, Dr
     if (actions.addDiskImage) actions.addDiskImage();
   });
   QObject::connect(next, &QPushButton::clicked, page, [&controller, list, actions] {
-    const std::vector<Dict> rows = controller.drivesListRows();
+    const std::vector<DriveRow> rows = controller.drivesListRows();
     const int row = list->currentRow();
     if (row >= 0 && row < static_cast<int>(rows.size()) && actions.mayOpen &&
         !actions.mayOpen(rows[static_cast<std::size_t>(row)]))
@@ -145,7 +160,7 @@ QWidget* makePTListScreen(Controller& controller, WizardWidgets& widgets) {
   list->setObjectName("ptList");
   layout->addWidget(list, 1);
   widgets.reload.insert(WizardTable::kPTList, [&controller, list] {
-    fill(list, controller.partitionListDictArray, partitionLines);
+    fill<PartitionRow>(list, controller.partitionListDictArray, partitionLines);
   });
   registerDeselect(widgets, WizardTable::kPTList, list);
   reportRow(list, page, [&controller](int row) { controller.selectPTListRow(row); });
@@ -179,16 +194,17 @@ QWidget* makePTScanListScreen(Controller& controller, WizardWidgets& widgets) {
   list->setObjectName("ptScanList");
   layout->addWidget(list, 1);
   widgets.reload.insert(WizardTable::kPTScanList, [&controller, list] {
-    fill(list, controller.partitionScanListDictArray, [](const Dict& row) {
+    fill<PartitionRow>(list, controller.partitionScanListDictArray, [](const PartitionRow& row) {
       QStringList lines = partitionLines(row);
       lines << startSectorLine(row) << validityRatingLine(row);
       return lines;
     });
     // The rating image of each row, for whoever draws or checks it.
-    for (int i = 0; i < list->count(); ++i)
-      list->item(i)->setData(Qt::UserRole + 1,
-                             QString::fromStdString(validityRatingImage(static_cast<double>(
-                                 controller.partitionScanListDictArray[static_cast<std::size_t>(i)].int64("Volume Validity")))));
+    for (int i = 0; i < list->count(); ++i) {
+      const PartitionRow& row = controller.partitionScanListDictArray[static_cast<std::size_t>(i)];
+      list->item(i)->setData(Qt::UserRole + 1, QString::fromStdString(validityRatingImage(
+                                                   static_cast<double>(row.volumeValidity.value_or(0)))));
+    }
   });
   registerDeselect(widgets, WizardTable::kPTScanList, list);
   reportRow(list, page, [&controller](int row) { controller.selectPTScanListRow(row); });

@@ -14,7 +14,7 @@ namespace nua::ui {
 struct DrivesListActions {
   std::function<void()> addDiskImage;
   // Asked before Next goes on with a row; false stops it (the row's device cannot be read).
-  std::function<bool(const Dict& row)> mayOpen;
+  std::function<bool(const DriveRow& row)> mayOpen;
 };
 
 QWidget* makeDrivesListScreen(WizardController& controller, WizardWidgets& widgets,
@@ -23,6 +23,6 @@ QWidget* makePTListScreen(WizardController& controller, WizardWidgets& widgets);
 QWidget* makePTScanListScreen(WizardController& controller, WizardWidgets& widgets);
 
 // The icon of a row: the theme icon its dictionary names ("IOBundleResourceFile"), else a style icon.
-QIcon driveRowIcon(const Dict& row);
+QIcon driveRowIcon(const DriveRow& row);
 
 }  // namespace nua::ui

@@ -76,7 +76,7 @@ MainWindow::MainWindow(const QStringList& images)
   connect(tree_, &TreePage::homeClicked, this, [this] { controller_->gotoHome(); });
   connect(tree_, &TreePage::saveSessionClicked, this, &MainWindow::saveRecoverySession);
   tree = tree_;
-  DrivesListActions drivesActions{[this] { chooseDiskImage(); }, [this](const Dict& row) { return mayOpen(row); }};
+  DrivesListActions drivesActions{[this] { chooseDiskImage(); }, [this](const DriveRow& row) { return mayOpen(row); }};
   QWidget* screens[] = {makeMainScreen(c),
                         makeModeScreen(c, "Recover Files"),
                         makeModeScreen(c, "Recover Photos"),
@@ -312,8 +312,8 @@ void MainWindow::saveRecoverySession() {
   controller_->save(path.toStdString());
 }
 
-bool MainWindow::mayOpen(const Dict& row) {
-  const std::string path = row.string("Path");
+bool MainWindow::mayOpen(const DriveRow& row) {
+  const std::string& path = row.path;
   if (path.empty() || ::access(path.c_str(), R_OK) == 0 || errno != EACCES) return true;
   bridge_->runAlertPanel(
       {"! Permission needed",

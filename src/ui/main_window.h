@@ -71,7 +71,7 @@ class MainWindow : public QMainWindow, public WizardView {
   // Quitting and closing take the tree screen's own saving run into account.
   bool withTreeSavingState(const std::function<bool()>& decision);
   void restartWithAdministratorRights();
-  [[nodiscard]] bool mayOpen(const Dict& row);
+  [[nodiscard]] bool mayOpen(const DriveRow& row);
   void applySizeRules();
   void finishScanBeforeExit();
 

@@ -83,9 +83,9 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
   WizardController& c = window.controller();
   Walk* w = walk.get();
   auto selectImageRow = [w, &c] {
-    const std::vector<Dict> rows = c.drivesListRows();
+    const std::vector<DriveRow> rows = c.drivesListRows();
     for (std::size_t i = 0; i < rows.size(); ++i)
-      if (QString::fromStdString(rows[i].string("Path")) == QFileInfo(w->image).absoluteFilePath()) {
+      if (QString::fromStdString(rows[i].path) == QFileInfo(w->image).absoluteFilePath()) {
         if (auto* list = w->window.page("Drives List")->findChild<QListWidget*>("drivesList"))
           list->setCurrentRow(static_cast<int>(i));
         return;
@@ -105,8 +105,8 @@ void walkScreens(MainWindow& window, const QString& folderPath, const QString& i
       [w] { w->window.showTab("PT scan prog"); w->grabShown(); },
       [w, &c] {
         // The lost-volume search is not offered; its list is shown with the partitions as found volumes.
-        std::vector<Dict> found = c.partitionListDictArray;
-        for (Dict& volume : found) volume.set("Volume Scan Type", 1);
+        std::vector<PartitionRow> found = c.partitionListDictArray;
+        for (PartitionRow& volume : found) volume.scanType = PartitionScanType::kVolumeSearch;
         c.showPTScanList(found);
         w->grabShown();
       },

@@ -36,11 +36,11 @@ class LostVolumeSearchTest : public testing::Test {
     ASSERT_TRUE(scenario->make(image.string(), {}, manifest, error)) << error;
     sources.initialDriveList = [this] {
       DriveListing listing;
-      listing.driveDictArray.push_back(
-          Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}});
+      listing.driveDictArray.push_back(DriveRow::fromDict(
+          Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
-    sources.partitionsOfDrive = [](DMedia&) { return std::vector<Dict>{}; };  // the map is gone
+    sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };  // the map is gone
     controller = std::make_unique<WizardController>(view, ui, launcher, sources);
     controller->volumeScanChanged = [this] {
       if (onChange) onChange();
@@ -92,15 +92,15 @@ TEST_F(LostVolumeSearchTest, FoundVolumesAreListedCompleteAndLeadToTheTreeScan) 
   EXPECT_EQ(controller->volumeScanScreen().volumeScanFoundArray.size(), list.size());
   for (const auto& volume : manifest.volumes) {
     const auto it = std::find_if(list.begin(), list.end(),
-                                 [&](const Dict& d) { return d.uint64("Volume Start") == volume.startSector; });
+                                 [&](const PartitionRow& d) { return d.volumeStart == volume.startSector; });
     ASSERT_NE(it, list.end()) << volume.name;
-    EXPECT_EQ(it->string("Volume Name"), volume.name);
-    EXPECT_EQ(it->uint64("Preferred Block Size"), 512u);
-    EXPECT_EQ(it->uint64("Size"), volume.sectorCount * 512);
+    EXPECT_EQ(it->volumeName, volume.name);
+    EXPECT_EQ(it->sectorSizeBytes, 512u);
+    EXPECT_EQ(it->sizeBytes, volume.sectorCount * 512);
   }
   const auto row = static_cast<int>(std::distance(
-      list.begin(), std::find_if(list.begin(), list.end(), [&](const Dict& d) {
-        return d.uint64("Volume Start") == manifest.volumes[1].startSector;
+      list.begin(), std::find_if(list.begin(), list.end(), [&](const PartitionRow& d) {
+        return d.volumeStart == manifest.volumes[1].startSector;
       })));
   controller->selectPTScanListRow(row);
   EXPECT_TRUE(view.enabledState[WizardControl::kPTScanListNext]);
@@ -131,7 +131,7 @@ TEST_F(LostVolumeSearchTest, StopAfterTheFirstFindListsWhatWasFound) {
   ASSERT_FALSE(rows.empty());
   EXPECT_EQ(rows[0].string("Found Column"), "Volume Found @ Sector: " + std::to_string(manifest.volumes[0].startSector));
   ASSERT_EQ(controller->partitionScanListDictArray.size(), 1u);
-  EXPECT_EQ(controller->partitionScanListDictArray[0].uint64("Volume Start"), manifest.volumes[0].startSector);
+  EXPECT_EQ(controller->partitionScanListDictArray[0].volumeStart, manifest.volumes[0].startSector);
 }
 
 // ---- The parts of the search's progress, one by one. ----

@@ -88,9 +88,9 @@ void expectSame(const Outcome& clicked, const Outcome& requested) {
 }
 
 int volumeRowOf(WizardController& controller, const std::string& path) {
-  const std::vector<Dict> rows = controller.drivesListRows();
+  const std::vector<DriveRow> rows = controller.drivesListRows();
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == path && rows[i].has("WhetherVolume")) return static_cast<int>(i);
+    if (rows[i].path == path && rows[i].isVolume) return static_cast<int>(i);
   return -1;
 }
 
@@ -100,9 +100,9 @@ TEST(ScanRequestTest, HfsPartitionAdvancedScanMatchesTheClicks) {
   const Outcome clicked = runScan(path, [&](WizardController& c) {
     c.recoverPartitionAndDrives();
     c.recoverPartitionAndDrivesFast();
-    const std::vector<Dict> rows = c.drivesListRows();
+    const std::vector<DriveRow> rows = c.drivesListRows();
     for (std::size_t i = 0; i < rows.size(); ++i)
-      if (rows[i].string("Path") == path) c.selectDrivesListRow(static_cast<int>(i));
+      if (rows[i].path == path) c.selectDrivesListRow(static_cast<int>(i));
     c.nextButtonInDrivesListTabClicked();
     c.selectPTListRow(0);
     c.ptListNextClicked();

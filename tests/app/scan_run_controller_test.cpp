@@ -44,10 +44,10 @@ class HeldLauncher : public ScanLauncher {
   int volumeScans = 0;
 };
 
-Dict volumeRow() {
-  return Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
-              {"Size", std::uint64_t{1536000}}, {"Volume Name", "Photos"}, {"Content", "Apple_HFS"},
-              {"journaled", "Yes"}, {"supportFileSystemRecovery", 1}};
+DriveRow volumeRow() {
+  return DriveRow::fromDict(Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
+                                 {"Size", std::uint64_t{1536000}}, {"Volume Name", "Photos"}, {"Content", "Apple_HFS"},
+                                 {"journaled", "Yes"}, {"supportFileSystemRecovery", 1}});
 }
 
 // What the scan's thread did before it ended.
@@ -162,11 +162,12 @@ TEST_F(ScanEnd, TheEndOfAnOlderScansThreadLeavesANewerScanRunning) {
 TEST_F(ScanEnd, ALostVolumeSearchThatEndsWithoutVolumesGoesBackToThePartitionList) {
   sources.initialDriveList = [] {
     DriveListing listing;
-    listing.driveDictArray = {Dict{{"WhetherDiskDict", true}, {"Path", "/dev/sdz"}, {"Preferred Block Size", 512},
-                                   {"Size", std::uint64_t{2000000000}}}};
+    listing.driveDictArray = {DriveRow::fromDict(Dict{{"WhetherDiskDict", true}, {"Path", "/dev/sdz"},
+                                                      {"Preferred Block Size", 512},
+                                                      {"Size", std::uint64_t{2000000000}}})};
     return listing;
   };
-  sources.partitionsOfDrive = [](DMedia&) { return std::vector<Dict>{}; };
+  sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };
   controller.reset();  // one controller at a time listens to the launcher
   controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   controller->recoverPartitionAndDrivesFast();

@@ -54,13 +54,14 @@ class ScanRunTest : public ::testing::Test {
     ASSERT_FALSE(path.empty());
     sources.initialDriveList = [this, bytes] {
       DriveListing listing;
-      listing.driveDictArray.push_back(Dict{{"Path", path}, {"Size", bytes}, {"Preferred Block Size", 512}});
+      listing.driveDictArray.push_back(
+          DriveRow::fromDict(Dict{{"Path", path}, {"Size", bytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
     sources.partitionsOfDrive = [this, bytes](DMedia&) {
-      return std::vector<Dict>{Dict{{"Volume Scan Type", 0}, {"Path", path}, {"Volume Start", 0},
-                                    {"Volume Size In Sectors", bytes / 512}, {"Content", "Apple_HFS"},
-                                    {"Volume Name", "Nua Test"}}};
+      return std::vector<PartitionRow>{PartitionRow::fromDict(
+          Dict{{"Volume Scan Type", 0}, {"Path", path}, {"Volume Start", 0}, {"Volume Size In Sectors", bytes / 512},
+               {"Content", "Apple_HFS"}, {"Volume Name", "Nua Test"}})};
     };
     launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
     controller = std::make_unique<WizardController>(view, ui, launcher, sources);

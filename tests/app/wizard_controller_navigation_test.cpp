@@ -71,17 +71,20 @@ class NavigationTest : public ::testing::Test {
     sources.initialDriveList = [this] {
       ++listsBuilt;
       DriveListing listing;
-      listing.driveDictArray = {Dict{{"WhetherDiskDict", true}, {"Path", "/dev/sdz"}, {"Preferred Block Size", 512},
-                                     {"Size", std::uint64_t{2000000000}}}};
-      listing.volumeDictArray = {Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
-                                      {"Size", std::uint64_t{1536000}}, {"Volume Name", "Photos"},
-                                      {"Content", "Apple_HFS"}, {"journaled", "No"}, {"supportFileSystemRecovery", 1}}};
+      listing.driveDictArray = {DriveRow::fromDict(Dict{{"WhetherDiskDict", true}, {"Path", "/dev/sdz"},
+                                                        {"Preferred Block Size", 512},
+                                                        {"Size", std::uint64_t{2000000000}}})};
+      listing.volumeDictArray = {DriveRow::fromDict(
+          Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
+               {"Size", std::uint64_t{1536000}}, {"Volume Name", "Photos"},
+               {"Content", "Apple_HFS"}, {"journaled", "No"}, {"supportFileSystemRecovery", 1}})};
       listing.volumeDictArrayHFSOnly = listing.volumeDictArray;
       return listing;
     };
     sources.partitionsOfDrive = [](DMedia&) {
-      return std::vector<Dict>{Dict{{"Volume Scan Type", 0}, {"Path", "/dev/sdz"}, {"Volume Start", 40},
-                                    {"Volume Size In Sectors", 3000}, {"Content", "Apple_HFS"}, {"Volume Name", "Mac"}}};
+      return std::vector<PartitionRow>{PartitionRow::fromDict(
+          Dict{{"Volume Scan Type", 0}, {"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Size In Sectors", 3000},
+               {"Content", "Apple_HFS"}, {"Volume Name", "Mac"}})};
     };
     sources.loadSigData = [](int) { return catalog(); };
     controller = std::make_unique<WizardController>(view, ui, launcher, sources);
@@ -186,9 +189,10 @@ TEST_F(NavigationTest, TreeScanModeGoesBackToTheListTheVolumeCameFrom) {
   EXPECT_EQ(controller->partitionListDictArray.size(), 1u);
 
   // From the lost-volume list: its count is shown again.
-  controller->showPTScanList({Dict{{"Volume Scan Type", 1}, {"WhetherAlternateSector", 0}, {"Path", "/dev/sdz"},
-                                   {"Volume Start", 40}, {"Volume Size In Sectors", 3000}, {"Content", "Apple_HFS"}},
-                              Dict{{"Volume Scan Type", 1}, {"Path", "/dev/sdz"}, {"Content", "Apple_HFS"}}});
+  controller->showPTScanList(
+      {PartitionRow::fromDict(Dict{{"Volume Scan Type", 1}, {"WhetherAlternateSector", 0}, {"Path", "/dev/sdz"},
+                                   {"Volume Start", 40}, {"Volume Size In Sectors", 3000}, {"Content", "Apple_HFS"}}),
+       PartitionRow::fromDict(Dict{{"Volume Scan Type", 1}, {"Path", "/dev/sdz"}, {"Content", "Apple_HFS"}})});
   controller->selectPTScanListRow(0);
   controller->ptScanListNextClicked();
   ASSERT_EQ(view.tab, "Tree scan mode");

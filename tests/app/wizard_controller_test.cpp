@@ -38,16 +38,20 @@ class FakeLauncher : public ScanLauncher {
   int count = 0;
 };
 
-Dict diskRow() {
-  return Dict{{"WhetherDiskDict", true},  {"Path", "/dev/sdz"},         {"Preferred Block Size", 512},
-              {"Size", std::uint64_t{2000000000}}, {"device model", "Kingston DT"}, {"device serial", "S123"},
-              {"device revision", "1.00"}};
+DriveRow diskRow() {
+  return DriveRow::fromDict(Dict{{"WhetherDiskDict", true},
+                                 {"Path", "/dev/sdz"},
+                                 {"Preferred Block Size", 512},
+                                 {"Size", std::uint64_t{2000000000}},
+                                 {"device model", "Kingston DT"},
+                                 {"device serial", "S123"},
+                                 {"device revision", "1.00"}});
 }
 
-Dict volumeRow(const char* name) {
-  return Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
-              {"Size", std::uint64_t{1536000}}, {"Volume Name", name}, {"Content", "Apple_HFS"},
-              {"journaled", "Yes"}, {"supportFileSystemRecovery", 1}};
+DriveRow volumeRow(const char* name) {
+  return DriveRow::fromDict(Dict{{"WhetherVolume", true}, {"Path", "/dev/sdz1"}, {"Preferred Block Size", 512},
+                                 {"Size", std::uint64_t{1536000}}, {"Volume Name", name}, {"Content", "Apple_HFS"},
+                                 {"journaled", "Yes"}, {"supportFileSystemRecovery", 1}});
 }
 
 std::vector<std::shared_ptr<SigNode>> catalog() {

@@ -68,7 +68,7 @@ void patchBe32(const fs::path& path, std::uint64_t byteOffset, std::uint32_t val
 }
 
 struct Found {
-  std::vector<Dict> list;  // partitionScanListDictArray
+  std::vector<PartitionRow> list;  // the found volumes
   std::vector<Dict> rows;  // volumeScanFoundArray
 };
 
@@ -90,9 +90,9 @@ std::size_t rowsAt(const Found& f, std::uint64_t sector) {
                                                 [&](const Dict& r) { return r.string("Found Column") == text; }));
 }
 
-const Dict* volumeAt(const Found& f, std::uint64_t start) {
-  for (const Dict& d : f.list)
-    if (d.uint64("Volume Start") == start) return &d;
+const PartitionRow* volumeAt(const Found& f, std::uint64_t start) {
+  for (const PartitionRow& d : f.list)
+    if (d.volumeStart == start) return &d;
   return nullptr;
 }
 
@@ -161,12 +161,12 @@ TEST(LostVolumeScan, AlternateHeaderWithAnotherDateLeadsToTheSameStartOnce) {
   const Found found = search(disk->path, 512);
   EXPECT_EQ(rowsAt(found, v.startSector), 1u);
   EXPECT_EQ(std::count_if(found.list.begin(), found.list.end(),
-                          [&](const Dict& d) { return d.uint64("Volume Start") == v.startSector; }),
+                          [&](const PartitionRow& d) { return d.volumeStart == v.startSector; }),
             1);
-  const Dict* volume = volumeAt(found, v.startSector);
+  const PartitionRow* volume = volumeAt(found, v.startSector);
   ASSERT_NE(volume, nullptr);
-  EXPECT_EQ(volume->string("Volume Name"), v.name);
-  EXPECT_EQ(volume->uint64("WhetherAlternateSector"), 0u);  // the primary was met first
+  EXPECT_EQ(volume->volumeName, v.name);
+  EXPECT_EQ(volume->alternateHeaderSector, 0u);  // the primary was met first
 }
 
 TEST(LostVolumeScan, VolumeRunningPastTheDiskEndIsNotTestedAsPrimary) {
@@ -191,10 +191,10 @@ TEST(LostVolumeScan, ValidityIsTheShareOfLeafRecordsTheChainReaches) {
   const auto lastLeaf = catalog.at("lastLeafNode").get<std::uint64_t>();
   patchBe32(disk->path, catalogNodeByte(v, lastLeaf), firstLeaf);
   const Found found = search(disk->path, 512);
-  const Dict* volume = volumeAt(found, v.startSector);
+  const PartitionRow* volume = volumeAt(found, v.startSector);
   ASSERT_NE(volume, nullptr);
-  EXPECT_EQ(volume->int64("Volume Validity"), 33);
-  EXPECT_EQ(volume->string("Volume Name"), v.name);
+  EXPECT_EQ(volume->volumeValidity, 33u);
+  EXPECT_EQ(volume->volumeName, v.name);
 }
 
 TEST(LostVolumeScan, LargeSectorDiskVolumeIsFoundAtItsStart) {
@@ -204,7 +204,7 @@ TEST(LostVolumeScan, LargeSectorDiskVolumeIsFoundAtItsStart) {
   const Found found = search(disk->path, 4096);
   EXPECT_EQ(rowsAt(found, v.startSector), 1u);
   ASSERT_NE(volumeAt(found, v.startSector), nullptr);
-  EXPECT_EQ(volumeAt(found, v.startSector)->uint64("Volume Size In Sectors"), v.sectorCount);
+  EXPECT_EQ(volumeAt(found, v.startSector)->sizeInSectors, v.sectorCount);
 }
 
 // Random disks with real headers planted at random sectors, their numbers then scrambled: the search
@@ -235,7 +235,7 @@ TEST(LostVolumeScan, ScrambledHeadersOverRandomBytesEndCleanly) {
       out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
     }
     const Found found = search(noise, 512);
-    for (const Dict& d : found.list) EXPECT_LT(d.uint64("Volume Start"), kSectors);
+    for (const PartitionRow& d : found.list) EXPECT_LT(d.volumeStart, kSectors);
   }
   fs::remove(noise);
 }

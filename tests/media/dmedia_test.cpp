@@ -39,7 +39,11 @@ class ReaderTest : public ::testing::Test {
                           MediaContext{&ui, &lists});
     return m;
   }
-  void listPath(const std::string& path) { lists.publish({{Dict{{"Path", path}}}, {}}); }
+  void listPath(const std::string& path) {
+    DriveRow listed;
+    listed.path = path;
+    lists.publish({{listed}, {}});
+  }
 
   fs::path dir, image;
   RecordingUiBridge ui;

@@ -94,21 +94,25 @@ TEST(DriveFinder, SataDiskWithJournaledHfsAndFatVolumes) {
   ASSERT_EQ(f.finder.volumeDictArrayHFSOnly.size(), 1u);
   EXPECT_EQ(f.finder.volumeDictArrayHFSOnly[0].string("Parent Drive Path"), "/dev/sda");
 
-  const auto driveLines = logicalDriveCellLines(f.finder.driveDictArray[0]);
+  const auto driveLines = logicalDriveCellLines(DriveRow::fromDict(f.finder.driveDictArray[0]));
   EXPECT_EQ(driveLines[0], "Samsung SSD 860 S3Z RVT04B6Q");
   EXPECT_EQ(driveLines[1], "Mount Point: /dev/sda");
   EXPECT_EQ(driveLines[2], "Type: Disk");
   EXPECT_EQ(driveLines[3], "Size: 500.11 GB");
   EXPECT_EQ(driveLines[4], "Volumes Contained: 2");
-  const auto hfsLines = logicalDriveCellLines(hfs);
+  const auto hfsLines = logicalDriveCellLines(DriveRow::fromDict(hfs));
   EXPECT_EQ(hfsLines[0], "Mac");
   EXPECT_EQ(hfsLines[1], "Mount Point: /dev/sda2");
   EXPECT_EQ(hfsLines[2], "Type: Volume");
   EXPECT_EQ(hfsLines[4], "File System: Mac OS Extended (Journaled)");
-  EXPECT_EQ(logicalDriveCellLines(fat)[4], "File System: FAT32");
+  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(fat))[4], "File System: FAT32");
   Dict exfat = fat;
   exfat.set("Content", "exFAT");
-  EXPECT_EQ(logicalDriveCellLines(exfat)[4], "File System: exFAT");
+  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(exfat))[4], "File System: exFAT");
+
+  // The typed rows print exactly what discovery found, children included.
+  for (const auto* list : {&f.finder.driveDictArray, &f.finder.volumeDictArray})
+    for (const Dict& row : *list) EXPECT_EQ(toJson(DriveRow::fromDict(row).toDict()), toJson(row));
 }
 
 TEST(DriveFinder, UsbStickIsNamedByVendorAndProductIdentification) {
@@ -123,7 +127,8 @@ TEST(DriveFinder, UsbStickIsNamedByVendorAndProductIdentification) {
   EXPECT_EQ(f.finder.driveDictArray[0].string("device model"), "SanDisk");
   EXPECT_EQ(f.finder.driveDictArray[0].string("device serial"), "Cruzer Blade");
   ASSERT_EQ(f.finder.volumeDictArray.size(), 1u);
-  EXPECT_EQ(logicalDriveCellLines(f.finder.volumeDictArray[0])[4], "File System: Mac OS Extended (Case Sensitive)");
+  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(f.finder.volumeDictArray[0]))[4],
+            "File System: Mac OS Extended (Case Sensitive)");
   EXPECT_EQ(f.finder.volumeDictArray[0].int64("supportFileSystemRecovery"), 0);
 }
 
@@ -138,7 +143,7 @@ TEST(DriveFinder, SecureDigitalAndUnknownDescriptionsBecomeDashes) {
   EXPECT_EQ(f.finder.driveDictArray[0].string("device model"), "0x000003");
   EXPECT_EQ(f.finder.driveDictArray[0].string("device serial"), "SD32G");
   EXPECT_EQ(f.finder.driveDictArray[1].string("device model"), "-");
-  EXPECT_EQ(logicalDriveCellLines(f.finder.driveDictArray[1])[4], "Volumes Contained: 0");
+  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(f.finder.driveDictArray[1]))[4], "Volumes Contained: 0");
 }
 
 TEST(DriveFinder, ADiskMountedWithoutAMapIsADriveAndAVolume) {

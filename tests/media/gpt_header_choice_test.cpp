@@ -78,10 +78,10 @@ TEST_P(GptHeaders, ListThePartitionsFromAWholeHeader) {
                                 {"Size", static_cast<std::uint64_t>(fs::file_size(disk.path))}},
                            {});
   PartitionReader reader(media);
-  const std::vector<Dict> rows = reader.listAllPartitions();
+  const std::vector<PartitionRow> rows = reader.listAllPartitions();
   EXPECT_EQ(reader.gptHeaderUsed(), d.expectedHeader);
   std::vector<std::pair<std::uint64_t, std::uint64_t>> listed;
-  for (const Dict& row : rows) listed.emplace_back(row.uint64("Volume Start"), row.uint64("Volume Size In Sectors"));
+  for (const PartitionRow& row : rows) listed.emplace_back(row.volumeStart, row.sizeInSectors);
   EXPECT_EQ(listed, manifestPartitions(disk.manifest));
 
   // sgdisk, which also falls back to the backup, reads the same starts (it takes an image file as

@@ -41,7 +41,7 @@ TEST(MbrChain, LogicalPartitionsAreRelativeToTheirTableAndLinksToTheFirstExtende
   const MbrChain chain = walkMbrChain(512, disk.reader());
   EXPECT_TRUE(chain.stopReason.empty()) << chain.stopReason;
   std::vector<std::uint64_t> starts;
-  for (const Dict& e : chain.entries) starts.push_back(e.uint64("Relative Sector"));
+  for (const MbrChainEntry& e : chain.entries) starts.push_back(e.relativeSector);
   EXPECT_EQ(starts, (std::vector<std::uint64_t>{2048, 10000, 10063, 13000, 13063}));
 }
 
@@ -76,7 +76,7 @@ TEST(MbrChain, TheRecordStartsItsSectorOnALargeSectorDisk) {
   disk.sectors[0] = sector;
   const MbrChain chain = walkMbrChain(4096, disk.reader());
   ASSERT_EQ(chain.entries.size(), 1u);
-  EXPECT_EQ(chain.entries[0].uint64("Relative Sector"), 256u);
+  EXPECT_EQ(chain.entries[0].relativeSector, 256u);
 }
 
 }  // namespace

@@ -95,7 +95,7 @@ Bytes ebrChainDisk(const std::vector<std::uint32_t>& nextLinks) {
   return disk;
 }
 
-std::vector<Dict> listDisk(const Bytes& disk, const std::string& name) {
+std::vector<PartitionRow> listDisk(const Bytes& disk, const std::string& name) {
   const fs::path path = fs::temp_directory_path() / ("nua-hostile-" + std::to_string(::getpid()) + "-" + name);
   std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(disk.data()),
                                               static_cast<std::streamsize>(disk.size()));
@@ -103,7 +103,7 @@ std::vector<Dict> listDisk(const Bytes& disk, const std::string& name) {
   media.initWithDictionary(Dict{{"Path", path.string()}, {"Preferred Block Size", 512},
                                 {"Size", static_cast<std::uint64_t>(disk.size())}},
                            {});
-  std::vector<Dict> rows;
+  std::vector<PartitionRow> rows;
   PartitionReader(media).initialize(rows);
   DMedia again;
   again.initWithDictionary(Dict{{"Path", path.string()}, {"Preferred Block Size", 512},

@@ -25,7 +25,7 @@ fs::path tempPath(const std::string& name) {
 }
 
 struct Listed {
-  std::vector<Dict> rows;
+  std::vector<PartitionRow> rows;
   imagekit::Manifest manifest;
   std::string chainStop;
 };
@@ -70,9 +70,9 @@ std::vector<std::pair<std::string, std::uint64_t>> hfsVolumes(const imagekit::Ma
   return out;
 }
 
-std::vector<std::pair<std::string, std::uint64_t>> rowsOf(const std::vector<Dict>& rows) {
+std::vector<std::pair<std::string, std::uint64_t>> rowsOf(const std::vector<PartitionRow>& rows) {
   std::vector<std::pair<std::string, std::uint64_t>> out;
-  for (const Dict& r : rows) out.emplace_back(r.string("Volume Name"), r.uint64("Volume Start"));
+  for (const PartitionRow& r : rows) out.emplace_back(r.volumeName, r.volumeStart);
   return out;
 }
 
@@ -89,10 +89,10 @@ TEST_P(KitDisks, ListTheHfsPartitionsOfTheManifestWithTheirRootNames) {
   if (!imagekit::findScenario(c.scenario)) GTEST_SKIP() << c.scenario << " is not in the kit";
   const Listed listed = listScenario(c.scenario, c.readSectorSize, c.sectorOption);
   EXPECT_EQ(rowsOf(listed.rows), hfsVolumes(listed.manifest, c.readSectorSize));
-  for (const Dict& row : listed.rows) {
-    EXPECT_EQ(row.string("Content"), "Apple_HFS");
-    EXPECT_EQ(row.int64("Volume Scan Type", -1), 0);
-    EXPECT_GT(row.uint64("Volume Size In Sectors"), 0u);
+  for (const PartitionRow& row : listed.rows) {
+    EXPECT_EQ(row.content, "Apple_HFS");
+    EXPECT_EQ(row.scanType, PartitionScanType::kPartitionMap);
+    EXPECT_GT(row.sizeInSectors, 0u);
   }
 }
 
@@ -113,7 +113,7 @@ TEST(KitDisk, GptListEndsAtTheFirstEmptySlot) {
   const Listed listed = listScenario("gpt", 512);
   // The manifest's HFS+ partitions before the gap; the FAT entry after it is not an HFS+ row anyway.
   ASSERT_EQ(listed.rows.size(), 2u);
-  EXPECT_EQ(listed.rows[1].string("Volume Name"), "Backup");  // the root's name wins over the label
+  EXPECT_EQ(listed.rows[1].volumeName, "Backup");  // the root's name wins over the label
 }
 
 TEST(KitDisk, AWrappedVolumeWithoutAMapIsOnePartitionAtSectorZeroNamedByItsEmbeddedRoot) {
@@ -121,8 +121,8 @@ TEST(KitDisk, AWrappedVolumeWithoutAMapIsOnePartitionAtSectorZeroNamedByItsEmbed
   const Listed listed = listScenario("hfs-wrapper", 512);
   ASSERT_EQ(listed.rows.size(), 1u);
   ASSERT_EQ(listed.manifest.volumes.size(), 1u);
-  EXPECT_EQ(listed.rows[0].uint64("Volume Start"), 0u);  // the wrapper; the embedded volume is found inside it
-  EXPECT_EQ(listed.rows[0].string("Volume Name"), listed.manifest.volumes[0].name);
+  EXPECT_EQ(listed.rows[0].volumeStart, 0u);  // the wrapper; the embedded volume is found inside it
+  EXPECT_EQ(listed.rows[0].volumeName, listed.manifest.volumes[0].name);
 }
 
 TEST(KitDisk, SelfReferencingEbrTerminates) {
@@ -153,12 +153,12 @@ fs::path gptDisk(std::uint32_t entrySize) {
   return path;
 }
 
-std::vector<Dict> listFile(const fs::path& path) {
+std::vector<PartitionRow> listFile(const fs::path& path) {
   DMedia media;
   media.initWithDictionary(Dict{{"Path", path.string()}, {"Preferred Block Size", 512},
                                 {"Size", static_cast<std::uint64_t>(fs::file_size(path))}},
                            {});
-  std::vector<Dict> rows;
+  std::vector<PartitionRow> rows;
   PartitionReader(media).initialize(rows);
   return rows;
 }
@@ -173,8 +173,8 @@ TEST(PartitionReader, GptEntrySizesThatCannotBeWalkedGiveNoList) {
   const auto rows = listFile(good);
   fs::remove(good);
   ASSERT_EQ(rows.size(), 1u);
-  EXPECT_EQ(rows[0].string("Volume Name"), "N");  // no trailing NULs
-  EXPECT_EQ(rows[0].uint64("Volume Size In Sectors"), 30u);
+  EXPECT_EQ(rows[0].volumeName, "N");  // no trailing NULs
+  EXPECT_EQ(rows[0].sizeInSectors, 30u);
 }
 
 TEST(PartitionReader, TwoUnreadableHfsPartitionsAreNumberedInOrder) {
@@ -191,9 +191,9 @@ TEST(PartitionReader, TwoUnreadableHfsPartitionsAreNumberedInOrder) {
   const auto rows = listFile(path);
   fs::remove(path);
   ASSERT_EQ(rows.size(), 2u);
-  EXPECT_EQ(rows[0].string("Volume Name"), "Untitled 1");
-  EXPECT_EQ(rows[1].string("Volume Name"), "Untitled 2");
-  EXPECT_EQ(rows[1].uint64("Volume Start"), 24u);
+  EXPECT_EQ(rows[0].volumeName, "Untitled 1");
+  EXPECT_EQ(rows[1].volumeName, "Untitled 2");
+  EXPECT_EQ(rows[1].volumeStart, 24u);
 }
 
 TEST(PartitionReader, MutatedMapsNeverHang) {

@@ -58,8 +58,10 @@ void build(Written& w) {
   w.contents.scanMode = 4;
   w.contents.rawSearchMode = 5;
   w.contents.isPTListOrPTScanListChosen = 1;
-  w.contents.partitionListDictArray = {Dict{{"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Name", "A"}}};
-  w.contents.partitionScanListDictArray = {Dict{{"Path", "/dev/sdz"}, {"WhetherAlternateSector", true}}};
+  w.contents.partitionListDictArray = {
+      PartitionRow::fromDict(Dict{{"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Name", "A"}})};
+  w.contents.partitionScanListDictArray = {
+      PartitionRow::fromDict(Dict{{"Path", "/dev/sdz"}, {"Volume Scan Type", 1}, {"WhetherAlternateSector", 7}})};
   w.contents.hasFirst5Sectors = true;
   for (int i = 0; i < 5 * 512; ++i) w.contents.first5Sectors.push_back(static_cast<std::byte>(i * 13));
 }

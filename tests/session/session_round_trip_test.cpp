@@ -34,14 +34,16 @@ struct Desk {
   explicit Desk(const std::string& image) {
     sources.initialDriveList = [image] {
       DriveListing listing;
-      listing.driveDictArray.push_back(Dict{{"Path", image}, {"Size", static_cast<std::uint64_t>(fs::file_size(image))},
-                                            {"Preferred Block Size", 512}});
+      listing.driveDictArray.push_back(DriveRow::fromDict(
+          Dict{{"Path", image}, {"Size", static_cast<std::uint64_t>(fs::file_size(image))},
+               {"Preferred Block Size", 512}}));
       return listing;
     };
     sources.partitionsOfDrive = [image](DMedia&) {
-      return std::vector<Dict>{Dict{{"Volume Scan Type", 0}, {"Path", image}, {"Volume Start", 0},
-                                    {"Volume Size In Sectors", fs::file_size(image) / 512}, {"Content", "Apple_HFS"},
-                                    {"Volume Name", "Nua Test"}}};
+      return std::vector<PartitionRow>{PartitionRow::fromDict(
+          Dict{{"Volume Scan Type", 0}, {"Path", image}, {"Volume Start", 0},
+               {"Volume Size In Sectors", fs::file_size(image) / 512}, {"Content", "Apple_HFS"},
+               {"Volume Name", "Nua Test"}})};
     };
     launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
     launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
@@ -60,10 +62,10 @@ struct Desk {
   void scanFiles(const std::string& image) {
     controller->recoverFiles();
     controller->recoverFilesFast();
-    const std::vector<Dict> rows = controller->drivesListRows();
+    const std::vector<DriveRow> rows = controller->drivesListRows();
     int row = -1;
     for (std::size_t i = 0; i < rows.size() && row < 0; ++i)
-      if (rows[i].string("Path") == image && rows[i].has("WhetherVolume")) row = static_cast<int>(i);
+      if (rows[i].path == image && rows[i].isVolume) row = static_cast<int>(i);
     ASSERT_GE(row, 0);
     controller->selectDrivesListRow(row);
     controller->nextButtonInDrivesListTabClicked();

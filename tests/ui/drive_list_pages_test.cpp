@@ -122,7 +122,8 @@ class DriveListPagesTest : public QObject {
     WizardController& c = window.controller();
     QVERIFY(clickButton(window, "Recover Partitions"));
     QVERIFY(clickButton(window, "Partition Recovery"));
-    const int disk = rowWhere(c.drivesListRows(), [&](const Dict& row) { return row.string("Path") == image_.toStdString(); });
+    const int disk =
+        rowWhere(c.drivesListRows(), [&](const DriveRow& row) { return row.path == image_.toStdString(); });
     QVERIFY(clickListRow(window.findChild<QListWidget*>("drivesList"), disk));
     QVERIFY(clickButton(window, "Next"));
     QCOMPARE(window.currentTab(), QString("PT list"));

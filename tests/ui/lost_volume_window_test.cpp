@@ -33,8 +33,9 @@ bool clickButton(MainWindow& window, const QString& caption) {
 }
 
 // Clicks the row of a list whose dictionary `matches`.
-bool clickRow(MainWindow& window, const char* listName, const std::vector<Dict>& rows,
-              const std::function<bool(const Dict&)>& matches) {
+template <class Row>
+bool clickRow(MainWindow& window, const char* listName, const std::vector<Row>& rows,
+              const std::type_identity_t<std::function<bool(const Row&)>>& matches) {
   auto* list = window.findChild<QListWidget*>(listName);
   if (list == nullptr) return false;
   for (std::size_t i = 0; i < rows.size(); ++i) {
@@ -81,7 +82,7 @@ class LostVolumeWindowTest : public QObject {
     QVERIFY(clickButton(window, "Recover Partitions"));
     QVERIFY(clickButton(window, "Partition Recovery"));
     QVERIFY(clickRow(window, "drivesList", c.drivesListRows(),
-                     [&](const Dict& row) { return row.string("Path") == image; }));
+                     [&](const DriveRow& row) { return row.path == image; }));
     QVERIFY(clickButton(window, "Next"));
     QCOMPARE(window.currentTab(), QString("PT list"));
     QVERIFY(c.partitionListDictArray.empty());  // the map is gone
@@ -112,14 +113,14 @@ class LostVolumeWindowTest : public QObject {
     QVERIFY(!window.control(WizardControl::kPTScanListNext)->isEnabled());
     int wrappedRow = -1;
     for (int i = 0; i < list->count(); ++i) {
-      const Dict& row = c.partitionScanListDictArray[static_cast<std::size_t>(i)];
+      const PartitionRow& row = c.partitionScanListDictArray[static_cast<std::size_t>(i)];
       const QString rating = list->item(i)->data(Qt::UserRole + 1).toString();
-      QCOMPARE(rating, QString(row.int64("Volume Validity") >= 91 ? "5_" : "0_5"));
-      if (row.uint64("Volume Start") == wrapped.startSector) wrappedRow = i;
+      QCOMPARE(rating, QString(row.volumeValidity.value_or(0) >= 91 ? "5_" : "0_5"));
+      if (row.volumeStart == wrapped.startSector) wrappedRow = i;
     }
     QVERIFY(wrappedRow >= 0);
     QVERIFY(clickRow(window, "ptScanList", c.partitionScanListDictArray,
-                     [&](const Dict& row) { return row.uint64("Volume Start") == wrapped.startSector; }));
+                     [&](const PartitionRow& row) { return row.volumeStart == wrapped.startSector; }));
     QVERIFY(window.control(WizardControl::kPTScanListNext)->isEnabled());
     QVERIFY(clickButton(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Tree scan mode"));

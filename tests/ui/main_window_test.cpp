@@ -36,8 +36,9 @@ std::string readAll(const fs::path& path) {
 bool click(MainWindow& window, const QString& caption) { return testing::clickButton(window, caption); }
 
 // Clicks the row of a list screen whose dictionary `matches`; false when there is none.
-bool selectRow(MainWindow& window, const char* listName, const std::vector<Dict>& rows,
-               const std::function<bool(const Dict&)>& matches) {
+template <class Row>
+bool selectRow(MainWindow& window, const char* listName, const std::vector<Row>& rows,
+               const std::type_identity_t<std::function<bool(const Row&)>>& matches) {
   return testing::clickListRow(window.findChild<QListWidget*>(listName), testing::rowWhere(rows, matches));
 }
 
@@ -94,12 +95,12 @@ class MainWindowTest : public QObject {
     QVERIFY(click(window, "Recover Partitions"));
     QVERIFY(click(window, "Partition Recovery"));
     QVERIFY(selectRow(window, "drivesList", c.drivesListRows(),
-                      [&](const Dict& row) { return row.string("Path") == image.toStdString(); }));
+                      [&](const DriveRow& row) { return row.path == image.toStdString(); }));
     QVERIFY(window.control(WizardControl::kDrivesListNext)->isEnabled());
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("PT list"));
     QVERIFY(window.control(WizardControl::kScanForVolumesBox)->isEnabled());
-    QVERIFY(selectRow(window, "ptList", c.partitionListDictArray, [](const Dict&) { return true; }));
+    QVERIFY(selectRow(window, "ptList", c.partitionListDictArray, [](const PartitionRow&) { return true; }));
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Tree scan mode"));
     QVERIFY(click(window, "Standard Scan"));
@@ -144,7 +145,7 @@ class MainWindowTest : public QObject {
     QVERIFY(click(window, "Fast Scan"));
     QCOMPARE(window.currentTab(), QString("Drives List"));
     QVERIFY(selectRow(window, "drivesList", c.drivesListRows(),
-                      [&](const Dict& row) { return row.string("Path") == image && row.has("WhetherVolume"); }));
+                      [&](const DriveRow& row) { return row.path == image && row.isVolume; }));
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Progress"));  // no screen between for a journaled volume
     QTRY_COMPARE_WITH_TIMEOUT(window.currentTab(), QString("Tree"), 60000);
@@ -195,8 +196,8 @@ class MainWindowTest : public QObject {
     WizardController& c = window.controller();
     QVERIFY(click(window, "Recover Files"));
     QVERIFY(click(window, "Fast Scan"));
-    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), [&](const Dict& row) {
-      return row.string("Path") == cut.string() && row.string("Content").rfind("FAT", 0) == 0;
+    QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), [&](const DriveRow& row) {
+      return row.path == cut.string() && row.content.rfind("FAT", 0) == 0;
     }));
     fs::resize_file(cut, 64 * 1024);
     // While the scan waits on a status it sent, the user clicks Stop and confirms in the question.
@@ -243,7 +244,7 @@ class MainWindowTest : public QObject {
     const std::string image = (folder_ / "demo.img").string();
     window.addDiskImage(QString::fromStdString(image));
     WizardController& c = window.controller();
-    auto isDisk = [&](const Dict& row) { return row.string("Path") == image && !row.has("WhetherVolume"); };
+    auto isDisk = [&](const DriveRow& row) { return row.path == image && !row.isVolume; };
     QVERIFY(click(window, "Recover Photos"));
     QVERIFY(click(window, "Advanced Scan"));
     QVERIFY(selectRow(window, "drivesList", c.drivesListRows(), isDisk));

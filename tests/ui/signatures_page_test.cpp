@@ -62,8 +62,8 @@ class SignaturesPageTest : public QObject {
     QVERIFY(clickButton(window, "Recover Files"));
     QVERIFY(clickButton(window, "Advanced Scan"));
     QCOMPARE(window.currentTab(), QString("Drives List"));
-    const int row = rowWhere(c.drivesListRows(), [&](const Dict& r) {
-      return r.string("Path") == image_ && r.has("WhetherVolume") && r.string("Content").rfind("Apple", 0) == 0;
+    const int row = rowWhere(c.drivesListRows(), [&](const DriveRow& r) {
+      return r.path == image_ && r.isVolume && r.content.rfind("Apple", 0) == 0;
     });
     QVERIFY(clickListRow(window.findChild<QListWidget*>("drivesList"), row));
     QVERIFY(clickButton(window, "Next"));

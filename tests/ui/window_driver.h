@@ -14,6 +14,7 @@
 #include <QTest>
 #include <QTreeWidget>
 #include <functional>
+#include <type_traits>
 #include <vector>
 
 #include "base/dict.h"
@@ -58,7 +59,8 @@ inline bool clickListRow(QListWidget* list, int row) {
 }
 
 // The first row of `rows` (the rows the list shows, in order) that `matches`, or -1.
-inline int rowWhere(const std::vector<Dict>& rows, const std::function<bool(const Dict&)>& matches) {
+template <class Row>
+int rowWhere(const std::vector<Row>& rows, const std::type_identity_t<std::function<bool(const Row&)>>& matches) {
   for (std::size_t i = 0; i < rows.size(); ++i)
     if (matches(rows[i])) return static_cast<int>(i);
   return -1;

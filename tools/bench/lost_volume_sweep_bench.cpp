@@ -51,7 +51,8 @@ int main(int argc, char** argv) {
 
   nua::DMedia media;
   media.initWithDictionary(nua::Dict{{"Path", image.string()}, {"Preferred Block Size", 512}, {"Size", bytes}}, {});
-  std::vector<nua::Dict> list, rows;
+  std::vector<nua::PartitionRow> list;
+  std::vector<nua::Dict> rows;
   const auto start = std::chrono::steady_clock::now();
   nua::LostVolumeScan(media, nua::VolumeSearchSink::none()).initializeForVolumeThoroughScan(list, rows);
   const double sweep = seconds(start);

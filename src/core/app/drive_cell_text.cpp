@@ -16,9 +16,7 @@ std::string sizeLine(std::uint64_t bytes) {
   return text;
 }
 
-std::string fileSystemLine(const Dict& volume) {
-  const std::string content = volume.string("Content");
-  const bool journaled = volume.string("journaled") == "Yes";
+std::string fileSystemLine(const std::string& content, bool journaled) {
   if (content == "Apple_HFS") return journaled ? "File System: Mac OS Extended (Journaled)" : "File System: Mac OS Extended";
   if (content == "Apple_HFSX")
     return journaled ? "File System: Mac OS Extended (Case Sensitive, Journaled)"
@@ -27,21 +25,16 @@ std::string fileSystemLine(const Dict& volume) {
   return "File System: -";
 }
 
-std::array<std::string, 5> logicalDriveCellLines(const Dict& row) {
-  const bool volume = row.has("WhetherVolume");
+std::array<std::string, 5> logicalDriveCellLines(const DriveRow& row) {
   std::array<std::string, 5> lines;
-  lines[0] = volume ? row.string("Volume Name")
-                    : formatText("%@ %@ %@", {row.string("device model"), row.string("device serial"),
-                                              row.string("device revision")});
-  lines[1] = formatText("Mount Point: %@", {row.string("Path")});
-  lines[2] = volume ? "Type: Volume" : "Type: Disk";
-  lines[3] = sizeLine(row.uint64("Size"));
-  if (volume) {
-    lines[4] = fileSystemLine(row);
+  lines[0] = row.isVolume ? row.volumeName : formatText("%@ %@ %@", {row.model, row.serial, row.revision});
+  lines[1] = formatText("Mount Point: %@", {row.path});
+  lines[2] = row.isVolume ? "Type: Volume" : "Type: Disk";
+  lines[3] = sizeLine(row.sizeBytes.value_or(0));
+  if (row.isVolume) {
+    lines[4] = fileSystemLine(row.content, row.journaled == "Yes");
   } else {
-    const DictValue* children = row.find("Children Volume Array");
-    const std::size_t count = children && children->array() ? children->array()->size() : 0;
-    lines[4] = "Volumes Contained: " + std::to_string(count);
+    lines[4] = "Volumes Contained: " + std::to_string(row.childVolumes.size());
   }
   return lines;
 }

@@ -22,11 +22,12 @@ DriveListing discoverDrives(const DiscoveryOptions& options) {
   for (const std::string& image : options.images)
     for (Dict& entry : imageMediaEntries(image)) finder.extraMedia.push_back(std::move(entry));
   finder.buildLists();
-  return {finder.driveDictArray, finder.volumeDictArray, finder.volumeDictArrayHFSOnly};
+  return {toDriveRows(finder.driveDictArray), toDriveRows(finder.volumeDictArray),
+          toDriveRows(finder.volumeDictArrayHFSOnly)};
 }
 
-std::vector<Dict> partitionsOfDrive(DMedia& drive) {
-  std::vector<Dict> list;
+std::vector<PartitionRow> partitionsOfDrive(DMedia& drive) {
+  std::vector<PartitionRow> list;
   PartitionReader(drive).initialize(list);
   return list;
 }
@@ -65,19 +66,16 @@ Dict scanTargetDict(const std::string& target, int partitionRow, int volumeRow, 
   if (partitionRow >= 0) {
     DMedia media;
     media.initWithDictionary(drive, {});
-    std::vector<Dict> partitions = partitionsOfDrive(media);
+    const std::vector<PartitionRow> partitions = partitionsOfDrive(media);
     if (static_cast<std::size_t>(partitionRow) >= partitions.size()) {
       error = "no partition row " + std::to_string(partitionRow) + " (" + std::to_string(partitions.size()) +
               " partitions)";
       return {};
     }
     // As the wizard completes a partition row of its list.
-    Dict row = partitions[static_cast<std::size_t>(partitionRow)];
-    row.set("Preferred Block Size", drive.uint64("Preferred Block Size"));
-    row.set("Size", row.uint64("Volume Size In Sectors") * drive.uint64("Preferred Block Size"));
-    for (const char* key : {"IOBundleResourceFile", "bundle path"})
-      if (const DictValue* v = drive.find(key)) row.set(key, *v);
-    return row;
+    PartitionRow row = partitions[static_cast<std::size_t>(partitionRow)];
+    row.takeDriveGeometry(DriveRow::fromDict(drive));
+    return row.toDict();
   }
   return drive;
 }

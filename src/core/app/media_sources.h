@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/dict.h"
+#include "media/rows.h"
 #include "signature/sig_node.h"
 
 namespace nua {
@@ -14,16 +15,16 @@ namespace nua {
 class DMedia;
 
 struct DriveListing {
-  std::vector<Dict> driveDictArray;
-  std::vector<Dict> volumeDictArray;
-  std::vector<Dict> volumeDictArrayHFSOnly;
+  std::vector<DriveRow> driveDictArray;
+  std::vector<DriveRow> volumeDictArray;
+  std::vector<DriveRow> volumeDictArrayHFSOnly;
 };
 
 struct MediaSources {
   // `initialDriveList`: builds the lists anew.
   std::function<DriveListing()> initialDriveList;
   // The volumes of its partition map.
-  std::function<std::vector<Dict>(DMedia&)> partitionsOfDrive;
+  std::function<std::vector<PartitionRow>(DMedia&)> partitionsOfDrive;
   // `loadSigData` for a scan mode: the category nodes of that mode's catalog.
   std::function<std::vector<std::shared_ptr<SigNode>>(int scanMode)> loadSigData;
 };

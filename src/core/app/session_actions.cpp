@@ -37,17 +37,15 @@ bool isImageFile(const std::string& path) {
 // images join the lists only when named, and a session names its own.
 void addSessionImage(DriveListing& listing, const std::string& path) {
   if (!isImageFile(path)) return;
-  for (const Dict& drive : listing.driveDictArray)
-    if (drive.string("Path") == path) return;
+  for (const DriveRow& drive : listing.driveDictArray)
+    if (drive.path == path) return;
   LinuxPathRules rules;
   DeviceVolumeProbe probe("");
   DriveFinder finder(rules, probe);
   finder.extraMedia = imageMediaEntries(path);
   finder.buildLists();
-  listing.driveDictArray.insert(listing.driveDictArray.end(), finder.driveDictArray.begin(),
-                                finder.driveDictArray.end());
-  listing.volumeDictArray.insert(listing.volumeDictArray.end(), finder.volumeDictArray.begin(),
-                                 finder.volumeDictArray.end());
+  for (const Dict& drive : finder.driveDictArray) listing.driveDictArray.push_back(DriveRow::fromDict(drive));
+  for (const Dict& volume : finder.volumeDictArray) listing.volumeDictArray.push_back(DriveRow::fromDict(volume));
 }
 
 }  // namespace
@@ -123,8 +121,9 @@ void SessionActions::saveScanInfo(const std::string& path) {
   std::string parentDrivePath;
   controller_.mainThread_.postAndWait([&] {
     if (controller_.selectedVolume)
-      parentDrivePath =
-          controller_.selectedDrvOrVolDict.string("Parent Drive Path", controller_.selectedVolume->parentDrivePath);
+      parentDrivePath = controller_.selectedDriveRow.parentDrivePath.empty()
+                            ? controller_.selectedVolume->parentDrivePath
+                            : controller_.selectedDriveRow.parentDrivePath;
     contents.volume = controller_.selectedVolume;
     contents.scanMode = controller_.scanMode;
     contents.rawSearchMode = controller_.rawSearchMode;
@@ -294,8 +293,8 @@ void SessionActions::refindScanInfoSource(Volume& volume, bool withFirstSectors)
     controller_.volumeNotConnected = found.foundVolumeDictArrayIndex < 0;
     if (!controller_.volumeNotConnected && withFirstSectors && isImageFile(volume.parentDrivePath)) {
       // An image is found by its path; its first sectors tell whether it still holds the same disk.
-      const Dict& entry = listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)];
-      const std::string parent = entry.string("Parent Drive Path", entry.string("Path"));
+      const DriveRow& entry = listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)];
+      const std::string parent = entry.parentDrivePath.empty() ? entry.path : entry.parentDrivePath;
       controller_.volumeNotConnected = readFirst5Sectors(parent, volume.u32BytesInSector) != controller_.first5Sectors;
     }
     controller_.foundDrivePathIsDifferent = !controller_.volumeNotConnected && found.foundDrivePathIsDifferent;
@@ -308,7 +307,7 @@ void SessionActions::refindScanInfoSource(Volume& volume, bool withFirstSectors)
            {"OK"}});
     } else if (controller_.foundDrivePathIsDifferent) {
       const std::string moved =
-          listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)].string("Path");
+          listing.volumeDictArray[static_cast<std::size_t>(found.foundVolumeDictArrayIndex)].path;
       controller_.mainThread_.postAndWait([&] { volume.path = moved; });
     }
   } else if (withFirstSectors) {
@@ -326,10 +325,10 @@ void SessionActions::refindScanInfoSource(Volume& volume, bool withFirstSectors)
            {"OK"}});
     } else if (controller_.foundDrivePathIsDifferent) {
       const std::string moved =
-          listing.driveDictArray[static_cast<std::size_t>(controller_.foundDriveDictArrayIndex)].string("Path");
+          listing.driveDictArray[static_cast<std::size_t>(controller_.foundDriveDictArrayIndex)].path;
       controller_.mainThread_.postAndWait([&] {
-        replaceDrivePathInDicts(controller_.partitionListDictArray, volume.path, moved);
-        replaceDrivePathInDicts(controller_.partitionScanListDictArray, volume.path, moved);
+        replaceDrivePathInRows(controller_.partitionListDictArray, volume.path, moved);
+        replaceDrivePathInRows(controller_.partitionScanListDictArray, volume.path, moved);
         volume.path = moved;
       });
     }

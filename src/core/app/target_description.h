@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/dict.h"
+#include "media/rows.h"
 
 namespace nua {
 
@@ -18,7 +19,7 @@ namespace nua {
 [[nodiscard]] Dict verifyScanTargetDigest(const std::string& path);
 
 struct PartitionList {
-  std::vector<Dict> rows;      // the rows of "PT list"
+  std::vector<PartitionRow> rows;  // the rows of "PT list"
   std::string gptHeaderUsed;   // which GPT header they come from; empty without GPT
 };
 

@@ -51,7 +51,7 @@ class CurrentSearchSink final : public VolumeSearchRunSink {
   void stopTicks() override {
     if (VolumeSearchRunSink* sink = sink_) sink->stopTicks();
   }
-  void searchComplete(std::vector<Dict> foundVolumes) override {
+  void searchComplete(std::vector<PartitionRow> foundVolumes) override {
     if (VolumeSearchRunSink* sink = sink_) sink->searchComplete(std::move(foundVolumes));
   }
 
@@ -104,13 +104,13 @@ void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
   running_ = true;
   thread_ = std::thread([this, scanNumber, drive = std::move(drive)] {
     // The lists travel to the controller as copies, so the two threads never share them.
-    std::vector<Dict> partitionScanListDictArray;
+    std::vector<PartitionRow> foundVolumes;
     std::vector<Dict> volumeScanFoundArray;
     bool searched = false;
     CurrentSearchSink sink(volumeSearchSink_);
     sink.startTicks();
     try {
-      LostVolumeScan(*drive, sink).initializeForVolumeThoroughScan(partitionScanListDictArray, volumeScanFoundArray);
+      LostVolumeScan(*drive, sink).initializeForVolumeThoroughScan(foundVolumes, volumeScanFoundArray);
       searched = true;
     } catch (const std::exception& failure) {
       ui_.runAlertPanel({"!Can not process", std::string("The search for lost volumes failed: ") + failure.what(), {"OK"}});
@@ -118,7 +118,7 @@ void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
     // The tick stops first: once the list is shown the user may start the next scan at once, which
     // waits for this thread, so nothing may wait on the main thread after it.
     sink.stopTicks();
-    if (searched) sink.searchComplete(std::move(partitionScanListDictArray));
+    if (searched) sink.searchComplete(std::move(foundVolumes));
     running_ = false;
     reportScanThreadEnded(scanNumber, true);
   });

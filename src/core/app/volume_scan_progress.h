@@ -9,6 +9,7 @@
 
 #include "base/dict.h"
 #include "lostvolume/volume_search_progress.h"
+#include "media/rows.h"
 
 namespace nua {
 
@@ -32,7 +33,7 @@ class VolumeSearchRunSink : public VolumeSearchSink {
   // Stops the tick and drops an offered position not yet shown.
   virtual void stopTicks() = 0;
   // The search is over: its volume dictionaries, shown on "PT scan list". Waits until shown.
-  virtual void searchComplete(std::vector<Dict> foundVolumes) = 0;
+  virtual void searchComplete(std::vector<PartitionRow> foundVolumes) = 0;
 };
 
 }  // namespace nua

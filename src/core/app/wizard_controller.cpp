@@ -126,18 +126,16 @@ void WizardController::refreshDrivesList() {
   runSheetForDrivesLoading();
 }
 
-std::vector<Dict> WizardController::drivesListRows() const {
+std::vector<DriveRow> WizardController::drivesListRows() const {
   if (zeroTableViewDrivesList_) return {};
   switch (scanMode) {
     case 4: return drives.driveDictArray;
     case 5: return drives.volumeDictArrayHFSOnly;
     case 3: {
-      std::vector<Dict> rows;
-      for (const Dict& drive : drives.driveDictArray) {
+      std::vector<DriveRow> rows;
+      for (const DriveRow& drive : drives.driveDictArray) {
         rows.push_back(drive);
-        if (const DictValue* children = drive.find("Children Volume Array"); children && children->array())
-          for (const DictValue& child : *children->array())
-            if (child.dict()) rows.push_back(*child.dict());
+        rows.insert(rows.end(), drive.childVolumes.begin(), drive.childVolumes.end());
       }
       return rows;
     }
@@ -147,11 +145,11 @@ std::vector<Dict> WizardController::drivesListRows() const {
 
 void WizardController::nextButtonInDrivesListTabClicked() {
   isPTListOrPTScanListChosen = -1;
-  const std::vector<Dict> rows = drivesListRows();
+  const std::vector<DriveRow> rows = drivesListRows();
   if (autoStartAfterRawCrash && selectedVolume) {
     drivesListSelection_ = -1;
     for (std::size_t i = 0; i < rows.size(); ++i)
-      if (rows[i].string("Path") == selectedVolume->path) {
+      if (rows[i].path == selectedVolume->path) {
         drivesListSelection_ = static_cast<int>(i);
         break;
       }
@@ -159,8 +157,8 @@ void WizardController::nextButtonInDrivesListTabClicked() {
   if (drivesListSelection_ < 0 || drivesListSelection_ >= static_cast<int>(rows.size())) {
     if (!autoStartAfterRawCrash) return;
   } else {
-    selectedDrvOrVolDict = rows[static_cast<std::size_t>(drivesListSelection_)];
-    if (selectedDrvOrVolDict.has("WhetherVolume") && selectedDrvOrVolDict.string("Content") == "-") {
+    selectedDriveRow = rows[static_cast<std::size_t>(drivesListSelection_)];
+    if (selectedDriveRow.isVolume && selectedDriveRow.content == "-") {
       showAlert("Information", "Can not process this volume as it has some corruption");
       return;
     }
@@ -178,11 +176,11 @@ void WizardController::setSkipEnabled(bool enabled) {
 void WizardController::prepareForScan() {
   setSkipEnabled(true);
   MediaContext context{&ui_, &deviceLists_};
-  const bool supported = selectedDrvOrVolDict.int64("supportFileSystemRecovery") != 0;
+  const bool supported = selectedDriveRow.supportsFileSystemRecovery();
   switch (scanMode) {
     case 0:
     case 1:
-      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), context);
       if (!supported) {
         setSkipEnabled(false);
         prepareForSignatureSearch();
@@ -196,7 +194,7 @@ void WizardController::prepareForScan() {
       break;
     case 2:
     case 3:
-      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), context);
       if (selectedVolume) selectedVolume->setFilterTreeForMedia(true);
       if (!supported || scanMode == 3) setSkipEnabled(false);
       prepareForSignatureSearch();
@@ -217,7 +215,7 @@ void WizardController::prepareForScan() {
       }
       break;
     case 5:
-      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, context);
+      if (!autoStartAfterRawCrash) selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), context);
       treeScanModeAdvScanClicked();  // always advanced; "Tree scan mode" is never shown
       break;
     default: break;
@@ -226,16 +224,11 @@ void WizardController::prepareForScan() {
 
 void WizardController::readPartitionListOfSelectedDrive() {
   auto drive = std::make_shared<DMedia>();
-  drive->initWithDictionary(selectedDrvOrVolDict, MediaContext{&ui_, &deviceLists_});
+  drive->initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   selectedDrive = drive;
-  partitionListDictArray = sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<Dict>{};
-  const std::uint64_t blockSizeBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
-  for (Dict& partition : partitionListDictArray) {
-    if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size")) partition.set("Preferred Block Size", *v);
-    partition.set("Size", partition.uint64("Volume Size In Sectors") * blockSizeBytes);
-    for (const char* key : {"IOBundleResourceFile", "bundle path"})
-      if (const DictValue* v = selectedDrvOrVolDict.find(key)) partition.set(key, *v);
-  }
+  partitionListDictArray =
+      sources_.partitionsOfDrive ? sources_.partitionsOfDrive(*drive) : std::vector<PartitionRow>{};
+  for (PartitionRow& partition : partitionListDictArray) partition.takeDriveGeometry(selectedDriveRow);
 }
 
 // ---- Partition list and lost volumes ----
@@ -252,8 +245,8 @@ void WizardController::ptListNextClicked() {
 void WizardController::volumeFromPTIsSelected() {
   if (ptListSelection_ < 0 || ptListSelection_ >= static_cast<int>(partitionListDictArray.size())) return;
   isPTListOrPTScanListChosen = 0;
-  selectedVolume = Volume::initWithDictionary(partitionListDictArray[static_cast<std::size_t>(ptListSelection_)],
-                                              MediaContext{&ui_, &deviceLists_});
+  selectedVolume = Volume::initWithPartitionRow(partitionListDictArray[static_cast<std::size_t>(ptListSelection_)],
+                                                MediaContext{&ui_, &deviceLists_});
   selectedDrive.reset();
   const std::string& content = selectedVolume->volumeContent;
   if (content.rfind("Apple", 0) == 0) {
@@ -264,7 +257,7 @@ void WizardController::volumeFromPTIsSelected() {
   }
 }
 
-void WizardController::showPTScanList(std::vector<Dict> foundVolumes) {
+void WizardController::showPTScanList(std::vector<PartitionRow> foundVolumes) {
   scanIsRunning = false;
   abortSheetVisible_ = false;
   stopElapsedTimeThread = true;
@@ -282,8 +275,8 @@ void WizardController::showPTScanList(std::vector<Dict> foundVolumes) {
 void WizardController::ptScanListNextClicked() {
   if (ptScanListSelection_ < 0) return;
   isPTListOrPTScanListChosen = 1;
-  selectedVolume = Volume::initWithDictionary(partitionScanListDictArray[static_cast<std::size_t>(ptScanListSelection_)],
-                                              MediaContext{&ui_, &deviceLists_});
+  selectedVolume = Volume::initWithPartitionRow(
+      partitionScanListDictArray[static_cast<std::size_t>(ptScanListSelection_)], MediaContext{&ui_, &deviceLists_});
   selectedDrive.reset();
   view_.showTab("Tree scan mode");
 }

@@ -108,7 +108,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   void runSheetForDrivesLoading();
   void refreshDrivesList();
   // Rows of the drive table for the current scanMode (mode 3: each disk followed by its volumes).
-  [[nodiscard]] std::vector<Dict> drivesListRows() const;
+  [[nodiscard]] std::vector<DriveRow> drivesListRows() const;
   void selectDrivesListRow(int row) { navigation_.selectDrivesListRow(row); }  // -1 clears the selection
   void nextButtonInDrivesListTabClicked();
   void prepareForScan();
@@ -124,12 +124,12 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   void report(const VolumeSearchProgress& progress) override;
   [[nodiscard]] bool sweepOfferPending() const override { return sweepOfferPending_; }
   void offerSweepPosition(const VolumeSearchProgress& progress) override;
-  void searchComplete(std::vector<Dict> foundVolumes) override;
+  void searchComplete(std::vector<PartitionRow> foundVolumes) override;
   [[nodiscard]] const VolumeScanScreen& volumeScanScreen() const { return volumeScanScreen_; }
   // Called on the main thread after each change of volumeScanScreen().
   std::function<void()> volumeScanChanged;
   // The lost-volume scan has ended with these volumes: fill and show "PT scan list".
-  void showPTScanList(std::vector<Dict> foundVolumes);
+  void showPTScanList(std::vector<PartitionRow> foundVolumes);
   void selectPTScanListRow(int row) { navigation_.selectPTScanListRow(row); }
   void ptScanListNextClicked();
 
@@ -229,11 +229,11 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   std::int32_t rawSearchMode = 0;
   std::int32_t isPTListOrPTScanListChosen = -1;
   std::int32_t displayDrvOrVolOrBoth = -1;
-  Dict selectedDrvOrVolDict;
+  DriveRow selectedDriveRow;
   std::shared_ptr<DMedia> selectedDrive;
   std::shared_ptr<Volume> selectedVolume;
-  std::vector<Dict> partitionListDictArray;
-  std::vector<Dict> partitionScanListDictArray;
+  std::vector<PartitionRow> partitionListDictArray;
+  std::vector<PartitionRow> partitionScanListDictArray;
   std::vector<std::shared_ptr<SigNode>> sigRootArray;
   SigSelArray sigSelArray;
   std::vector<std::string> autoRecSigExtArray;
@@ -315,7 +315,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   // The timer's tick for the search; false when it had nothing to hand over.
   bool handOverVolumeScanUpdate();
   // What a partition row gets from its disk's dictionary, added to each found volume.
-  void completePTScanListEntries(std::vector<Dict>& foundVolumes) const;
+  void completePTScanListEntries(std::vector<PartitionRow>& foundVolumes) const;
   VolumeScanScreen volumeScanScreen_;
   MainThreadQueue mainThread_;
   RepeatingTimer timer_;

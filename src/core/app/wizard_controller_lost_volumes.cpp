@@ -24,7 +24,7 @@ std::string startTimeText(std::chrono::system_clock::time_point when) {
 void WizardController::startVolumeScan() {
   // A fresh object: the search owns its fields until it reports "Scan Complete".
   auto drive = std::make_shared<DMedia>();
-  drive->initWithDictionary(selectedDrvOrVolDict, MediaContext{&ui_, &deviceLists_});
+  drive->initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   selectedDrive = drive;
   scanStartDate = std::chrono::system_clock::now();
   view_.setText(WizardField::kScanStartDate, startTimeText(scanStartDate));
@@ -53,7 +53,7 @@ void WizardController::updateVolumeScanProgressOnMain(const VolumeSearchProgress
   if (volumeScanChanged) volumeScanChanged();
 }
 
-void WizardController::searchComplete(std::vector<Dict> foundVolumes) {
+void WizardController::searchComplete(std::vector<PartitionRow> foundVolumes) {
   mainThread_.postAndWait([this, &foundVolumes] {
     scanIsRunning = false;
     if (volumeScanChanged) volumeScanChanged();
@@ -74,14 +74,8 @@ bool WizardController::handOverVolumeScanUpdate() {
   return true;
 }
 
-void WizardController::completePTScanListEntries(std::vector<Dict>& foundVolumes) const {
-  const std::uint64_t sectorBytes = selectedDrvOrVolDict.uint64("Preferred Block Size");
-  for (Dict& volume : foundVolumes) {
-    if (const DictValue* v = selectedDrvOrVolDict.find("Preferred Block Size")) volume.set("Preferred Block Size", *v);
-    volume.set("Size", volume.uint64("Volume Size In Sectors") * sectorBytes);
-    for (const char* key : {"IOBundleResourceFile", "bundle path"})
-      if (const DictValue* v = selectedDrvOrVolDict.find(key)) volume.set(key, *v);
-  }
+void WizardController::completePTScanListEntries(std::vector<PartitionRow>& foundVolumes) const {
+  for (PartitionRow& volume : foundVolumes) volume.takeDriveGeometry(selectedDriveRow);
 }
 
 }  // namespace nua

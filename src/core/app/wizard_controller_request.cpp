@@ -8,15 +8,16 @@
 namespace nua {
 namespace {
 
-int rowWithPath(const std::vector<Dict>& rows, const std::string& path, const char* kindKey) {
+// The drive row of `path` ("WhetherDiskDict"), as the drive list offers it.
+int diskRowWithPath(const std::vector<DriveRow>& rows, const std::string& path) {
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == path && rows[i].has(kindKey)) return static_cast<int>(i);
+    if (rows[i].path == path && rows[i].isWholeDisk) return static_cast<int>(i);
   return -1;
 }
 
-int rowWithStart(const std::vector<Dict>& rows, std::uint64_t start) {
+int rowWithStart(const std::vector<PartitionRow>& rows, std::uint64_t start) {
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].uint64("Volume Start") == start) return static_cast<int>(i);
+    if (rows[i].volumeStart == start) return static_cast<int>(i);
   return -1;
 }
 
@@ -31,9 +32,9 @@ std::string WizardController::startLostVolumeSearch(const std::string& targetPat
   isPTListOrPTScanListChosen = -1;
   loadDriveLists();
   zeroTableViewDrivesList_ = false;
-  const int driveRow = rowWithPath(drives.driveDictArray, targetPath, "WhetherDiskDict");
+  const int driveRow = diskRowWithPath(drives.driveDictArray, targetPath);
   if (driveRow < 0) return targetPath + " cannot be read as a disk or disk image";
-  selectedDrvOrVolDict = drives.driveDictArray[static_cast<std::size_t>(driveRow)];
+  selectedDriveRow = drives.driveDictArray[static_cast<std::size_t>(driveRow)];
   readPartitionListOfSelectedDrive();
   startVolumeScan();
   return {};
@@ -62,7 +63,7 @@ ScanRequestResult WizardController::selectRequestVolume(const ScanRequest& reque
       return {false, "the search found " + std::to_string(partitionScanListDictArray.size()) + " lost volumes on " +
                          target + "; there is no row " + std::to_string(row)};
     isPTListOrPTScanListChosen = 1;
-    selectedVolume = Volume::initWithDictionary(partitionScanListDictArray[row], MediaContext{&ui_, &deviceLists_});
+    selectedVolume = Volume::initWithPartitionRow(partitionScanListDictArray[row], MediaContext{&ui_, &deviceLists_});
     selectedDrive.reset();
     treeScanMode = request.treeScanMode;
     return {};
@@ -73,13 +74,13 @@ ScanRequestResult WizardController::selectRequestVolume(const ScanRequest& reque
   isPTListOrPTScanListChosen = -1;
   loadDriveLists();
   zeroTableViewDrivesList_ = false;
-  const int driveRow = rowWithPath(drives.driveDictArray, target, "WhetherDiskDict");
+  const int driveRow = diskRowWithPath(drives.driveDictArray, target);
   if (driveRow < 0) return {false, target + " cannot be read as a disk or disk image"};
 
   if (scanMode == 4) {
     if (request.rowKind != ScanTargetRow::kPartition && request.rowKind != ScanTargetRow::kVolume)
       return {false, "partition recovery scans a partition or volume row"};
-    selectedDrvOrVolDict = drives.driveDictArray[static_cast<std::size_t>(driveRow)];
+    selectedDriveRow = drives.driveDictArray[static_cast<std::size_t>(driveRow)];
     readPartitionListOfSelectedDrive();
     std::size_t partitionRow = row;
     if (request.rowKind == ScanTargetRow::kVolume) {
@@ -98,7 +99,7 @@ ScanRequestResult WizardController::selectRequestVolume(const ScanRequest& reque
       return {false, target + " has " + std::to_string(partitionListDictArray.size()) +
                          " HFS+ partitions; there is no row " + std::to_string(partitionRow)};
     isPTListOrPTScanListChosen = 0;
-    selectedVolume = Volume::initWithDictionary(partitionListDictArray[partitionRow], MediaContext{&ui_, &deviceLists_});
+    selectedVolume = Volume::initWithPartitionRow(partitionListDictArray[partitionRow], MediaContext{&ui_, &deviceLists_});
     selectedDrive.reset();
     // As on "PT list": HFS+ goes through "Tree scan mode", FAT takes the standard scan, the rest stays.
     if (contentIs(*selectedVolume, "Apple")) {
@@ -111,31 +112,31 @@ ScanRequestResult WizardController::selectRequestVolume(const ScanRequest& reque
     return {};
   }
 
-  const std::vector<Dict> rows = drivesListRows();
+  const std::vector<DriveRow> rows = drivesListRows();
   int listRow = -1;
   if (request.rowKind == ScanTargetRow::kWholeDisk) {
-    listRow = rowWithPath(rows, target, "WhetherDiskDict");
+    listRow = diskRowWithPath(rows, target);
     if (listRow < 0) return {false, "the disk " + target + " is not offered for this mode"};
   } else if (request.rowKind == ScanTargetRow::kVolume) {
     std::string error;
     const Dict chosen = scanTargetDict(target, -1, static_cast<int>(row), error);
     if (chosen.empty()) return {false, error};
     for (std::size_t i = 0; i < rows.size() && listRow < 0; ++i)
-      if (rows[i].string("Path") == target && rows[i].has("WhetherVolume") &&
-          rows[i].uint64("Volume Start") == chosen.uint64("Volume Start"))
+      if (rows[i].path == target && rows[i].isVolume &&
+          rows[i].otherProperties.uint64(kVolumeStartKey) == chosen.uint64(kVolumeStartKey))
         listRow = static_cast<int>(i);
     if (listRow < 0) return {false, "volume " + std::to_string(row) + " of " + target + " is not offered for this mode"};
   } else {
     return {false, "a partition or lost volume is scanned by partition recovery"};
   }
-  selectedDrvOrVolDict = rows[static_cast<std::size_t>(listRow)];
-  if (selectedDrvOrVolDict.has("WhetherVolume") && selectedDrvOrVolDict.string("Content") == "-") {
+  selectedDriveRow = rows[static_cast<std::size_t>(listRow)];
+  if (selectedDriveRow.isVolume && selectedDriveRow.content == "-") {
     showAlert("Information", "Can not process this volume as it has some corruption");
     return {};
   }
-  selectedVolume = Volume::initWithDictionary(selectedDrvOrVolDict, MediaContext{&ui_, &deviceLists_});
+  selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   if (!selectedVolume) return {};
-  const bool supported = selectedDrvOrVolDict.int64("supportFileSystemRecovery") != 0;
+  const bool supported = selectedDriveRow.supportsFileSystemRecovery();
   if (scanMode == 2 || scanMode == 3) selectedVolume->setFilterTreeForMedia(true);
   if (scanMode == 5) treeScanMode = 1;  // always advanced
   // The fast file recovery of a supported volume goes straight to its scan.

@@ -144,7 +144,7 @@ void WizardController::takeSignatureStep(const SignatureStep& step) {
 
 std::string WizardController::displayName() const {
   if (!selectedVolume) return "";
-  if (!selectedVolume->volumeName.empty() || !selectedDrvOrVolDict.has("WhetherDiskDict"))
+  if (!selectedVolume->volumeName.empty() || !selectedDriveRow.isWholeDisk)
     return selectedVolume->volumeName;
   std::string name = selectedVolume->model;
   for (const std::string* part : {&selectedVolume->serial, &selectedVolume->revision})

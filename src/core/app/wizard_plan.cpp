@@ -35,36 +35,45 @@ class RecordingLauncher : public ScanLauncher {
   bool volumeScanStarted = false;
 };
 
-Dict diskDict() {
-  return Dict{{"WhetherDiskDict", true},       {"Path", kDiskPath},
-              {"Preferred Block Size", 512},   {"Size", kPlanSizeBytes},
-              {"device model", "Plan Disk"},   {"device serial", "0001"},
-              {"device revision", "1.0"},      {"Content", "GUID_partition_scheme"}};
+DriveRow diskRow() {
+  DriveRow disk;
+  disk.isWholeDisk = true;
+  disk.path = kDiskPath;
+  disk.sectorSizeBytes = 512;
+  disk.sizeBytes = kPlanSizeBytes;
+  disk.model = "Plan Disk";
+  disk.serial = "0001";
+  disk.revision = "1.0";
+  disk.content = "GUID_partition_scheme";
+  return disk;
 }
 
-Dict volumeDict(const WizardPlanRequest& r) {
+DriveRow volumeRow(const WizardPlanRequest& r) {
   const bool hfs = r.content.rfind("Apple", 0) == 0;
-  return Dict{{"WhetherVolume", true},
-              {"Path", "/dev/plan-volume"},
-              {"Preferred Block Size", 512},
-              {"Size", kPlanSizeBytes},
-              {"Volume Name", "Untitled"},
-              {"Content", r.content},
-              {"journaled", hfs ? (r.fileSystemRecovery ? "Yes" : "No") : "-"},
-              {"fileSystem", hfs ? 0 : 1},
-              {"supportFileSystemRecovery", r.fileSystemRecovery ? 1 : 0},
-              {"Parent Drive Path", kDiskPath}};
+  DriveRow volume;
+  volume.isVolume = true;
+  volume.path = "/dev/plan-volume";
+  volume.sectorSizeBytes = 512;
+  volume.sizeBytes = kPlanSizeBytes;
+  volume.volumeName = "Untitled";
+  volume.content = r.content;
+  volume.journaled = hfs ? (r.fileSystemRecovery ? "Yes" : "No") : "-";
+  volume.otherProperties.set("fileSystem", hfs ? 0 : 1);
+  volume.fileSystemRecovery = r.fileSystemRecovery ? 1 : 0;
+  volume.parentDrivePath = kDiskPath;
+  return volume;
 }
 
-Dict partitionDict(const WizardPlanRequest& r, int scanType) {
-  Dict d{{"Volume Scan Type", scanType},
-         {"Path", kDiskPath},
-         {"Volume Name", "Untitled"},
-         {"Volume Start", std::uint64_t{409640}},
-         {"Volume Size In Sectors", std::uint64_t{1000000}},
-         {"Content", r.content}};
-  if (scanType == 1) d.set("WhetherAlternateSector", std::uint64_t{0});
-  return d;
+PartitionRow partitionRow(const WizardPlanRequest& r, PartitionScanType scanType) {
+  PartitionRow row;
+  row.scanType = scanType;
+  row.path = kDiskPath;
+  row.volumeName = "Untitled";
+  row.volumeStart = 409640;
+  row.sizeInSectors = 1000000;
+  row.content = r.content;
+  if (scanType == PartitionScanType::kVolumeSearch) row.alternateHeaderSector = 0;
+  return row;
 }
 
 // A small stand-in catalog, so that "Next with types marked" can be planned before real catalogs load.
@@ -102,10 +111,10 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
   MediaSources sources;
   sources.initialDriveList = [&r] {
     DriveListing listing;
-    Dict disk = diskDict();
+    DriveRow disk = diskRow();
     if (r.volumeScanType == 2) {
-      Dict volume = volumeDict(r);
-      disk.set("Children Volume Array", DictArray{volume});
+      const DriveRow volume = volumeRow(r);
+      disk.childVolumes.push_back(volume);
       listing.volumeDictArray.push_back(volume);
       if (r.content.rfind("Apple", 0) == 0) listing.volumeDictArrayHFSOnly.push_back(volume);
     }
@@ -113,7 +122,8 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
     return listing;
   };
   sources.partitionsOfDrive = [&r](DMedia&) {
-    return r.volumeScanType == 0 ? std::vector<Dict>{partitionDict(r, 0)} : std::vector<Dict>{};
+    return r.volumeScanType == 0 ? std::vector<PartitionRow>{partitionRow(r, PartitionScanType::kPartitionMap)}
+                                 : std::vector<PartitionRow>{};
   };
   sources.loadSigData = [](int) { return planCatalog(); };
 
@@ -132,11 +142,11 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
     default: controller.recoverPartitionAndDrivesAdvanced(); break;
   }
 
-  const std::vector<Dict> rows = controller.drivesListRows();
+  const std::vector<DriveRow> rows = controller.drivesListRows();
   const std::string wanted = r.volumeScanType == 2 ? "/dev/plan-volume" : kDiskPath;
   int row = -1;
   for (std::size_t i = 0; i < rows.size(); ++i)
-    if (rows[i].string("Path") == wanted && (r.volumeScanType == 2) == rows[i].has("WhetherVolume")) {
+    if (rows[i].path == wanted && (r.volumeScanType == 2) == rows[i].isVolume) {
       row = static_cast<int>(i);
       break;
     }
@@ -156,7 +166,7 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
       if (r.volumeScanType == 1) {
         controller.checkBoxForScanForVolumesClicked(true);
         controller.ptListNextClicked();
-        if (launcher.volumeScanStarted) controller.showPTScanList({partitionDict(r, 1)});
+        if (launcher.volumeScanStarted) controller.showPTScanList({partitionRow(r, PartitionScanType::kVolumeSearch)});
       } else {
         controller.selectPTListRow(0);
         controller.ptListNextClicked();

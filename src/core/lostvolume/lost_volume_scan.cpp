@@ -46,7 +46,7 @@ struct LostVolumeScan::SweepState {
   std::uint64_t remainingChunks = 0;
 };
 
-void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
+void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<PartitionRow>& foundVolumes,
                                                      std::vector<Dict>& volumeScanFoundArray) {
   search_ = SearchState{};
   const auto sectorBytes = static_cast<std::uint64_t>(std::max<std::int32_t>(media_.u32BytesInSector, 1));
@@ -98,7 +98,7 @@ void LostVolumeScan::initializeForVolumeThoroughScan(std::vector<Dict>& partitio
     }
   }
 
-  for (const Dict& volume : search_.volumeScanArray) partitionScanListDictArray.push_back(volume);
+  for (const PartitionRow& volume : search_.volumeScanArray) foundVolumes.push_back(volume);
 }
 
 bool LostVolumeScan::readHeaderAt(std::uint64_t sector, std::uint32_t offsetInSector) {
@@ -154,7 +154,7 @@ void LostVolumeScan::testVolumeAt(std::uint64_t start, std::uint64_t whetherAlte
   if (usable) {
     const auto& found = search_.volFoundAtSectorArray;
     if (std::find(found.begin(), found.end(), start) != found.end()) {
-      // Only the dictionary this check added goes; one of an earlier volume stays offered.
+      // Only the row this check added goes; one of an earlier volume stays offered.
       if (search_.volumeScanArray.size() > listedBefore) search_.volumeScanArray.pop_back();
     } else {
       Dict row{{"Found Column", foundColumnText(rowSector)}, {"Validity Column", DictValue(validity)}};

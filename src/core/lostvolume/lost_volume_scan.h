@@ -26,10 +26,10 @@ class LostVolumeScan {
 
   // Sweeps the whole disk, reporting to the sink. Rows of the found-volume table ("Found Column",
   // "Validity Column") are appended to `volumeScanFoundArray` as they are found; at the end the volume
-  // dictionaries of volumeScanArray are appended to `partitionScanListDictArray`, which the caller
-  // hands on as the search's result. Unreadable chunks and damaged headers give fewer finds, never an
-  // error. Stops early when the media's abortVolumeScan is set.
-  void initializeForVolumeThoroughScan(std::vector<Dict>& partitionScanListDictArray,
+  // rows of volumeScanArray are appended to `foundVolumes`, which the caller hands on as the search's
+  // result. Unreadable chunks and damaged headers give fewer finds, never an error. Stops early when
+  // the media's abortVolumeScan is set.
+  void initializeForVolumeThoroughScan(std::vector<PartitionRow>& foundVolumes,
                                        std::vector<Dict>& volumeScanFoundArray);
 
   // The plausibility test of a volume header in host order.
@@ -37,7 +37,7 @@ class LostVolumeScan {
 
   // Judges the volume whose header is in vib() and which starts at the media's HPlusVolStart by its
   // catalog: appends a percentage and a word ("Valid", "Partial Valid", "Invalid") to `validity`, and
-  // a volume dictionary to the media's volumeScanArray when the volume is usable.
+  // a volume row to the search's volumeScanArray when the volume is usable.
   // `whetherAlternateSector` is 0 or the sector of the alternate header the volume was found by.
   void verifyVolumeAndGetData(DictArray& validity, std::uint64_t whetherAlternateSector);
 
@@ -59,12 +59,12 @@ class LostVolumeScan {
   [[nodiscard]] std::uint64_t sumLeafChainRecords(std::uint64_t leafRecords);
   // Steps after the leaf walk: the root folder's record names the volume, else the leaf count judges it.
   void judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAlternateSector, const BTHeaderRecord& catalogHeader);
-  [[nodiscard]] Dict volumeDictionary(std::uint64_t whetherAlternateSector, const std::string& name) const;
+  [[nodiscard]] PartitionRow volumeRow(std::uint64_t whetherAlternateSector, const std::string& name) const;
   void sendSubTaskTime(std::chrono::steady_clock::time_point start, double done, double total) const;
 
   // What one search gathers, kept apart from the disk it reads.
   struct SearchState {
-    std::vector<Dict> volumeScanArray;                 // the volumes offered for a scan
+    std::vector<PartitionRow> volumeScanArray;         // the volumes offered for a scan
     std::vector<std::uint64_t> volFoundAtSectorArray;  // starts already listed
     // Headers met before, by creation date, and catalog nodes already visited by the check under way.
     std::unique_ptr<CountedKeyTable> btreeForVIBCreateDate = std::make_unique<CountedKeyTable>();

@@ -43,14 +43,14 @@ bool isCountedLeaf(const BTNodeDescriptor& d) { return d.height == 1 && d.kind =
 std::vector<Extent> catalogOverflowExtents(const DMedia& media, std::uint64_t whetherAlternateSector,
                                            std::uint64_t volumeSectors, std::uint32_t startBlock,
                                            std::uint32_t totalBlocks) {
-  const Dict shape{{"Path", media.path},
-                   {"Preferred Block Size", media.u32BytesInSector},
-                   {"Volume Start", media.HPlusVolStart},
-                   {"Volume Size In Sectors", volumeSectors},
-                   {"Volume Scan Type", 1},
-                   {"WhetherAlternateSector", whetherAlternateSector},
-                   {"Content", "Apple_HFS"}};
-  const std::unique_ptr<Volume> volume = Volume::initWithDictionary(shape, media.context());
+  PartitionRow shape;
+  shape.path = media.path;
+  shape.sectorSizeBytes = static_cast<std::uint64_t>(media.u32BytesInSector);
+  shape.volumeStart = media.HPlusVolStart;
+  shape.sizeInSectors = volumeSectors;
+  shape.scanType = PartitionScanType::kVolumeSearch;
+  shape.alternateHeaderSector = whetherAlternateSector;
+  const std::unique_ptr<Volume> volume = Volume::initWithPartitionRow(shape, media.context());
   HfsVolume hfs(*volume, ProgressSink::none());  // only the extents lookup runs, which reports nothing
   if (!hfs.initializeVIB()) return {};
   volume->extNodeSize = media.extNodeSize;
@@ -71,19 +71,19 @@ void LostVolumeScan::sendSubTaskTime(std::chrono::steady_clock::time_point start
   progress_.report(check);
 }
 
-Dict LostVolumeScan::volumeDictionary(std::uint64_t whetherAlternateSector, const std::string& name) const {
+PartitionRow LostVolumeScan::volumeRow(std::uint64_t whetherAlternateSector, const std::string& name) const {
   const auto sectorBytes = static_cast<std::uint32_t>(media_.u32BytesInSector);
-  Dict volume{{"Volume Start", media_.HPlusVolStart},
-              {"Volume Size In Sectors", std::uint64_t{vib_.totalBlocks} * (vib_.blockSize / sectorBytes)},
-              {"Volume Scan Type", 1},
-              {"Path", media_.path},
-              {"Model", media_.model},
-              {"Serial", media_.serial},
-              {"Revision", media_.revision},
-              {"WhetherAlternateSector", whetherAlternateSector},
-              {"Volume Name", name},
-              {"Content", "Apple_HFS"}};
-  volume.set("Volume Validity", volumeValidity_);
+  PartitionRow volume;
+  volume.volumeStart = media_.HPlusVolStart;
+  volume.sizeInSectors = std::uint64_t{vib_.totalBlocks} * (vib_.blockSize / sectorBytes);
+  volume.scanType = PartitionScanType::kVolumeSearch;
+  volume.path = media_.path;
+  volume.model = media_.model;
+  volume.serial = media_.serial;
+  volume.revision = media_.revision;
+  volume.alternateHeaderSector = whetherAlternateSector;
+  volume.volumeName = name;
+  volume.volumeValidity = volumeValidity_;
   return volume;
 }
 
@@ -197,7 +197,7 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
     const std::uint64_t figure = nodes == 0 ? 0 : leaves * 100 / nodes;
     volumeValidity_ = static_cast<std::uint32_t>(std::min<std::uint64_t>(figure, 100));
     validity = DictArray{DictValue(volumeValidity_), DictValue("Valid")};
-    search_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, "Untitled"));
+    search_.volumeScanArray.push_back(volumeRow(whetherAlternateSector, "Untitled"));
   } else {
     media_.catNodeSize = static_cast<std::int32_t>(catalogHeader->nodeSize / sectorBytes);
     media_.catRootNode = catalogHeader->rootNode;
@@ -237,7 +237,7 @@ void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAl
     const auto folder = parseHFSPlusCatalogFolder(ByteSpan(leaf).subspan(recordAt));
     if (!folder || folder->recordType != kFolderRecordType || folder->folderID != kRootFolderID) return;
     const std::string name = toUtf8(key->name);
-    search_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, name.empty() ? "Untitled" : name));
+    search_.volumeScanArray.push_back(volumeRow(whetherAlternateSector, name.empty() ? "Untitled" : name));
     if (validity.size() >= 2) {
       validity.back() = "Valid";
     } else if (validity.size() == 1) {
@@ -258,7 +258,7 @@ void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAl
     volumeValidity_ = static_cast<std::uint32_t>(figure);
     if (!validity.empty()) validity.front() = volumeValidity_;
   }
-  search_.volumeScanArray.push_back(volumeDictionary(whetherAlternateSector, "Untitled"));
+  search_.volumeScanArray.push_back(volumeRow(whetherAlternateSector, "Untitled"));
 }
 
 }  // namespace nua

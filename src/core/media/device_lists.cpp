@@ -4,8 +4,8 @@ namespace nua {
 
 bool DeviceLists::listsPath(const std::string& path) const {
   for (const auto* list : {&driveDictArray, &volumeDictArray})
-    for (const Dict& d : *list)
-      if (d.string("Path") == path) return true;
+    for (const DriveRow& row : *list)
+      if (row.path == path) return true;
   return false;
 }
 

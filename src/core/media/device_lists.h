@@ -7,14 +7,14 @@
 #include <string>
 #include <vector>
 
-#include "base/dict.h"
+#include "media/rows.h"
 
 namespace nua {
 
 struct DeviceLists {
-  std::vector<Dict> driveDictArray;
-  std::vector<Dict> volumeDictArray;
-  // Whether any drive or volume dictionary has "Path" equal to `path`.
+  std::vector<DriveRow> driveDictArray;
+  std::vector<DriveRow> volumeDictArray;
+  // Whether any drive or volume row has the path `path`.
   [[nodiscard]] bool listsPath(const std::string& path) const;
 };
 

@@ -14,6 +14,7 @@
 #include "base/ui_bridge.h"
 #include "media/device_file.h"
 #include "media/device_lists.h"
+#include "media/rows.h"
 #include "records/extent.h"
 
 namespace nua {
@@ -57,7 +58,7 @@ class DMedia {
   std::uint64_t sizeInBytes = 0;
   std::uint64_t sizeInSect = 0;
   std::string model, serial, revision;
-  std::vector<Dict> volumePMArray;
+  std::vector<PartitionRow> volumePMArray;
   std::int32_t u32BytesInSector = 512;
   std::uint64_t HPlusVolStart = 0;  // NOLINT(readability-identifier-naming): the engine's name
   std::vector<Extent> catalogExt, extentsExt;

@@ -77,9 +77,9 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
 
   DMedia media;
   media.initWithDictionary(drive, {});
-  std::vector<Dict> partitions = PartitionReader(media).listAllPartitions();
+  const std::vector<PartitionRow> partitions = PartitionReader(media).listAllPartitions();
   // Names of the HFS+ partitions come from their catalogs.
-  std::vector<Dict> named;
+  std::vector<PartitionRow> named;
   PartitionReader(media).initialize(named);
 
   std::vector<Dict> entries;
@@ -95,17 +95,16 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
   };
   if (!partitions.empty()) {
     drive.set("Content", "partition map");
-    for (const Dict& p : partitions) {
-      std::string volumeName = p.string("Volume Name");
-      for (const Dict& n : named)
-        if (n.uint64("Volume Start") == p.uint64("Volume Start")) volumeName = n.string("Volume Name");
-      std::string content = p.string("Content");
-      if (content == "Apple_HFSX") content = "Apple_HFS";
-      entries.push_back(volumeFrom(p.uint64("Volume Start"), p.uint64("Volume Size In Sectors"), content, volumeName));
+    for (const PartitionRow& p : partitions) {
+      std::string volumeName = p.volumeName;
+      for (const PartitionRow& n : named)
+        if (n.volumeStart == p.volumeStart) volumeName = n.volumeName;
+      const std::string content = p.content == "Apple_HFSX" ? std::string("Apple_HFS") : p.content;
+      entries.push_back(volumeFrom(p.volumeStart, p.sizeInSectors, content, volumeName));
     }
   } else if (const std::string content = bareFileSystemOrAlternateHfs(head, read, *file); !content.empty()) {
     std::string volumeName = std::filesystem::path(path).stem().string();
-    if (!named.empty()) volumeName = named.front().string("Volume Name");
+    if (!named.empty()) volumeName = named.front().volumeName;
     entries.push_back(volumeFrom(0, file->sizeInBytes() / sectorSize, content, volumeName));
   } else if (volumesOnly) {
     return {};

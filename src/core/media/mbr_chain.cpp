@@ -7,7 +7,8 @@
 
 namespace nua {
 
-bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t firstExtOffset, std::uint32_t sectorSize,
+bool fillPTList(std::vector<MbrChainEntry>& list, std::uint32_t sector, std::uint32_t firstExtOffset,
+                std::uint32_t sectorSize,
                 const SectorReader& read, std::string& reason) {
   if (sectorSize < kMasterBootRecordSize) {
     reason = "sector size " + std::to_string(sectorSize) + " is below one record";
@@ -30,9 +31,7 @@ bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t fir
     // 32-bit sums, as the table's own fields are: a chain never leaves the first 2 TiB of 512 sectors.
     const std::uint32_t base = isExtendedSystemId(entry.systemId) ? firstExtOffset : sector;
     const std::uint32_t start = entry.relativeSector + base;
-    list.push_back(Dict{{"System ID", static_cast<int>(entry.systemId)},
-                        {"Relative Sector", start},
-                        {"Number Of Sectors", entry.numberOfSectors}});
+    list.push_back(MbrChainEntry{entry.systemId, start, entry.numberOfSectors});
   }
   return true;
 }
@@ -45,15 +44,14 @@ MbrChain walkMbrChain(std::uint32_t sectorSize, const SectorReader& read) {
     return chain;
   }
   std::uint32_t firstExtOffset = 0;
-  for (const Dict& entry : chain.entries)
-    if (isExtendedSystemId(static_cast<std::uint8_t>(entry.int64("System ID"))))
-      firstExtOffset = static_cast<std::uint32_t>(entry.uint64("Relative Sector"));
+  for (const MbrChainEntry& entry : chain.entries)
+    if (isExtendedSystemId(entry.systemId)) firstExtOffset = entry.relativeSector;
 
   std::set<std::uint32_t> tablesRead{0};
   // The list grows while it is walked: each extended entry adds the entries of its own table.
   for (std::size_t i = 0; i < chain.entries.size(); ++i) {
-    if (!isExtendedSystemId(static_cast<std::uint8_t>(chain.entries[i].int64("System ID")))) continue;
-    const auto table = static_cast<std::uint32_t>(chain.entries[i].uint64("Relative Sector"));
+    if (!isExtendedSystemId(chain.entries[i].systemId)) continue;
+    const std::uint32_t table = chain.entries[i].relativeSector;
     if (!tablesRead.insert(table).second) {
       chain.stopReason = "loop at table sector " + std::to_string(table);
       break;
@@ -62,7 +60,7 @@ MbrChain walkMbrChain(std::uint32_t sectorSize, const SectorReader& read) {
       chain.stopReason = "more than " + std::to_string(kMaxMbrTables) + " extended tables";
       break;
     }
-    std::vector<Dict> more;
+    std::vector<MbrChainEntry> more;
     if (!fillPTList(more, table, firstExtOffset, sectorSize, read, reason)) {
       if (chain.stopReason.empty()) chain.stopReason = reason;
       continue;

@@ -8,17 +8,21 @@
 #include <string>
 #include <vector>
 
-#include "base/dict.h"
-
 namespace nua {
 
 // Reads one sector of the disk into the buffer (one sector long); false when it cannot be read.
 using SectorReader = std::function<bool(std::uint64_t sector, std::span<std::byte> buffer)>;
 
+// One non-empty entry of a table, its start counted from the start of the disk.
+struct MbrChainEntry {
+  std::uint8_t systemId = 0;
+  std::uint32_t relativeSector = 0;
+  std::uint32_t numberOfSectors = 0;
+};
+
 struct MbrChain {
-  // One dictionary per non-empty entry, in table order: "System ID", "Relative Sector" (from the
-  // start of the disk) and "Number Of Sectors".
-  std::vector<Dict> entries;
+  // Every non-empty entry, in table order.
+  std::vector<MbrChainEntry> entries;
   // Why the walk ended: empty when every table was read, else the first table it refused.
   std::string stopReason;
 };
@@ -26,7 +30,7 @@ struct MbrChain {
 // Appends the entries of the table in `sector` to `list`. The
 // record is the last 512 bytes of the sector. Extended entries are relative to `firstExtOffset`,
 // others to the table's own sector. A table without the 55 AA signature adds nothing.
-[[nodiscard]] bool fillPTList(std::vector<Dict>& list, std::uint32_t sector, std::uint32_t firstExtOffset,
+[[nodiscard]] bool fillPTList(std::vector<MbrChainEntry>& list, std::uint32_t sector, std::uint32_t firstExtOffset,
                               std::uint32_t sectorSize, const SectorReader& read, std::string& reason);
 
 // The whole walk of `readAndInterpretMBR`: the table at sector 0, then every extended entry's table,

@@ -55,13 +55,19 @@ bool PartitionReader::readBytes(std::uint64_t byteOffset, std::span<std::byte> o
   return true;
 }
 
-Dict PartitionReader::partitionDict(std::uint64_t start, std::uint64_t size, const std::string& name) const {
-  return Dict{{"Volume Start", start},     {"Volume Size In Sectors", size}, {"Volume Name", name},
-              {"Volume Scan Type", 0},     {"Path", media_.path},            {"Model", media_.model},
-              {"Serial", media_.serial},   {"Revision", media_.revision},    {"Content", "Apple_HFS"}};
+PartitionRow PartitionReader::partitionRow(std::uint64_t start, std::uint64_t size, const std::string& name) const {
+  PartitionRow row;
+  row.volumeStart = start;
+  row.sizeInSectors = size;
+  row.volumeName = name;
+  row.path = media_.path;
+  row.model = media_.model;
+  row.serial = media_.serial;
+  row.revision = media_.revision;
+  return row;
 }
 
-void PartitionReader::initialize(std::vector<Dict>& partitionListDictArray) {
+void PartitionReader::initialize(std::vector<PartitionRow>& partitions) {
   media_.volumePMArray.clear();
   std::vector<std::byte> head(kHeadBytes, std::byte{0});
   if (!readBytes(0, head)) return;
@@ -86,12 +92,12 @@ void PartitionReader::initialize(std::vector<Dict>& partitionListDictArray) {
   } else {
     bareVolume();
   }
-  for (const Dict& d : media_.volumePMArray) partitionListDictArray.push_back(d);
+  for (const PartitionRow& row : media_.volumePMArray) partitions.push_back(row);
 }
 
-std::vector<Dict> PartitionReader::listAllPartitions() {
+std::vector<PartitionRow> PartitionReader::listAllPartitions() {
   allTypes_ = true;
-  std::vector<Dict> all;
+  std::vector<PartitionRow> all;
   initialize(all);
   allTypes_ = false;
   media_.volumePMArray.clear();
@@ -104,7 +110,7 @@ void PartitionReader::bareVolume() {
   if (!readBytes(1024, mdb)) return;
   if (!isHfsVolumeSignature(be16(mdb, 0)) && !hasAlternateHfsHeader()) return;
   // A volume image without a map is its own one partition, so that partition recovery reaches it.
-  media_.volumePMArray.push_back(partitionDict(0, media_.sizeInSect, "Untitled 1"));
+  media_.volumePMArray.push_back(partitionRow(0, media_.sizeInSect, "Untitled 1"));
   getVolumeNamesPM();
 }
 
@@ -121,20 +127,20 @@ void PartitionReader::readAndInterpretMBR() {
   });
   chainStopReason_ = chain.stopReason;
   int number = 0;
-  for (const Dict& entry : chain.entries) {
-    const auto systemId = static_cast<std::uint8_t>(entry.int64("System ID"));
+  for (const MbrChainEntry& entry : chain.entries) {
+    const std::uint8_t systemId = entry.systemId;
     if (allTypes_ && !isExtendedSystemId(systemId)) {
       char hex[8];
       std::snprintf(hex, sizeof hex, "0x%x", systemId);
-      Dict d = partitionDict(entry.uint64("Relative Sector"), entry.uint64("Number Of Sectors"),
-                             formatText("Untitled %@", {std::to_string(++number)}));
-      d.set("Content", contentForPartitionType("dos", hex));
-      media_.volumePMArray.push_back(d);
+      PartitionRow row = partitionRow(entry.relativeSector, entry.numberOfSectors,
+                                      formatText("Untitled %@", {std::to_string(++number)}));
+      row.content = contentForPartitionType("dos", hex);
+      media_.volumePMArray.push_back(row);
       continue;
     }
     if (systemId != kHfsPlusSystemId) continue;
-    media_.volumePMArray.push_back(partitionDict(entry.uint64("Relative Sector"), entry.uint64("Number Of Sectors"),
-                                                 formatText("Untitled %@", {std::to_string(++number)})));
+    media_.volumePMArray.push_back(partitionRow(entry.relativeSector, entry.numberOfSectors,
+                                                formatText("Untitled %@", {std::to_string(++number)})));
   }
 }
 
@@ -168,9 +174,10 @@ void PartitionReader::readAndInterpretGPT() {
     const bool hfsPlus = entry->typeHigh == kGptHfsPlusTypeHigh && entry->typeLow == kGptHfsPlusTypeLow;
     if (!hfsPlus && !allTypes_) continue;
     const std::uint64_t size = entry->lastLba >= entry->firstLba ? entry->lastLba + 1 - entry->firstLba : 0;
-    Dict d = partitionDict(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name));
-    if (allTypes_) d.set("Content", gptTypeText(raw));
-    media_.volumePMArray.push_back(d);
+    PartitionRow row =
+        partitionRow(entry->firstLba * lbaSize / sectorSize, size * lbaSize / sectorSize, toUtf8(entry->name));
+    if (allTypes_) row.content = gptTypeText(raw);
+    media_.volumePMArray.push_back(row);
   }
 }
 
@@ -193,10 +200,10 @@ void PartitionReader::readAndInterpretPM() {
     if (!entry || entry->signature != kPartitionMapSignature) continue;
     const bool hfsPlus = entry->type == "Apple_HFS" || entry->type == "Apple_HFSX";
     if (!hfsPlus && !allTypes_) continue;
-    Dict d = partitionDict(std::uint64_t{entry->startSector} * blockBytes / sectorSize,
-                           std::uint64_t{entry->sizeInSectors} * blockBytes / sectorSize, entry->name);
-    if (allTypes_) d.set("Content", entry->type);
-    media_.volumePMArray.push_back(d);
+    PartitionRow row = partitionRow(std::uint64_t{entry->startSector} * blockBytes / sectorSize,
+                                    std::uint64_t{entry->sizeInSectors} * blockBytes / sectorSize, entry->name);
+    if (allTypes_) row.content = entry->type;
+    media_.volumePMArray.push_back(row);
   }
 }
 

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "base/dict.h"
 #include "media/dmedia.h"
 #include "ondisk/volume_information_block.h"
 #include "records/extent.h"
@@ -18,17 +17,16 @@ class PartitionReader {
  public:
   explicit PartitionReader(DMedia& media) : media_(media) {}
 
-  // Finds the scheme and appends one partition dictionary per HFS+ partition to
-  // `partitionListDictArray` ("Volume Start", "Volume Size In Sectors", "Volume Name",
-  // "Volume Scan Type" 0, "Path", "Model", "Serial", "Revision", "Content" "Apple_HFS"). Unreadable or
-  // damaged maps give a short or empty list, never an error.
-  void initialize(std::vector<Dict>& partitionListDictArray);
+  // Finds the scheme and appends one row per HFS+ partition to `partitions` (found in the map,
+  // content "Apple_HFS", on the drive of the DMedia). Unreadable or damaged maps give a short or
+  // empty list, never an error.
+  void initialize(std::vector<PartitionRow>& partitions);
 
   // The scheme readers fill the DMedia's volumePMArray.
   void readAndInterpretMBR();
   void readAndInterpretGPT();
   void readAndInterpretPM();
-  // Replace "Volume Name" by the volume's own name where its catalog can be read.
+  // Replace the row's volume name by the volume's own name where its catalog can be read.
   void getVolumeNamesGPT();
   void getVolumeNamesPM();
 
@@ -39,9 +37,9 @@ class PartitionReader {
   [[nodiscard]] std::vector<Extent> extentsForID(std::uint32_t fileID, std::uint8_t fork, std::uint32_t startBlock,
                                                  std::uint32_t totalBlocks);
 
-  // Every partition of the map whatever its type, unnamed, with "Content" in the names discovery
+  // Every partition of the map whatever its type, unnamed, with the content in the names discovery
   // uses ("Apple_HFS", "Windows_FAT_32", a GPT type GUID, ...); used to list the volumes of an image.
-  [[nodiscard]] std::vector<Dict> listAllPartitions();
+  [[nodiscard]] std::vector<PartitionRow> listAllPartitions();
 
   // Why the last MBR chain walk stopped early, or empty.
   [[nodiscard]] const std::string& chainStopReason() const { return chainStopReason_; }
@@ -51,11 +49,11 @@ class PartitionReader {
 
  private:
   [[nodiscard]] bool readBytes(std::uint64_t byteOffset, std::span<std::byte> out);
-  [[nodiscard]] Dict partitionDict(std::uint64_t start, std::uint64_t size, const std::string& name) const;
+  [[nodiscard]] PartitionRow partitionRow(std::uint64_t start, std::uint64_t size, const std::string& name) const;
   // Sets HPlusVolStart and reads the volume header there; false when it is not HFS+.
   [[nodiscard]] bool readVolumeHeaderAt(std::uint64_t volumeStart, bool checkSignature);
   // Steps 2 to 7 of the catalog name lookup for the volume at HPlusVolStart.
-  void nameFromCatalog(Dict& partition);
+  void nameFromCatalog(PartitionRow& partition);
   // A map-less volume: its primary header, or, when that is lost, its alternate at the end.
   void bareVolume();
   [[nodiscard]] bool hasAlternateHfsHeader();

@@ -33,17 +33,17 @@ bool PartitionReader::readVolumeHeaderAt(std::uint64_t volumeStart, bool checkSi
 }
 
 void PartitionReader::getVolumeNamesGPT() {
-  for (Dict& partition : media_.volumePMArray) {
-    if (partition.string("Content") != "Apple_HFS") continue;
-    if (!readVolumeHeaderAt(partition.uint64("Volume Start"), true)) continue;
+  for (PartitionRow& partition : media_.volumePMArray) {
+    if (partition.content != "Apple_HFS") continue;
+    if (!readVolumeHeaderAt(partition.volumeStart, true)) continue;
     nameFromCatalog(partition);
   }
 }
 
 void PartitionReader::getVolumeNamesPM() {
   const auto sectorSize = static_cast<std::uint64_t>(media_.u32BytesInSector);
-  for (Dict& partition : media_.volumePMArray) {
-    const std::uint64_t start = partition.uint64("Volume Start");
+  for (PartitionRow& partition : media_.volumePMArray) {
+    const std::uint64_t start = partition.volumeStart;
     if (start > (UINT64_MAX - 1024) / sectorSize) continue;
     std::vector<std::byte> raw(kMasterDirectoryBlockSize, std::byte{0});
     if (!readBytes(start * sectorSize + 1024, raw)) continue;
@@ -52,7 +52,7 @@ void PartitionReader::getVolumeNamesPM() {
     if (isHfsPlusSignature(mdb->drSigWord)) {
       if (readVolumeHeaderAt(start, false)) nameFromCatalog(partition);
     } else if (mdb->drSigWord == kSignatureBD) {
-      if (!mdb->drVN.empty()) partition.set("Volume Name", mdb->drVN);
+      if (!mdb->drVN.empty()) partition.volumeName = mdb->drVN;
       if (!isHfsPlusSignature(mdb->drEmbedSigWord)) continue;
       // The embedded volume's own root name wins over the wrapper's.
       const std::uint64_t embedded =
@@ -62,7 +62,7 @@ void PartitionReader::getVolumeNamesPM() {
   }
 }
 
-void PartitionReader::nameFromCatalog(Dict& partition) {
+void PartitionReader::nameFromCatalog(PartitionRow& partition) {
   const auto sectorSize = static_cast<std::uint32_t>(media_.u32BytesInSector);
   media_.catalogExt.clear();
   media_.extentsExt.clear();
@@ -109,7 +109,7 @@ void PartitionReader::nameFromCatalog(Dict& partition) {
   if (leafSector == 0) return;
   std::vector<std::byte> leaf(2 * static_cast<std::size_t>(sectorSize), std::byte{0});
   if (!media_.readSector(leafSector, 2, leaf)) return;
-  if (const auto name = parseRootFolderName(leaf); name && !name->empty()) partition.set("Volume Name", *name);
+  if (const auto name = parseRootFolderName(leaf); name && !name->empty()) partition.volumeName = *name;
 }
 
 namespace {

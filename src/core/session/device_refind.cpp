@@ -14,41 +14,40 @@ std::vector<std::byte> readFirst5Sectors(const std::string& path, std::int32_t b
   return buffer;
 }
 
-int checkDriveAvailability(const std::vector<Dict>& driveDictArray, const std::vector<std::byte>& first5Sectors,
+int checkDriveAvailability(const std::vector<DriveRow>& driveDictArray, const std::vector<std::byte>& first5Sectors,
                            std::int32_t bytesPerSector) {
   if (first5Sectors.empty()) return -1;
   for (std::size_t i = 0; i < driveDictArray.size(); ++i) {
-    const std::vector<std::byte> head = readFirst5Sectors(driveDictArray[i].string("Path"), bytesPerSector);
+    const std::vector<std::byte> head = readFirst5Sectors(driveDictArray[i].path, bytesPerSector);
     if (head == first5Sectors) return static_cast<int>(i);
   }
   return -1;
 }
 
-bool checkDrivePath(const std::string& path, const std::vector<Dict>& driveDictArray, int index) {
+bool checkDrivePath(const std::string& path, const std::vector<DriveRow>& driveDictArray, int index) {
   if (index < 0 || static_cast<std::size_t>(index) >= driveDictArray.size()) return false;
-  return driveDictArray[static_cast<std::size_t>(index)].string("Path") != path;
+  return driveDictArray[static_cast<std::size_t>(index)].path != path;
 }
 
-VolumeAvailability checkVolumeAvailability(const std::vector<Dict>& volumeDictArray, std::uint64_t sizeInSect,
+VolumeAvailability checkVolumeAvailability(const std::vector<DriveRow>& volumeDictArray, std::uint64_t sizeInSect,
                                            const std::string& volumeName, std::int32_t bytesPerSector,
                                            const std::string& path) {
   VolumeAvailability found;
   const auto sectorBytes = static_cast<std::uint64_t>(std::max<std::int32_t>(bytesPerSector, 1));
   for (std::size_t i = 0; i < volumeDictArray.size(); ++i) {
-    const Dict& volume = volumeDictArray[i];
-    if (volume.uint64("Size") / sectorBytes != sizeInSect || volume.string("Volume Name") != volumeName) continue;
+    const DriveRow& volume = volumeDictArray[i];
+    if (volume.sizeBytes.value_or(0) / sectorBytes != sizeInSect || volume.volumeName != volumeName) continue;
     found.foundVolumeDictArrayIndex = static_cast<int>(i);
-    found.foundDrivePathIsDifferent = volume.string("Path") != path;
+    found.foundDrivePathIsDifferent = volume.path != path;
     break;
   }
   return found;
 }
 
-void replaceDrivePathInDicts(std::vector<Dict>& dicts, const std::string& oldPath, const std::string& newPath) {
+void replaceDrivePathInRows(std::vector<PartitionRow>& rows, const std::string& oldPath, const std::string& newPath) {
   if (oldPath.empty()) return;
-  for (Dict& dict : dicts) {
-    const std::string path = dict.string("Path");
-    if (path.compare(0, oldPath.size(), oldPath) == 0) dict.set("Path", newPath + path.substr(oldPath.size()));
+  for (PartitionRow& row : rows) {
+    if (row.path.compare(0, oldPath.size(), oldPath) == 0) row.path = newPath + row.path.substr(oldPath.size());
   }
 }
 

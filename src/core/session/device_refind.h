@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "base/dict.h"
+#include "media/rows.h"
 
 namespace nua {
 
@@ -17,12 +18,12 @@ namespace nua {
 
 // `checkDriveAvailability`: the index of the first drive whose first 5 sectors (of bytesPerSector
 // bytes) equal first5Sectors, or -1 (driveNotConnected).
-[[nodiscard]] int checkDriveAvailability(const std::vector<Dict>& driveDictArray,
+[[nodiscard]] int checkDriveAvailability(const std::vector<DriveRow>& driveDictArray,
                                          const std::vector<std::byte>& first5Sectors, std::int32_t bytesPerSector);
 
 // `checkDrivePath`: whether the drive found at index has another "Path" than path. No drive found
 // (index outside the list) is no difference.
-[[nodiscard]] bool checkDrivePath(const std::string& path, const std::vector<Dict>& driveDictArray, int index);
+[[nodiscard]] bool checkDrivePath(const std::string& path, const std::vector<DriveRow>& driveDictArray, int index);
 
 struct VolumeAvailability {
   int foundVolumeDictArrayIndex = -1;  // -1: volumeNotConnected
@@ -31,12 +32,12 @@ struct VolumeAvailability {
 
 // `checkVolumeAvailability`: the first volume whose "Size" / bytesPerSector equals sizeInSect and
 // whose "Volume Name" equals volumeName; the path plays no part in the match.
-[[nodiscard]] VolumeAvailability checkVolumeAvailability(const std::vector<Dict>& volumeDictArray,
+[[nodiscard]] VolumeAvailability checkVolumeAvailability(const std::vector<DriveRow>& volumeDictArray,
                                                          std::uint64_t sizeInSect, const std::string& volumeName,
                                                          std::int32_t bytesPerSector, const std::string& path);
 
-// After a drive moved from oldPath to newPath: each "Path" that begins with oldPath (the drive's
+// After a drive moved from oldPath to newPath: each row path that begins with oldPath (the drive's
 // device or one of its partitions) begins with newPath instead.
-void replaceDrivePathInDicts(std::vector<Dict>& dicts, const std::string& oldPath, const std::string& newPath);
+void replaceDrivePathInRows(std::vector<PartitionRow>& rows, const std::string& oldPath, const std::string& newPath);
 
 }  // namespace nua

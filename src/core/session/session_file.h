@@ -33,8 +33,8 @@ struct SessionContents {
   std::int32_t scanMode = -1;
   std::int32_t rawSearchMode = -1;
   std::int32_t isPTListOrPTScanListChosen = -1;
-  std::vector<Dict> partitionListDictArray;
-  std::vector<Dict> partitionScanListDictArray;
+  std::vector<PartitionRow> partitionListDictArray;
+  std::vector<PartitionRow> partitionScanListDictArray;
   bool hasFirst5Sectors = false;          // the flag: the 5 sectors follow
   std::vector<std::byte> first5Sectors;   // 5 x u32BytesInSector bytes when the flag is set
 };

@@ -301,12 +301,12 @@ SessionReadResult readScanInfo(const std::string& path, SessionProgress* progres
   const int blobs = partitionBlobCount(c.rawSearchMode, c.isPTListOrPTScanListChosen);
   for (int i = 0; i < blobs; ++i) {
     if (!readBlob(in, in.size(), value, result.reason)) return result;
-    Parsed<std::vector<Dict>> dicts = decodeDictArray(value);
-    if (!dicts) {
-      result.reason = dicts.reason;
+    Parsed<std::vector<PartitionRow>> rows = decodePartitionRows(value);
+    if (!rows) {
+      result.reason = rows.reason;
       return result;
     }
-    (i == 0 ? c.partitionListDictArray : c.partitionScanListDictArray) = *dicts.value;
+    (i == 0 ? c.partitionListDictArray : c.partitionScanListDictArray) = *rows.value;
   }
   if (!in.readU32(flag) || flag > 1) {
     result.reason = at("first-sectors flag neither 0 nor 1", in.position());

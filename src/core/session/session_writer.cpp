@@ -171,8 +171,8 @@ SessionWriteResult saveScanInfo(const std::string& path, const SessionContents& 
   out.putU32(static_cast<std::uint32_t>(contents.rawSearchMode));
   out.putU32(static_cast<std::uint32_t>(contents.isPTListOrPTScanListChosen));
   const int blobs = partitionBlobCount(contents.rawSearchMode, contents.isPTListOrPTScanListChosen);
-  if (blobs >= 1) out.put(archivedBlob(encodeDictArray(contents.partitionListDictArray)));
-  if (blobs == 2) out.put(archivedBlob(encodeDictArray(contents.partitionScanListDictArray)));
+  if (blobs >= 1) out.put(archivedBlob(encodePartitionRows(contents.partitionListDictArray)));
+  if (blobs == 2) out.put(archivedBlob(encodePartitionRows(contents.partitionScanListDictArray)));
   const std::size_t sectorBytes =
       static_cast<std::size_t>(kSessionFirstSectorCount) * static_cast<std::size_t>(contents.volume->u32BytesInSector);
   const bool withSectors = contents.hasFirst5Sectors && contents.first5Sectors.size() == sectorBytes;

@@ -249,24 +249,24 @@ std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& v) {
   return copy;
 }
 
-KeyedValue encodeDictArray(const std::vector<Dict>& dicts) {
+KeyedValue encodePartitionRows(const std::vector<PartitionRow>& rows) {
   std::vector<KeyedValue> items;
-  items.reserve(dicts.size());
-  for (const Dict& dict : dicts) items.push_back(encodeDict(dict));
+  items.reserve(rows.size());
+  for (const PartitionRow& row : rows) items.push_back(encodeDict(row.toDict()));
   return KeyedValue::array(std::move(items));
 }
 
-Parsed<std::vector<Dict>> decodeDictArray(const KeyedValue& value) {
-  using Result = Parsed<std::vector<Dict>>;
+Parsed<std::vector<PartitionRow>> decodePartitionRows(const KeyedValue& value) {
+  using Result = Parsed<std::vector<PartitionRow>>;
   if (value.kind() != KeyedKind::kArray) return Result::failure("session partitions: the blob holds no array");
-  std::vector<Dict> dicts;
-  dicts.reserve(value.asArray().size());
+  std::vector<PartitionRow> rows;
+  rows.reserve(value.asArray().size());
   for (const KeyedValue& item : value.asArray()) {
     Dict dict;
     if (!decodeDict(item, dict)) return Result::failure("session partitions: an element is not a dictionary");
-    dicts.push_back(std::move(dict));
+    rows.push_back(PartitionRow::fromDict(dict));
   }
-  return Result::success(std::move(dicts));
+  return Result::success(std::move(rows));
 }
 
 }  // namespace nua

@@ -1,4 +1,4 @@
-// The Volume of a session as a keyed object, the partition dictionaries as keyed values, and the copy
+// The Volume of a session as a keyed object, the partition rows as keyed values, and the copy
 // of a Volume that a session keeps. Keys and kinds are listed in docs/session-file.md.
 #pragma once
 
@@ -23,8 +23,9 @@ namespace nua {
 // find its drive again.
 [[nodiscard]] std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& volume);
 
-// An array of drive, volume or partition dictionaries, each an object of class "Dict".
-[[nodiscard]] KeyedValue encodeDictArray(const std::vector<Dict>& dicts);
-[[nodiscard]] Parsed<std::vector<Dict>> decodeDictArray(const KeyedValue& value);
+// A partition list as a session stores it: an array of objects of class "Dict", one per row, under the
+// row's keys.
+[[nodiscard]] KeyedValue encodePartitionRows(const std::vector<PartitionRow>& rows);
+[[nodiscard]] Parsed<std::vector<PartitionRow>> decodePartitionRows(const KeyedValue& value);
 
 }  // namespace nua

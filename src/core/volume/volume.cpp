@@ -144,6 +144,10 @@ std::unique_ptr<Volume> Volume::initWithDictionary(const Dict& dict, MediaContex
   return volume;
 }
 
+std::unique_ptr<Volume> Volume::initWithPartitionRow(const PartitionRow& row, MediaContext context) {
+  return initWithDictionary(row.toDict(), context);
+}
+
 void Volume::readDiskShape(const Dict& dict) {
   DMedia::initWithDictionary(dict, context());
   volumeScanType = 3;

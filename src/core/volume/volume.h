@@ -37,6 +37,8 @@ class Volume : public DMedia {
   // neither (a partition-map or lost volume, by "Volume Scan Type"). Every shape makes every table,
   // and btreeAdvScan is the same table as btree.
   [[nodiscard]] static std::unique_ptr<Volume> initWithDictionary(const Dict& dict, MediaContext context);
+  // The partition shape, from a row of a partition list or of the lost-volume search.
+  [[nodiscard]] static std::unique_ptr<Volume> initWithPartitionRow(const PartitionRow& row, MediaContext context);
 
   // Start and end of a signature search, in percent of the range.
   void setRawSearchStart(float start, float end) {
