@@ -1,6 +1,7 @@
 // The two fragment searches: every sector of the volume, or every sector of the journal, tested at
 // its tail for the end of a catalog leaf node.
 #include "hfs/catalog_fragments.h"
+#include "hfs/detail/journal_pass.h"
 
 #include <algorithm>
 #include <chrono>
@@ -126,21 +127,11 @@ void searchCatFragsForDeletedFiles(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   const auto sectorBytes = static_cast<std::uint64_t>(v.u32BytesInSector);
   v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
-  std::uint64_t sectors = sectorBytes != 0 ? v.journalSize / sectorBytes : 0;
-  const std::uint64_t journalFirst = v.HPlusVolStart + (sectorBytes != 0 ? v.journalStart / sectorBytes : 0);
-  // The journal info block is read from disk: a journal said to run past the volume is cut at its end.
-  const std::uint64_t volumeEnd = v.startSector + v.sizeInSect;
-  sectors = journalFirst >= volumeEnd ? 0 : std::min(sectors, volumeEnd - journalFirst);
+  const detail::JournalSectors journal = detail::journalSectors(v);
+  const std::uint64_t sectors = journal.count;
+  const std::uint64_t journalFirst = journal.first;
   ProgressSink& progress = hfs.progress();
-  ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
-  begins.bar = ProgressBar::kDeterminate;
-  begins.barValue = 0;
-  progress.report(begins);
-  ScanProgress bar;
-  bar.barMaximum = sectors;
-  bar.barMinimum = 0;
-  progress.report(bar);
-  progress.report(ScanProgress{});  // blanks the time left
+  detail::reportJournalPassStart(progress, progress_text::kScanStatus, sectors);
   std::vector<std::byte> tail(sectorBytes);
   std::vector<std::byte> head(sectorBytes);
   const Clock::time_point start = Clock::now();

@@ -1,6 +1,7 @@
 // The journal's old extents-overflow leaves, read for files found deleted, and the placing of the
 // extent groups that arrived before the extents they follow.
 #include "hfs/journal_extent_search.h"
+#include "hfs/detail/journal_pass.h"
 
 #include <algorithm>
 #include <chrono>
@@ -92,21 +93,11 @@ bool looksLikeExtentsLeafNode(ByteSpan firstSector) {
 void searchJournalForExtraExtents(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   const auto sectorBytes = static_cast<std::uint64_t>(v.u32BytesInSector);
-  std::uint64_t sectors = sectorBytes != 0 ? v.journalSize / sectorBytes : 0;
-  const std::uint64_t journalFirst = v.HPlusVolStart + (sectorBytes != 0 ? v.journalStart / sectorBytes : 0);
-  // The journal info block is read from disk: a journal said to run past the volume is cut at its end.
-  const std::uint64_t volumeEnd = v.startSector + v.sizeInSect;
-  sectors = journalFirst >= volumeEnd ? 0 : std::min(sectors, volumeEnd - journalFirst);
+  const detail::JournalSectors journal = detail::journalSectors(v);
+  const std::uint64_t sectors = journal.count;
+  const std::uint64_t journalFirst = journal.first;
   ProgressSink& progress = hfs.progress();
-  ScanProgress begins = ScanProgress::withStatus(progress_text::kSearchingExtraExtents);
-  begins.bar = ProgressBar::kDeterminate;
-  begins.barValue = 0;
-  progress.report(begins);
-  ScanProgress bar;
-  bar.barMaximum = sectors;
-  bar.barMinimum = 0;
-  progress.report(bar);
-  progress.report(ScanProgress{});  // blanks the time left
+  detail::reportJournalPassStart(progress, progress_text::kSearchingExtraExtents, sectors);
   if (sectors < 1 || !v.btree || v.blockSize <= 0) return;
   const std::uint64_t blockBytes = hfs.blockBytes();
   std::vector<std::byte> first(sectorBytes);
