@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     media.initWithDictionary(nua::Dict{{"Path", image.path()}, {"Preferred Block Size", sectorSize},
                                        {"Size", static_cast<std::uint64_t>(size)}},
                              nua::MediaContext{});
-    std::vector<nua::Dict> rows;
+    std::vector<nua::PartitionRow> rows;
     nua::PartitionReader(media).initialize(rows);
     nua::DMedia again;
     again.initWithDictionary(nua::Dict{{"Path", image.path()}, {"Preferred Block Size", sectorSize},
