@@ -54,11 +54,11 @@ TEST_P(FuzzVolume, EveryCorruptedCopyIsWalkedToAnEnd) {
   auto clean = testing::walkFat(image, 0, sectors);
   ASSERT_EQ(clean.answer, 1);
   const Volume& cv = *clean.volume;
-  const std::uint64_t dataStart = cv.u64SaveVolumeStart * 512;
+  const std::uint64_t dataStart = cv.fat.u64SaveVolumeStart * 512;
   const std::vector<Region> regions = {
       {0, 512},                                                // boot sector
-      {std::uint64_t{cv.u16ReservedSectorCount} * 512, 1024},  // the first table's head
-      {std::uint64_t{cv.u32RootDirectoryStart} * 512, 2048},   // root directory
+      {std::uint64_t{cv.fat.u16ReservedSectorCount} * 512, 1024},  // the first table's head
+      {std::uint64_t{cv.fat.u32RootDirectoryStart} * 512, 2048},   // root directory
       {dataStart, 16 * 1024}};                                 // folders and file data
   std::fstream file(image, std::ios::in | std::ios::out | std::ios::binary);
   ASSERT_TRUE(file.good());

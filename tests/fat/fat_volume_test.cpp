@@ -128,7 +128,7 @@ TEST(DamagedFat, TablesThatDisagreeStillGiveTheTreeOfTheFirst) {
     const KitImage image = makeKitImage("fat-second-fat-differs", options);
     ASSERT_TRUE(image.error.empty()) << image.error;
     auto walked = walkImage(image);
-    EXPECT_EQ(walked.volume->bFATOneIsHealthy, !badFirstMedia);
+    EXPECT_EQ(walked.volume->fat.bFATOneIsHealthy, !badFirstMedia);
     const auto tree = testing::entriesByPath(walked.volume->dirRoot);
     const auto report = tree.find("Documents/Quarterly report 2014.txt");
     ASSERT_NE(report, tree.end());

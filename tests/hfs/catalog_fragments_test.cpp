@@ -94,8 +94,8 @@ TEST(FragmentShape, RandomNodesNeverCrashTheReader) {
   HfsVolume hfs(*volume, ProgressSink::none());
   searchCatFrags(hfs);
   volume->catNodeSize = 8;
-  volume->journalStart = 0;
-  volume->journalSize = bytes.size();
+  volume->catalog.journalStart = 0;
+  volume->catalog.journalSize = bytes.size();
   searchCatFragsForDeletedFiles(hfs);
   SUCCEED();
 }

@@ -270,7 +270,7 @@ TEST(DeletedFileScan, JournalPastTheVolumeEndIsCut) {
   hfs.fillVIB();
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
   hfs.getJournalSizeAndStart();
-  v->journalSize = ~std::uint64_t{0};
+  v->catalog.journalSize = ~std::uint64_t{0};
   searchJournalForExtraExtents(hfs);
   bool sawMax = false;
   for (const ScanProgress& p : sink.updates)

@@ -89,23 +89,23 @@ TEST(LeafNodeSearch, EnumerationListsEveryLeafInChainOrder) {
   ASSERT_TRUE(image.error.empty()) << image.error;
   ASSERT_GE(level2Chain(image).size(), 3u);
   Opened o = open(image);
-  ASSERT_GE(o.volume->catTreeDepth, 3);
+  ASSERT_GE(o.volume->catalog.catTreeDepth, 3);
   enumerateLevel2IndexNodes(*o.hfs);
-  EXPECT_FALSE(o.volume->level2IndexNodeHasProblems);
-  EXPECT_EQ(o.volume->leafNodePointerArray, leafChain(image));
+  EXPECT_FALSE(o.volume->catalog.level2IndexNodeHasProblems);
+  EXPECT_EQ(o.volume->catalog.leafNodePointerArray, leafChain(image));
   findLeafNodesForCatalogWalk(*o.hfs);
-  EXPECT_TRUE(o.volume->leafNodePointerTotalArray.empty());  // no problem, no search of the whole file
+  EXPECT_TRUE(o.volume->catalog.leafNodePointerTotalArray.empty());  // no problem, no search of the whole file
 }
 
 TEST(LeafNodeSearch, OneLevelTreeGathersNothing) {
   const KitImage image = testing::makeKitImage("hfs-basic");
   ASSERT_TRUE(image.error.empty()) << image.error;
   Opened o = open(image);
-  ASSERT_EQ(o.volume->catTreeDepth, 1);
+  ASSERT_EQ(o.volume->catalog.catTreeDepth, 1);
   findLeafNodesForCatalogWalk(*o.hfs);
-  EXPECT_TRUE(o.volume->leafNodePointerArray.empty());
-  EXPECT_TRUE(o.volume->leafNodePointerTotalArray.empty());
-  EXPECT_FALSE(o.volume->level2IndexNodeHasProblems);
+  EXPECT_TRUE(o.volume->catalog.leafNodePointerArray.empty());
+  EXPECT_TRUE(o.volume->catalog.leafNodePointerTotalArray.empty());
+  EXPECT_FALSE(o.volume->catalog.level2IndexNodeHasProblems);
 }
 
 TEST(LeafNodeSearch, LostRootIsReplacedByTheLevel2SearchAndTheLeafSearch) {
@@ -114,14 +114,14 @@ TEST(LeafNodeSearch, LostRootIsReplacedByTheLevel2SearchAndTheLeafSearch) {
   zeroNode(image, image.manifest.volumes.at(0).extra.at("catalogFile").at("rootNode").get<std::uint32_t>());
   Opened o = open(image);
   enumerateLevel2IndexNodes(*o.hfs);
-  EXPECT_TRUE(o.volume->level2IndexNodeHasProblems);
-  EXPECT_TRUE(o.volume->leafNodePointerArray.empty());
+  EXPECT_TRUE(o.volume->catalog.level2IndexNodeHasProblems);
+  EXPECT_TRUE(o.volume->catalog.leafNodePointerArray.empty());
   findLeafNodesForCatalogWalk(*o.hfs);
   // The search walks left from what it found and collects the whole level, as the enumeration would.
-  EXPECT_EQ(o.volume->leafNodePointerArray, leafChain(image));
+  EXPECT_EQ(o.volume->catalog.leafNodePointerArray, leafChain(image));
   auto sortedLeaves = leafChain(image);
   std::sort(sortedLeaves.begin(), sortedLeaves.end());
-  EXPECT_EQ(o.volume->leafNodePointerTotalArray, sortedLeaves);
+  EXPECT_EQ(o.volume->catalog.leafNodePointerTotalArray, sortedLeaves);
 }
 
 TEST(LeafNodeSearch, BrokenLevel2ChainKeepsThePointersUpToTheBreak) {
@@ -133,16 +133,16 @@ TEST(LeafNodeSearch, BrokenLevel2ChainKeepsThePointersUpToTheBreak) {
   zeroNode(image, level2[1]);
   Opened o = open(image);
   enumerateLevel2IndexNodes(*o.hfs);
-  EXPECT_TRUE(o.volume->level2IndexNodeHasProblems);
-  const std::vector<std::uint32_t> upToBreak = o.volume->leafNodePointerArray;
+  EXPECT_TRUE(o.volume->catalog.level2IndexNodeHasProblems);
+  const std::vector<std::uint32_t> upToBreak = o.volume->catalog.leafNodePointerArray;
   ASSERT_FALSE(upToBreak.empty());
   EXPECT_TRUE(std::equal(upToBreak.begin(), upToBreak.end(), leaves.begin()));
   EXPECT_LT(upToBreak.size(), leaves.size());
   findLeafNodesForCatalogWalk(*o.hfs);
   // The search appends behind what the enumeration had, and the leaf search lists the rest.
-  EXPECT_GT(o.volume->leafNodePointerArray.size(), upToBreak.size());
-  EXPECT_TRUE(std::equal(upToBreak.begin(), upToBreak.end(), o.volume->leafNodePointerArray.begin()));
-  EXPECT_EQ(o.volume->leafNodePointerTotalArray.size(), leaves.size());
+  EXPECT_GT(o.volume->catalog.leafNodePointerArray.size(), upToBreak.size());
+  EXPECT_TRUE(std::equal(upToBreak.begin(), upToBreak.end(), o.volume->catalog.leafNodePointerArray.begin()));
+  EXPECT_EQ(o.volume->catalog.leafNodePointerTotalArray.size(), leaves.size());
 }
 
 TEST(LeafNodeSearch, ProgressCountsTheCatalogNodes) {

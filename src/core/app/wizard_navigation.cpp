@@ -91,15 +91,19 @@ void WizardNavigation::ptListBackClicked() {
   controller_.runSheetForDrivesLoading();
 }
 
-void WizardNavigation::ptScanListBackClicked() {
-  controller_.selectedDrive.reset();
-  controller_.view_.reloadTable(WizardTable::kPTList);
+void WizardNavigation::showPTListUnselected() {
   controller_.scanForVolumesBox_ = false;
   controller_.view_.setChecked(WizardControl::kScanForVolumesBox, false);
   controller_.view_.showTab("PT list");
   controller_.ptListSelection_ = -1;
   controller_.view_.deselect(WizardTable::kPTList);
   controller_.view_.setEnabled(WizardControl::kPTListNext, false);
+}
+
+void WizardNavigation::ptScanListBackClicked() {
+  controller_.selectedDrive.reset();
+  controller_.view_.reloadTable(WizardTable::kPTList);
+  showPTListUnselected();
   controller_.isPTListOrPTScanListChosen = -1;
 }
 
@@ -112,12 +116,7 @@ void WizardNavigation::treeScanModeBackClicked() {
     controller_.view_.deselect(WizardTable::kPTScanList);
     controller_.view_.setEnabled(WizardControl::kPTScanListNext, false);
   } else if (controller_.isPTListOrPTScanListChosen == 0) {
-    controller_.scanForVolumesBox_ = false;
-    controller_.view_.setChecked(WizardControl::kScanForVolumesBox, false);
-    controller_.view_.showTab("PT list");
-    controller_.ptListSelection_ = -1;
-    controller_.view_.deselect(WizardTable::kPTList);
-    controller_.view_.setEnabled(WizardControl::kPTListNext, false);
+    showPTListUnselected();
   }
   if (controller_.selectedVolume) controller_.freeTree(false);
 }
@@ -192,12 +191,7 @@ void WizardNavigation::treeBackButtonClicked() {
     default:
       controller_.freeTree(false);
       controller_.view_.reloadTable(WizardTable::kPTList);
-      controller_.scanForVolumesBox_ = false;
-      controller_.view_.setChecked(WizardControl::kScanForVolumesBox, false);
-      controller_.view_.showTab("PT list");
-      controller_.ptListSelection_ = -1;
-      controller_.view_.deselect(WizardTable::kPTList);
-      controller_.view_.setEnabled(WizardControl::kPTListNext, false);
+      showPTListUnselected();
       break;
   }
 }

@@ -33,6 +33,8 @@ class WizardNavigation {
   void treeBackButtonClicked();
 
  private:
+  // "PT list" with the search box cleared and no row selected, so Next waits for a new choice.
+  void showPTListUnselected();
   WizardController& controller_;
 };
 

@@ -93,7 +93,7 @@ void ExfatVolume::readRootTables(const ExfatGeometry& geometry, std::uint32_t ro
 
 std::uint8_t ExfatVolume::startExfatFileSystemRecovery() {
   Volume& v = volume_;
-  v.u16ProcessedDirEntryInRootDirectory = 0;
+  v.fat.u16ProcessedDirEntryInRootDirectory = 0;
   std::string reason;
   const std::optional<ExfatBootSector> boot = readBootRegion(reason);
   const std::optional<ExfatGeometry> geometry = boot ? std::optional(ExfatGeometry::of(*boot)) : std::nullopt;
@@ -106,13 +106,13 @@ std::uint8_t ExfatVolume::startExfatFileSystemRecovery() {
     return 0;
   }
   v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
-  v.bFATOneIsHealthy = true;
-  v.u8SectorPerCluster = units->sectorsPerBlock;
+  v.fat.bFATOneIsHealthy = true;
+  v.fat.u8SectorPerCluster = units->sectorsPerBlock;
   v.blockSize = units->sectorsPerBlock;
-  v.u16NumberOfFats = boot->numberOfFats;
-  v.u32FATSize = boot->fatLength;
-  v.u32RootDirectorySectors = 0;
-  v.u64SaveVolumeStart = units->blockBaseSector;
+  v.fat.u16NumberOfFats = boot->numberOfFats;
+  v.fat.u32FATSize = boot->fatLength;
+  v.fat.u32RootDirectorySectors = 0;
+  v.fat.u64SaveVolumeStart = units->blockBaseSector;
   v.blocksStartsAtSector = units->blockBaseSector;
   v.dirRoot->blockBaseSector = units->blockBaseSector;
 

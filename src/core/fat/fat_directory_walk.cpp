@@ -17,10 +17,10 @@ std::uint8_t FatDirectoryWalk::enumerateRoot(Entry* root) {
     // The root is a chain like any folder's; it starts at the first cluster behind the tables.
     const ClusterChain chain = table_.storeClusterDetailsOfFolder(2);
     ancestors_.assign(1, 2);
-    answer = enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, chain, root);
+    answer = enumerateDirectoryEntry(volume_.fat.u32RootDirectoryStart, true, chain, root);
   } else {
     ancestors_.assign(1, 0);  // ".." of a top folder names cluster 0
-    answer = enumerateDirectoryEntry(volume_.u32RootDirectoryStart, true, ClusterChain{}, root);
+    answer = enumerateDirectoryEntry(volume_.fat.u32RootDirectoryStart, true, ClusterChain{}, root);
   }
   // A walk shorter than one timer tick would otherwise leave the counts on screen at 0.
   progress_.report(counts());
@@ -33,8 +33,8 @@ bool FatDirectoryWalk::readPiece(std::uint64_t sector, std::uint32_t sectors, st
 }
 
 std::uint64_t FatDirectoryWalk::clusterSector(std::uint32_t cluster) const {
-  return std::uint64_t{volume_.u32RootDirectoryStart} + volume_.u32RootDirectorySectors +
-         std::uint64_t{cluster - 2U} * volume_.u8SectorPerCluster;
+  return std::uint64_t{volume_.fat.u32RootDirectoryStart} + volume_.fat.u32RootDirectorySectors +
+         std::uint64_t{cluster - 2U} * volume_.fat.u8SectorPerCluster;
 }
 
 std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector, bool rootDirectory,
@@ -46,14 +46,14 @@ std::uint8_t FatDirectoryWalk::enumerateDirectoryEntry(std::uint64_t startSector
   entered.animation = ProgressAnimation::kStart;
   progress_.report(entered);
   progress_.report(ScanProgress{});  // blanks the time left
-  const std::uint32_t sectorsPerCluster = v.u8SectorPerCluster;
+  const std::uint32_t sectorsPerCluster = v.fat.u8SectorPerCluster;
   const auto sectorBytes = static_cast<std::size_t>(std::max(v.u32BytesInSector, 1));
   if (sectorsPerCluster == 0 || parent == nullptr) return 0;
 
   // The fixed root of FAT12/16 is read cluster-sized piece by piece up to its end; everything else
   // is its first cluster and then the clusters of its chain.
-  const bool fixedRoot = rootDirectory && v.u32RootDirectorySectors != 0;
-  std::uint32_t rootSectorsLeft = fixedRoot ? v.u32RootDirectorySectors : 0;
+  const bool fixedRoot = rootDirectory && v.fat.u32RootDirectorySectors != 0;
+  std::uint32_t rootSectorsLeft = fixedRoot ? v.fat.u32RootDirectorySectors : 0;
   std::uint64_t pieceSector = startSector;
   std::uint32_t pieceSectors = fixedRoot ? std::min(sectorsPerCluster, rootSectorsLeft) : sectorsPerCluster;
   std::vector<std::byte> buffer(std::size_t{sectorsPerCluster} * sectorBytes, std::byte{0});
@@ -132,7 +132,7 @@ Entry* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder,
     dir->fileCount = 1;
     ++v.fileCount;
     dir->fileID = static_cast<std::uint32_t>(v.fileCount);
-    dir->sectorsPerBlock = v.u8SectorPerCluster;
+    dir->sectorsPerBlock = v.fat.u8SectorPerCluster;
   }
   addChild(dir, parent);
   if (folder) {
@@ -165,7 +165,7 @@ void FatDirectoryWalk::addFileExtents(const FatDirectoryEntry& entry, Entry* fil
   // Where the chain stops short of the size (a deleted file's links are cleared), the rest is taken to
   // follow the last cluster reached, contiguously, up to the volume's end.
   const std::uint64_t clusterBytes =
-      std::uint64_t{volume_.u8SectorPerCluster} * static_cast<std::uint64_t>(std::max(volume_.u32BytesInSector, 1));
+      std::uint64_t{volume_.fat.u8SectorPerCluster} * static_cast<std::uint64_t>(std::max(volume_.u32BytesInSector, 1));
   const std::uint64_t covered = std::uint64_t{file->dataExtCount()} * clusterBytes;
   if (entry.fileSize <= covered) return;
   const std::uint32_t start = file->dataExt.back().startBlock + 1;

@@ -29,7 +29,7 @@ bool FatTable::loadWindowFor(std::uint64_t byteOffset, std::size_t& position) {
     return true;
   }
   std::fill(window_.begin(), window_.end(), std::byte{0});  // a read past the source's end leaves zeros
-  const std::uint64_t absolute = volume_.HPlusVolStart + volume_.u16ReservedSectorCount + sector;
+  const std::uint64_t absolute = volume_.HPlusVolStart + volume_.fat.u16ReservedSectorCount + sector;
   windowSector_.reset();
   if (!volume_.readSector(absolute, static_cast<std::int32_t>(windowSectors_), window_)) return false;
   windowSector_ = sector;

@@ -38,45 +38,45 @@ std::uint8_t FatVolume::checkFATFileSystemHealthy() {
   std::int32_t pageSectors = 0;
   std::vector<std::byte> page = pageBuffer(v, pageSectors);
   (void)v.readSector(v.HPlusVolStart, pageSectors, page);
-  v.u32RootDirectorySectors = 0;
+  v.fat.u32RootDirectorySectors = 0;
   auto parsed = parseFatBootSector(page);
   if (!parsed) return 0;
   boot_ = *parsed;
   const bool jumpOk = boot_.jump == 0xE9 || (boot_.jump == 0xEB && boot_.jumpOperand == 0x90);
   if (!jumpOk || boot_.signature != kFatBootSignature) return 0;
-  v.bFATOneIsHealthy = true;
-  v.u8SectorPerCluster = boot_.sectorsPerCluster;
+  v.fat.bFATOneIsHealthy = true;
+  v.fat.u8SectorPerCluster = boot_.sectorsPerCluster;
   v.blockSize = boot_.sectorsPerCluster;
-  v.u16ReservedSectorCount = boot_.reservedSectors;
-  v.u16NumberOfFats = boot_.fatCount;
+  v.fat.u16ReservedSectorCount = boot_.reservedSectors;
+  v.fat.u16NumberOfFats = boot_.fatCount;
   if (v.volumeContent == "FAT12" || v.volumeContent == "FAT16") {
     const auto sectorBytes = static_cast<std::uint32_t>(std::max(v.u32BytesInSector, 1));
-    v.u32RootDirectorySectors = (std::uint32_t{boot_.rootEntries} * 32U + sectorBytes - 1U) / sectorBytes;
+    v.fat.u32RootDirectorySectors = (std::uint32_t{boot_.rootEntries} * 32U + sectorBytes - 1U) / sectorBytes;
   }
   // The whole 32-bit size: a table of 64 Ki sectors or more is common on FAT32.
-  v.u32FATSize = boot_.fatSize16 != 0 ? boot_.fatSize16 : boot_.fatSize32;
+  v.fat.u32FATSize = boot_.fatSize16 != 0 ? boot_.fatSize16 : boot_.fatSize32;
   if (boot_.bytesPerSector % 512U != 0) return 0;
   if (boot_.sectorsPerCluster != 1 && boot_.sectorsPerCluster % 2U != 0) return 0;
   if (boot_.fatCount != 2) return 0;
   const std::uint8_t media = boot_.mediaDescriptor;
 
   std::fill(page.begin(), page.end(), std::byte{0});
-  if (!v.readSector(v.HPlusVolStart + v.u16ReservedSectorCount, pageSectors, page)) return 0;
+  if (!v.readSector(v.HPlusVolStart + v.fat.u16ReservedSectorCount, pageSectors, page)) return 0;
   if (u8(page, 0) == media) return 1;
-  v.bFATOneIsHealthy = false;
+  v.fat.bFATOneIsHealthy = false;
   std::fill(page.begin(), page.end(), std::byte{0});
-  (void)v.readSector(v.HPlusVolStart + v.u16ReservedSectorCount + std::uint64_t{v.u32FATSize}, pageSectors, page);
+  (void)v.readSector(v.HPlusVolStart + v.fat.u16ReservedSectorCount + std::uint64_t{v.fat.u32FATSize}, pageSectors, page);
   return u8(page, 0) == media ? 1 : 0;
 }
 
 std::uint32_t FatVolume::maxCluster() const {
   const Volume& v = volume_;
-  if (v.u8SectorPerCluster == 0) return 0;
+  if (v.fat.u8SectorPerCluster == 0) return 0;
   const std::uint64_t total = fatVolumeSectors(boot_, v.sizeInSect);
-  if (total <= v.u64SaveVolumeStart) return 0;
-  const std::uint64_t clusters = (total - v.u64SaveVolumeStart) / v.u8SectorPerCluster;
+  if (total <= v.fat.u64SaveVolumeStart) return 0;
+  const std::uint64_t clusters = (total - v.fat.u64SaveVolumeStart) / v.fat.u8SectorPerCluster;
   const std::uint64_t tableBytes =
-      std::uint64_t{v.u32FATSize} * static_cast<std::uint64_t>(std::max(v.u32BytesInSector, 1));
+      std::uint64_t{v.fat.u32FATSize} * static_cast<std::uint64_t>(std::max(v.u32BytesInSector, 1));
   std::uint64_t tableEntries = tableBytes / 4;
   if (v.volumeContent == "FAT12") tableEntries = tableBytes * 2 / 3;
   if (v.volumeContent == "FAT16") tableEntries = tableBytes / 2;
@@ -88,7 +88,7 @@ std::uint32_t FatVolume::maxCluster() const {
 std::uint8_t FatVolume::startFATFileSystemRecovery() {
   Volume& v = volume_;
   const std::uint8_t healthy = checkFATFileSystemHealthy();
-  v.u16ProcessedDirEntryInRootDirectory = 0;
+  v.fat.u16ProcessedDirEntryInRootDirectory = 0;
   if (healthy == 0) {
     progress_.alert({"!Volume corrupted",
                      "File system based recovery not possible. Recommend for Advanced scan or Signature Search",
@@ -96,10 +96,10 @@ std::uint8_t FatVolume::startFATFileSystemRecovery() {
     return 0;
   }
   v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
-  v.u32RootDirectoryStart =
-      static_cast<std::uint32_t>(v.u16ReservedSectorCount + std::uint64_t{v.u16NumberOfFats} * v.u32FATSize);
-  v.u64SaveVolumeStart = std::uint64_t{v.u32RootDirectoryStart} + v.u32RootDirectorySectors;
-  v.blocksStartsAtSector = v.u64SaveVolumeStart;
+  v.fat.u32RootDirectoryStart =
+      static_cast<std::uint32_t>(v.fat.u16ReservedSectorCount + std::uint64_t{v.fat.u16NumberOfFats} * v.fat.u32FATSize);
+  v.fat.u64SaveVolumeStart = std::uint64_t{v.fat.u32RootDirectoryStart} + v.fat.u32RootDirectorySectors;
+  v.blocksStartsAtSector = v.fat.u64SaveVolumeStart;
   std::uint8_t answer = 0;
   if (const auto bits = fatBitsOf(v.volumeContent)) {
     FatTable table(v, *bits, maxCluster());

@@ -51,13 +51,13 @@ ScanProgress zeroCounts() { return ScanProgress::withCounts(ScanCounts{}); }
 void LiveFileWalk::run() {
   ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
   begins.bar = ProgressBar::kDeterminate;
-  begins.barMaximum = v_.leafRecords;
+  begins.barMaximum = v_.catalog.leafRecords;
   progress_.report(begins);
   walk_.run([this] {
     for (std::size_t i = 0; i < walk_.numRecords() && !v_.stopTreeThread; ++i) readRecord(i);
   });
   ScanProgress done = zeroCounts();
-  done.barValue = v_.leafRecords;
+  done.barValue = v_.catalog.leafRecords;
   progress_.report(done);
 }
 
@@ -124,7 +124,7 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey& key, const HFSPlusCatalo
 void LiveFileWalk::reportProgress() {
   if (walk_.recordsSeen() == 0 || progress_.tickPending()) return;
   const double elapsed = std::chrono::duration<double>(Clock::now() - start_).count();
-  const double total = 2.0 * static_cast<double>(v_.leafRecords);
+  const double total = 2.0 * static_cast<double>(v_.catalog.leafRecords);
   const auto seen = static_cast<double>(walk_.recordsSeen());
   const double remaining = (total - seen) * elapsed / seen;
   ScanProgress update = zeroCounts();

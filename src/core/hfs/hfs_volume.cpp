@@ -202,8 +202,8 @@ bool HfsVolume::checkCatalogAndExtentsFile() {
   v.catNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
   v.catRootNode = header.rootNode;
   v.firstLeafNode = header.firstLeafNode;
-  v.leafRecords = header.leafRecords >> 1;
-  v.catTreeDepth = header.treeDepth;
+  v.catalog.leafRecords = header.leafRecords >> 1;
+  v.catalog.catTreeDepth = header.treeDepth;
   if (catalogBlocks < vib_.catalogFile.totalBlocks) {
     auto more = extentsForID(4, kDataFork, static_cast<std::uint32_t>(catalogBlocks), vib_.catalogFile.totalBlocks);
     if (more) v.catalogExt.insert(v.catalogExt.end(), more->begin(), more->end());
@@ -279,8 +279,8 @@ void HfsVolume::getJournalSizeAndStart() {
                        1, buffer);
   const auto info = parseJournalInfoBlock(buffer);
   if (!info) return;
-  volume_.journalStart = info->offset;
-  volume_.journalSize = info->size;
+  volume_.catalog.journalStart = info->offset;
+  volume_.catalog.journalSize = info->size;
 }
 
 int HfsVolume::getIfUnusedSectorForCatalogNode(std::uint64_t sector) {

@@ -96,15 +96,15 @@ void collectLevel2Chain(HfsVolume& hfs, std::uint32_t first) {
   detail::NodeChain chain(catalogNodeCount(v));
   for (std::uint32_t number = first; number != 0 && !v.stopTreeThread;) {
     if (!chain.step(number)) {
-      v.level2IndexNodeHasProblems = true;
+      v.catalog.level2IndexNodeHasProblems = true;
       return;
     }
     const std::vector<std::byte> node = readNode(hfs, number);
     if (!isIndexNodeAtLevel(node, 2)) {
-      v.level2IndexNodeHasProblems = true;
+      v.catalog.level2IndexNodeHasProblems = true;
       return;
     }
-    if (!appendChildPointers(node, v.leafNodePointerArray)) v.level2IndexNodeHasProblems = true;
+    if (!appendChildPointers(node, v.catalog.leafNodePointerArray)) v.catalog.level2IndexNodeHasProblems = true;
     number = fLinkOf(node);
   }
 }
@@ -151,15 +151,15 @@ bool looksLikeLeafNode(ByteSpan node) {
 
 void enumerateLevel2IndexNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  v.level2IndexNodeHasProblems = false;
-  v.leafNodePointerArray.clear();
-  if (v.catTreeDepth < 2 || v.catNodeSize <= 0) return;
+  v.catalog.level2IndexNodeHasProblems = false;
+  v.catalog.leafNodePointerArray.clear();
+  if (v.catalog.catTreeDepth < 2 || v.catNodeSize <= 0) return;
   std::uint32_t number = v.catRootNode;
   // Each step goes one level down, so the descent ends by itself.
-  for (auto level = static_cast<std::uint32_t>(v.catTreeDepth); level >= 2 && !v.stopTreeThread; --level) {
+  for (auto level = static_cast<std::uint32_t>(v.catalog.catTreeDepth); level >= 2 && !v.stopTreeThread; --level) {
     const std::vector<std::byte> node = readNode(hfs, number);
     if (!isIndexNodeAtLevel(node, level)) {
-      v.level2IndexNodeHasProblems = true;
+      v.catalog.level2IndexNodeHasProblems = true;
       return;
     }
     if (level == 2) {
@@ -169,7 +169,7 @@ void enumerateLevel2IndexNodes(HfsVolume& hfs) {
     // The first record stands at byte 14: its child is the leftmost node one level down.
     const std::size_t child = kBTNodeDescriptorSize + 2 + be16(node, kBTNodeDescriptorSize);
     if (!fits(node.size(), child, 4)) {
-      v.level2IndexNodeHasProblems = true;
+      v.catalog.level2IndexNodeHasProblems = true;
       return;
     }
     number = be32(node, child);
@@ -179,12 +179,12 @@ void enumerateLevel2IndexNodes(HfsVolume& hfs) {
 void searchForLevel2IndexNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   if (v.catNodeSize <= 0) {
-    v.level2IndexNodeHasProblems = true;
+    v.catalog.level2IndexNodeHasProblems = true;
     return;
   }
   SearchProgress progress(hfs.progress(), catalogNodeCount(v));
   if (v.catalogExt.empty()) {
-    v.level2IndexNodeHasProblems = true;
+    v.catalog.level2IndexNodeHasProblems = true;
     return;
   }
   // The running position counts the nodes passed in catalog order; an extent is left at its find.
@@ -209,7 +209,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
     found = found || foundHere;
   }
   if (!found || position == 0) {
-    v.level2IndexNodeHasProblems = true;
+    v.catalog.level2IndexNodeHasProblems = true;
     return;
   }
   ScanProgress walking = ScanProgress::withStatus(kSearchingStatus);
@@ -219,7 +219,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
   auto number = static_cast<std::uint32_t>(position - 1);
   std::vector<std::byte> node = readNode(hfs, number);
   if (!isIndexNodeAtLevel(node, 2)) {
-    v.level2IndexNodeHasProblems = true;
+    v.catalog.level2IndexNodeHasProblems = true;
     return;
   }
   if (fLinkOf(node) == 0 && bLinkOf(node) == 0) return;
@@ -228,12 +228,12 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
   (void)chain.step(number);
   for (std::uint32_t left = bLinkOf(node); left != 0 && !v.stopTreeThread;) {
     if (!chain.step(left)) {
-      v.level2IndexNodeHasProblems = true;
+      v.catalog.level2IndexNodeHasProblems = true;
       break;
     }
     std::vector<std::byte> leftNode = readNode(hfs, left);
     if (!isIndexNodeAtLevel(leftNode, 2)) {
-      v.level2IndexNodeHasProblems = true;
+      v.catalog.level2IndexNodeHasProblems = true;
       break;
     }
     number = left;
@@ -245,7 +245,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
 
 void searchForLeafNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  v.leafNodePointerTotalArray.clear();
+  v.catalog.leafNodePointerTotalArray.clear();
   if (v.catNodeSize <= 0) return;
   SearchProgress progress(hfs.progress(), catalogNodeCount(v));
   std::uint64_t number = 0;
@@ -256,7 +256,7 @@ void searchForLeafNodes(HfsVolume& hfs) {
     for (std::uint64_t i = 0; i < readable && !v.stopTreeThread; ++i) {
       progress.step();
       const std::vector<std::byte> node = readNodeAtSector(v, first + i * static_cast<std::uint64_t>(v.catNodeSize));
-      if (looksLikeLeafNode(node)) v.leafNodePointerTotalArray.push_back(static_cast<std::uint32_t>(number + i));
+      if (looksLikeLeafNode(node)) v.catalog.leafNodePointerTotalArray.push_back(static_cast<std::uint32_t>(number + i));
     }
     number += nodesInExtent(v, e);
   }
@@ -265,13 +265,13 @@ void searchForLeafNodes(HfsVolume& hfs) {
 void findLeafNodesForCatalogWalk(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   // Lists of an earlier scan on this object mean nothing to this one.
-  v.leafNodePointerArray.clear();
-  v.leafNodePointerTotalArray.clear();
-  v.level2IndexNodeHasProblems = false;
-  if (v.catTreeDepth < 2) return;  // a one-level tree: the walk has only fLink
+  v.catalog.leafNodePointerArray.clear();
+  v.catalog.leafNodePointerTotalArray.clear();
+  v.catalog.level2IndexNodeHasProblems = false;
+  if (v.catalog.catTreeDepth < 2) return;  // a one-level tree: the walk has only fLink
   enumerateLevel2IndexNodes(hfs);
-  if (v.leafNodePointerArray.empty() || v.level2IndexNodeHasProblems) searchForLevel2IndexNodes(hfs);
-  if (v.level2IndexNodeHasProblems) searchForLeafNodes(hfs);
+  if (v.catalog.leafNodePointerArray.empty() || v.catalog.level2IndexNodeHasProblems) searchForLevel2IndexNodes(hfs);
+  if (v.catalog.level2IndexNodeHasProblems) searchForLeafNodes(hfs);
 }
 
 }  // namespace nua

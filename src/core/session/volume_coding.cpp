@@ -158,8 +158,8 @@ KeyedObject encodeVolume(const Volume& v) {
   object.set("startPos", KeyedValue::real(v.startPos));
   object.set("endPos", KeyedValue::real(v.endPos));
   object.set("maxFileID", KeyedValue::int32(static_cast<std::int32_t>(v.maxFileID)));
-  object.set("u32RootDirectoryStart", KeyedValue::int32(static_cast<std::int32_t>(v.u32RootDirectoryStart)));
-  object.set("u32RootDirectorySectors", KeyedValue::int32(static_cast<std::int32_t>(v.u32RootDirectorySectors)));
+  object.set("u32RootDirectoryStart", KeyedValue::int32(static_cast<std::int32_t>(v.fat.u32RootDirectoryStart)));
+  object.set("u32RootDirectorySectors", KeyedValue::int32(static_cast<std::int32_t>(v.fat.u32RootDirectorySectors)));
   return object;
 }
 
@@ -202,11 +202,11 @@ Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value) {
   keys.number("dataSize", v->dataSize);
   keys.real("startPos", v->startPos);
   keys.real("endPos", v->endPos);
-  keys.number("u32RootDirectoryStart", v->u32RootDirectoryStart);
-  keys.number("u32RootDirectorySectors", v->u32RootDirectorySectors);
+  keys.number("u32RootDirectoryStart", v->fat.u32RootDirectoryStart);
+  keys.number("u32RootDirectorySectors", v->fat.u32RootDirectorySectors);
   // On FAT volumes the cluster and the allocation block are one; the rest of the FAT geometry is not
   // stored, so a reopened FAT result reads through its extents alone.
-  v->u8SectorPerCluster = static_cast<std::uint8_t>(v->blockSize & 0xFF);
+  v->fat.u8SectorPerCluster = static_cast<std::uint8_t>(v->blockSize & 0xFF);
   if (!keys.reason().empty()) return Result::failure(keys.reason());
   // Every read multiplies by the sector size; a stored 0 (or a negative one) would divide by nothing
   // later, so it is taken as the 512 a drive without the key gets.
@@ -242,9 +242,9 @@ std::shared_ptr<Volume> mutableCopyOfVolume(const Volume& v) {
   copy->maxFileID = v.maxFileID;
   copy->startPos = v.startPos;
   copy->endPos = v.endPos;
-  copy->u8SectorPerCluster = v.u8SectorPerCluster;
-  copy->u32RootDirectoryStart = v.u32RootDirectoryStart;
-  copy->u32RootDirectorySectors = v.u32RootDirectorySectors;
+  copy->fat.u8SectorPerCluster = v.fat.u8SectorPerCluster;
+  copy->fat.u32RootDirectoryStart = v.fat.u32RootDirectoryStart;
+  copy->fat.u32RootDirectorySectors = v.fat.u32RootDirectorySectors;
   copy->setContext(v.context());
   return copy;
 }

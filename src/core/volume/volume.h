@@ -27,6 +27,31 @@ class FolderNameIndex;
 // An interval in seconds as "days:hours:minutes:seconds", hours, minutes and seconds two digits.
 [[nodiscard]] std::string getTimeFormStringForInterval(double interval);
 
+// What the HFS+ scans know of the catalog: facts from its header record and the journal, and the leaf
+// nodes gathered on the way.
+struct HfsCatalogState {
+  std::uint32_t leafRecords = 0;  // entries: half the catalog's leaf records (entry plus thread)
+  std::int32_t catTreeDepth = 0;
+  std::uint64_t journalStart = 0, journalSize = 0;
+  // Leaf node numbers gathered from index nodes (trusted) and by searching the disk (doubted).
+  std::vector<std::uint32_t> leafNodePointerArray;
+  std::vector<std::uint32_t> leafNodePointerTotalArray;
+  bool level2IndexNodeHasProblems = false;
+};
+
+// FAT geometry from the boot sector, in sectors relative to the volume.
+struct FatGeometry {
+  std::uint8_t u8SectorPerCluster = 0;
+  std::uint16_t u16ReservedSectorCount = 0;
+  std::uint16_t u16NumberOfFats = 0;
+  std::uint32_t u32FATSize = 0;
+  std::uint32_t u32RootDirectoryStart = 0;
+  std::uint32_t u32RootDirectorySectors = 0;
+  std::uint64_t u64SaveVolumeStart = 0;
+  std::uint16_t u16ProcessedDirEntryInRootDirectory = 0;
+  bool bFATOneIsHealthy = false;
+};
+
 class Volume : public DMedia {
  public:
   Volume();
@@ -88,26 +113,11 @@ class Volume : public DMedia {
   std::uint64_t orphanCount = 0, entryCount = 0, fileCount = 0, folderCount = 0, dataSize = 0;
   bool aborting = false;
   bool advScanEntriesCanBePutIntoOrphanEntryArray = false;
-  bool level2IndexNodeHasProblems = false;
 
-  // HFS Plus catalog facts from the header records.
-  std::uint32_t leafRecords = 0;  // entries: half the catalog's leaf records (entry plus thread)
-  std::int32_t catTreeDepth = 0;
-  std::uint64_t journalStart = 0, journalSize = 0;
-  // Leaf node numbers gathered from index nodes (trusted) and by searching the disk (doubted).
-  std::vector<std::uint32_t> leafNodePointerArray;
-  std::vector<std::uint32_t> leafNodePointerTotalArray;
-
-  // FAT geometry from the boot sector, in sectors relative to the volume (kept in session files).
-  std::uint8_t u8SectorPerCluster = 0;
-  std::uint16_t u16ReservedSectorCount = 0;
-  std::uint16_t u16NumberOfFats = 0;
-  std::uint32_t u32FATSize = 0;
-  std::uint32_t u32RootDirectoryStart = 0;
-  std::uint32_t u32RootDirectorySectors = 0;
-  std::uint64_t u64SaveVolumeStart = 0;
-  std::uint16_t u16ProcessedDirEntryInRootDirectory = 0;
-  bool bFATOneIsHealthy = false;
+  // HFS Plus catalog facts from the header records and the journal, read by the HFS+ scans.
+  HfsCatalogState catalog;
+  // FAT geometry from the boot sector, read by the FAT walk and saving (kept in session files).
+  FatGeometry fat;
 
   // Orphan passes.
   std::uint64_t orphEntryCount = 0, orphEntriesTotal = 0;

@@ -19,10 +19,10 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
   // The next entry of the lists: the index's leaves (trusted), then the leaves found by searching,
   // whose records are doubted from then on. 0 when both are used up.
   auto fromLists = [&]() -> std::uint32_t {
-    if (!doubting_ && pointerIndex < v_.leafNodePointerArray.size()) return v_.leafNodePointerArray[pointerIndex++];
-    if (totalIndex < v_.leafNodePointerTotalArray.size()) {
+    if (!doubting_ && pointerIndex < v_.catalog.leafNodePointerArray.size()) return v_.catalog.leafNodePointerArray[pointerIndex++];
+    if (totalIndex < v_.catalog.leafNodePointerTotalArray.size()) {
       doubting_ = true;
-      return v_.leafNodePointerTotalArray[totalIndex++];
+      return v_.catalog.leafNodePointerTotalArray[totalIndex++];
     }
     return 0;
   };
@@ -53,7 +53,7 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
     // trust), then the gathered lists.
     if (!doubting_ && descriptor && descriptor->fLink != 0) {
       nodeNumber = descriptor->fLink;
-    } else if (!doubting_ && completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.leafRecords)) {
+    } else if (!doubting_ && completed && recordsSeen_ >= 2 * static_cast<std::uint64_t>(v_.catalog.leafRecords)) {
       nodeNumber = 0;  // every record has been seen: a null link is the true end
     } else {
       nodeNumber = fromLists();

@@ -7,8 +7,8 @@ namespace nua::detail {
 JournalSectors journalSectors(const Volume& v) {
   const auto sectorBytes = static_cast<std::uint64_t>(v.u32BytesInSector);
   JournalSectors journal;
-  journal.count = sectorBytes != 0 ? v.journalSize / sectorBytes : 0;
-  journal.first = v.HPlusVolStart + (sectorBytes != 0 ? v.journalStart / sectorBytes : 0);
+  journal.count = sectorBytes != 0 ? v.catalog.journalSize / sectorBytes : 0;
+  journal.first = v.HPlusVolStart + (sectorBytes != 0 ? v.catalog.journalStart / sectorBytes : 0);
   const std::uint64_t volumeEnd = v.startSector + v.sizeInSect;
   journal.count = journal.first >= volumeEnd ? 0 : std::min(journal.count, volumeEnd - journal.first);
   return journal;
