@@ -2,6 +2,8 @@
 // bad sectors and at the source's end, gives the same bytes and the same results.
 #include "media/read_ahead_source.h"
 
+#include "media/failing_sector_source.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -10,25 +12,6 @@
 
 namespace nua {
 namespace {
-
-class BadSectorSource final : public SectorSource {
- public:
-  BadSectorSource(SectorSource& inner, std::set<std::uint64_t> bad) : inner_(inner), bad_(std::move(bad)) {}
-  [[nodiscard]] std::uint32_t bytesPerSector() const override { return inner_.bytesPerSector(); }
-  [[nodiscard]] std::uint64_t sectorCount() const override { return inner_.sectorCount(); }
-  [[nodiscard]] bool readSectors(std::uint64_t sector, std::uint32_t count, std::span<std::byte> buffer) override {
-    const auto it = bad_.lower_bound(sector);
-    if (it != bad_.end() && *it < sector + count) {
-      std::fill(buffer.begin(), buffer.end(), std::byte{0});
-      return false;
-    }
-    return inner_.readSectors(sector, count, buffer);
-  }
-
- private:
-  SectorSource& inner_;
-  std::set<std::uint64_t> bad_;
-};
 
 // Counts the reads that reach the source behind the read-ahead.
 class CountingSource final : public SectorSource {
@@ -56,7 +39,7 @@ class ReadAheadAgreement : public testing::Test {
  protected:
   // 1000.5 KiB: the last piece is short and the last sector partial.
   MemorySectorSource memory{randomBytes(1000 * 1024 + 512 + 100), 512};
-  BadSectorSource plain{memory, {7, 300, 301, 1500, memory.sectorCount() - 1}};
+  FailingSectorSource plain{memory, {7, 300, 301, 1500, memory.sectorCount() - 1}};
 
   static std::vector<std::byte> randomBytes(std::size_t size) {
     std::mt19937 random(3);

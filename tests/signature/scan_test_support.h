@@ -11,8 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "media/failing_sector_source.h"
 #include "media/sector_source.h"
 #include "signature/signature_scan_engine.h"
+#include "media/failing_sector_source.h"
 
 namespace nua::scantest {
 
@@ -61,26 +63,6 @@ inline Sig catalogRow(const char* extension, std::uint64_t header, std::uint8_t 
 }
 inline Sig jpgRow() { return catalogRow("jpg", 0xFFD8FF, 3, 3, 20); }
 inline Sig pngRow() { return catalogRow("png", 0x89504E470D0A1A0AULL, 8, 6, 50); }
-
-// Fails every read that touches one of the chosen sectors, as a device with bad sectors does.
-class FailingSectorSource final : public SectorSource {
- public:
-  FailingSectorSource(SectorSource& inner, std::set<std::uint64_t> bad) : inner_(inner), bad_(std::move(bad)) {}
-  [[nodiscard]] std::uint32_t bytesPerSector() const override { return inner_.bytesPerSector(); }
-  [[nodiscard]] std::uint64_t sectorCount() const override { return inner_.sectorCount(); }
-  [[nodiscard]] bool readSectors(std::uint64_t sector, std::uint32_t count, std::span<std::byte> buffer) override {
-    const auto it = bad_.lower_bound(sector);
-    if (it != bad_.end() && *it < sector + count) {
-      std::fill(buffer.begin(), buffer.end(), std::byte{0});
-      return false;
-    }
-    return inner_.readSectors(sector, count, buffer);
-  }
-
- private:
-  SectorSource& inner_;
-  std::set<std::uint64_t> bad_;
-};
 
 inline std::vector<std::byte> readFileBytes(const std::filesystem::path& path) {
   std::ifstream file(path, std::ios::binary);

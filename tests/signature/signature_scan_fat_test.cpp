@@ -143,7 +143,7 @@ TEST_P(FatSearch, UnreadableSectorsLoseOnlyTheirOwnFindsAndKeepTrueSectorNumbers
   // A bad sector in a file's body may cost that file (its check reads the body), so the second one lies
   // in empty space near the end.
   const std::uint64_t emptySpace = image.geometry.sizeInSectors - 5;
-  scantest::FailingSectorSource source(plain, {lostStart, emptySpace});
+  FailingSectorSource source(plain, {lostStart, emptySpace});
   const Sig jpg = scantest::jpgRow();
   const Sig png = scantest::pngRow();
   SignatureTables tables;
