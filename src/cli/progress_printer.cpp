@@ -25,7 +25,7 @@ std::optional<int> barPercent(const ProgressScreen& s) {
 std::string orZero(const std::string& text) { return text.empty() ? "0" : text; }
 
 std::string gauge(std::optional<int> percent) {
-  const std::size_t filled = percent && *percent > 0 ? static_cast<std::size_t>(*percent / 5) : 0;
+  const std::size_t filled = percent ? static_cast<std::size_t>(*percent / 5) : 0;
   return "[" + std::string(filled, '#') + std::string(20 - filled, '.') + "]";
 }
 
@@ -45,7 +45,8 @@ ProgressStyle progressStyleFor(bool terminal, bool quiet, bool json, bool forced
 }
 
 std::string progressBarLine(const ProgressScreen& s, std::optional<double> bytesPerSecond) {
-  const std::optional<int> percent = barPercent(s);
+  std::optional<int> percent = barPercent(s);
+  if (percent && *percent < 0) percent = 0;  // a bar below its minimum has done nothing yet
   std::string line = gauge(percent) + " ";
   const std::string percentText = percent ? std::to_string(*percent) : "-";
   line += std::string(percentText.size() < 3 ? 3 - percentText.size() : 0, ' ') + percentText + "%";
@@ -68,7 +69,7 @@ ProgressPrinter::ProgressPrinter(ProgressStyle style, bool terminal, StderrUiBri
 void ProgressPrinter::show(const ProgressScreen& screen, bool force) {
   if (style_ == ProgressStyle::kNone) return;
   const auto now = Clock::now();
-  const std::optional<double> speed = speedAt(screen, now);
+  const std::optional<double> speed = speed_.at(screen, now);
   const auto interval = style_ == ProgressStyle::kBar
                             ? std::chrono::duration_cast<Clock::duration>(kBarInterval)
                             : std::chrono::duration_cast<Clock::duration>(
@@ -98,18 +99,17 @@ void ProgressPrinter::showStatusLine(const ProgressScreen& s) {
   std::fprintf(stderr, "%s\n", line.c_str());
 }
 
-std::optional<double> ProgressPrinter::speedAt(const ProgressScreen& screen, Clock::time_point now) {
+std::optional<double> ScanSpeed::at(const ProgressScreen& screen, Clock::time_point now) {
   if (screen.totalSizeBytes == 0) return std::nullopt;
-  // A new stage, or a position that went back, starts the measure again.
-  if (!speedOriginTime_ || screen.totalSizeBytes != speedTotalBytes_ || screen.sizeDoneBytes < speedOriginBytes_) {
-    speedOriginTime_ = now;
-    speedOriginBytes_ = screen.sizeDoneBytes;
-    speedTotalBytes_ = screen.totalSizeBytes;
+  if (!originTime_ || screen.totalSizeBytes != totalBytes_ || screen.sizeDoneBytes < originBytes_) {
+    originTime_ = now;
+    originBytes_ = screen.sizeDoneBytes;
+    totalBytes_ = screen.totalSizeBytes;
     return std::nullopt;
   }
-  const double seconds = std::chrono::duration<double>(now - *speedOriginTime_).count();
+  const double seconds = std::chrono::duration<double>(now - *originTime_).count();
   if (seconds < 0.2) return std::nullopt;
-  return static_cast<double>(screen.sizeDoneBytes - speedOriginBytes_) / seconds;
+  return static_cast<double>(screen.sizeDoneBytes - originBytes_) / seconds;
 }
 
 void ProgressPrinter::finish() {

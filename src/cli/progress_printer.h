@@ -27,6 +27,20 @@ enum class ProgressStyle {
 // have are left out.
 [[nodiscard]] std::string progressBarLine(const ProgressScreen& screen, std::optional<double> bytesPerSecond);
 
+// The read speed of a scan stage: bytes completed since the stage's first sized update, over the time
+// since then. A new total (the next stage) or a position that goes back starts the measure again.
+class ScanSpeed {
+ public:
+  using Clock = std::chrono::steady_clock;
+  // None until a stage has run long enough to tell, and for updates that give no size.
+  [[nodiscard]] std::optional<double> at(const ProgressScreen& screen, Clock::time_point now);
+
+ private:
+  std::optional<Clock::time_point> originTime_;
+  std::uint64_t originBytes_ = 0;
+  std::uint64_t totalBytes_ = 0;
+};
+
 class ProgressPrinter {
  public:
   ProgressPrinter(ProgressStyle style, bool terminal, StderrUiBridge& ui);
@@ -38,16 +52,12 @@ class ProgressPrinter {
  private:
   void showStatusLine(const ProgressScreen& screen);
   void showBar(const ProgressScreen& screen, std::chrono::steady_clock::time_point now);
-  [[nodiscard]] std::optional<double> speedAt(const ProgressScreen& screen, std::chrono::steady_clock::time_point now);
 
   ProgressStyle style_;
   bool terminal_;
   StderrUiBridge& ui_;
   std::chrono::steady_clock::time_point last_{};
-  // Where the speed is measured from: the first update of the current stage that gave a size.
-  std::optional<std::chrono::steady_clock::time_point> speedOriginTime_;
-  std::uint64_t speedOriginBytes_ = 0;
-  std::uint64_t speedTotalBytes_ = 0;
+  ScanSpeed speed_;
 };
 
 }  // namespace nua::cli
