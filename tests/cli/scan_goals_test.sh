@@ -89,5 +89,16 @@ status=0
   > /dev/null 2> "$work/err.txt" || status=$?
 [ "$status" -eq 2 ] || fail "--fs-recovery with a disk: exit $status"
 
+# A volume without a journal offers no deleted-file scan: asking for one is refused, and the fast file
+# goal needs the search that --signatures skip leaves out.
+"$mkimage" make hfs-basic "$work/basic.img" > /dev/null || exit 1
+status=0
+"$recover" scan "$work/basic.img" --mode files --fs-recovery yes > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] && grep -q 'volume 0 of .* supports no file system recovery' "$work/err.txt" \
+  || fail "--fs-recovery yes without a journal: exit $status"
+status=0
+"$recover" scan "$work/basic.img" --mode files > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] && grep -q 'needs a signature search' "$work/err.txt" || fail "files without a journal: exit $status"
+
 [ "$failed" -eq 0 ] && echo "scan goals: all checks passed"
 exit "$failed"
