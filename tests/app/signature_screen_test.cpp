@@ -1,12 +1,10 @@
-// "Signatures" beyond marking, through the controller: the retries of "Load File Types" in the order
-// main, main, backup; find marking rows the scan then takes; the size column written to the user's
-// file; custom file types added and removed with the controller's selection following.
+// "Signatures" beyond marking, through the controller: the size column's text written to the user's
+// file, and custom file types added and removed with the selection the scan takes following.
 #include "app/signature_screen.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "app/wizard_controller.h"
 #include "signature/sig.h"
@@ -51,10 +49,6 @@ class SignatureScreenTest : public ::testing::Test {
     controller->selectDrivesListRow(0);
     controller->nextButtonInDrivesListTabClicked();
   }
-  void writeGarbage(const std::string& name) {
-    fs::create_directories(userDir);
-    std::ofstream(userDir / (name + ".dat"), std::ios::binary) << "not a catalog";
-  }
   SigNode* leaf(const std::string& extension) {
     for (const auto& category : controller->sigRootArray)
       for (const auto& child : *category->children)
@@ -73,62 +67,6 @@ class SignatureScreenTest : public ::testing::Test {
   NoLauncher launcher;
   std::unique_ptr<WizardController> controller;
 };
-
-TEST_F(SignatureScreenTest, LoadFileTypesRetriesTheMainFileThenTheBackup) {
-  writeGarbage("Sig_FR");
-  enterSignatures();
-  EXPECT_TRUE(controller->sigRootArray.empty());
-  EXPECT_EQ(screen().emptyRowText(), "No file types shown here? Click on \"Load File Types\" button");
-  EXPECT_TRUE(screen().buttons().loadFileTypes);
-  EXPECT_FALSE(screen().buttons().addFileType);
-
-  screen().reloadSigData();  // the main file again
-  EXPECT_TRUE(controller->sigRootArray.empty());
-  EXPECT_EQ(screen().emptyRowText(),
-            "Still no file types showing here. Click on \"Load File Types\" button to reload backup.");
-  screen().reloadSigData();  // the backup, copied from the shipped files
-  ASSERT_FALSE(controller->sigRootArray.empty());
-  EXPECT_FALSE(screen().buttons().loadFileTypes);
-  EXPECT_TRUE(screen().buttons().addFileType);
-
-  // With the backup damaged too the second retry gives up.
-  controller->sigRootArray.clear();
-  writeGarbage("Sig_FR_backup");
-  enterSignatures();
-  screen().reloadSigData();
-  screen().reloadSigData();
-  EXPECT_TRUE(controller->sigRootArray.empty());
-  EXPECT_EQ(screen().emptyRowText(), "Still no file types showing here. Contact support.");
-}
-
-TEST_F(SignatureScreenTest, FindMarksWhatTheScanTakesAndStepsThroughIt) {
-  enterSignatures();
-  ASSERT_FALSE(controller->sigRootArray.empty());
-  EXPECT_EQ(screen().findFileTypes("no such type"), nullptr);
-  EXPECT_EQ(screen().findStatusText(), "No entry found");
-  EXPECT_FALSE(screen().stepperEnabled());
-  EXPECT_TRUE(controller->sigSelArray.empty());
-
-  SigNode* first = screen().findFileTypes("JPG");
-  ASSERT_NE(first, nullptr);
-  EXPECT_EQ(first, leaf("jpg"));
-  const std::size_t found = static_cast<std::size_t>(screen().stepperMaximum()) + 1;
-  EXPECT_EQ(controller->sigSelArray.size(), found);
-  EXPECT_EQ(screen().findStatusText(),
-            found == 1 ? "1 entry found and marked" : std::to_string(found) + " entries found and marked");
-  EXPECT_EQ(screen().counts().markedText.rfind("Marked: " + std::to_string(found) + ", Unmarked: ", 0), 0u);
-  EXPECT_EQ(screen().stepperFTClicked(static_cast<double>(found)), nullptr);  // past the last
-  // A mark clears the find's line; the counts follow the marks.
-  screen().markClicked(*first, false);
-  EXPECT_EQ(screen().findStatusText(), "");
-  EXPECT_EQ(controller->sigSelArray.size(), found - 1);
-  screen().selectAllSig();
-  EXPECT_EQ(screen().findStatusText(), "All marked");
-  EXPECT_EQ(screen().speedBarMarkedWidth(200.0f), 200.0f);
-  screen().deselectAllSig();
-  EXPECT_EQ(screen().findStatusText(), "All unmarked");
-  EXPECT_EQ(screen().speedBarMarkedWidth(200.0f), 0.0f);
-}
 
 TEST_F(SignatureScreenTest, SizeEditsAreWrittenToTheMainFile) {
   EXPECT_EQ(parseUserSize("4294967295"), std::optional<std::uint32_t>(4294967295u));
