@@ -53,6 +53,9 @@ SignaturesPage::SignaturesPage(WizardController& controller, WizardWidgets& widg
   outline_->setHeaderLabels({tr("File Types"), tr("Maximum File Size to recover"), tr("Mark")});
   outline_->header()->setSectionResizeMode(kFileTypesColumn, QHeaderView::Stretch);
   outline_->header()->setStretchLastSection(false);
+  outline_->header()->setSectionResizeMode(kSizeColumn, QHeaderView::ResizeToContents);
+  outline_->header()->setSectionResizeMode(kMarkColumn, QHeaderView::ResizeToContents);
+  outline_->headerItem()->setToolTip(kSizeColumn, tr("In MB; double-click a file type's size to change it"));
   outline_->setAlternatingRowColors(true);
   // Only the size column is edited, by a double click on it.
   outline_->setEditTriggers(QAbstractItemView::NoEditTriggers);
