@@ -25,6 +25,7 @@ struct Planting {
   CarveSample file;
   std::string state;                   // "live", "deleted", "embedded", "fragmented", "decoy"
   std::vector<std::byte> firstPiece;   // what starts at its first sector; the whole file unless fragmented
+  bool deleted = false;                // its blocks are free space on the volume
 };
 
 // The three pieces every scenario plants: the samples, two files inside a tar, and a JPEG in two
@@ -45,7 +46,8 @@ bool makeCarveSet(std::uint64_t seed, bool withDeletions, CarveSet& set, Manifes
   if (!makeCarveSamples(seed, samples, missing, error)) return false;
   manifest.extra["formatsWithoutTool"] = missing;
   for (std::size_t i = 0; i < samples.size(); ++i) {
-    set.plantings.push_back({samples[i], withDeletions && i % 2 == 1 ? "deleted" : "live", samples[i].bytes});
+    const bool deleted = withDeletions && i % 2 == 1;
+    set.plantings.push_back({samples[i], deleted ? "deleted" : "live", samples[i].bytes, deleted});
   }
   set.tarMembers = {{"jpg", "inside.jpg", carveJpeg(seed * 31 + 11, 9000)},
                     {"jpg", "also inside.jpg", carveJpeg(seed * 31 + 12, 7000)}};
@@ -57,7 +59,8 @@ bool makeCarveSet(std::uint64_t seed, bool withDeletions, CarveSet& set, Manifes
                            {set.fragmented.bytes.begin(),
                             set.fragmented.bytes.begin() + static_cast<std::ptrdiff_t>(set.firstPieceBytes)}});
   set.decoys = makeCarveDecoys(seed, kDecoyBytes);
-  for (const CarveSample& decoy : set.decoys) set.plantings.push_back({decoy, "decoy", decoy.bytes});
+  // Decoys are deleted files where there is a file system, so the free-space searches meet them.
+  for (const CarveSample& decoy : set.decoys) set.plantings.push_back({decoy, "decoy", decoy.bytes, withDeletions});
   return true;
 }
 
@@ -94,6 +97,7 @@ bool describePlantings(const std::string& outPath, const std::vector<Planting>& 
                        {"startSector", at.front()},
                        {"lengthBytes", p.file.bytes.size()},
                        {"sha256", sha256Hex(p.file.bytes)},
+                       {"deleted", p.deleted},
                        {"volume", volumeIndex}});
   }
   manifest.extra["planted"] = std::move(planted);
@@ -161,7 +165,7 @@ bool makeCarveFat(const std::string& outPath, const ScenarioOptions& options, Ma
     const Planting& p = set.plantings[i];
     if (p.state == "embedded" || p.state == "fragmented") continue;
     write("/Media/" + p.file.name, p.file.bytes);
-    if (p.state != "live") toDelete.push_back("/Media/" + p.file.name);
+    if (p.deleted) toDelete.push_back("/Media/" + p.file.name);
   }
   for (const std::string& path : toDelete) remove(path);
   FatBuild build;
@@ -208,12 +212,13 @@ bool makeCarveHfs(const std::string& outPath, const ScenarioOptions& options, Ma
       p.firstPiece.resize(std::min<std::size_t>(p.firstPiece.size(), kLocateBytes));
       continue;
     }
-    add("/Media/" + p.file.name, p.file.bytes, p.state != "live", 1);
+    add("/Media/" + p.file.name, p.file.bytes, p.deleted, 1);
   }
   const CarveSample deletedPieces{"jpg", "deleted in two pieces.jpg", carveJpeg(options.seed * 31 + 14, 30000)};
   add("/Media/" + deletedPieces.name, deletedPieces.bytes, true, 2);
   set.plantings.push_back({deletedPieces, "fragmented",
-                           {deletedPieces.bytes.begin(), deletedPieces.bytes.begin() + kLocateBytes}});
+                           {deletedPieces.bytes.begin(), deletedPieces.bytes.begin() + kLocateBytes},
+                           true});
   if (!sizeHfsVolume(volume, error)) return false;
   ImageWriter out(outPath, (kVolumeStart * kSectorSize + volume.bytes + kSectorSize - 1) / kSectorSize * kSectorSize);
   if (!placeVolume(volume, out, kVolumeStart, kSectorSize, manifest, error)) return false;
@@ -221,7 +226,6 @@ bool makeCarveHfs(const std::string& outPath, const ScenarioOptions& options, Ma
     error = out.error();
     return false;
   }
-  // Deleted HFS+ files are "deleted" whether or not the writer split them.
   return describePlantings(outPath, set.plantings, 0, manifest, error);
 }
 
