@@ -63,52 +63,6 @@ struct LoopCase {
 };
 void PrintTo(const LoopCase& c, std::ostream* os) { *os << c.name; }
 
-// The geometry of the image's first volume, or the whole disk when it has none.
-SignatureScanGeometry geometryOf(const KitImage& image, SignatureScanLoop loop) {
-  SignatureScanGeometry g;
-  if (image.manifest.volumes.empty()) {
-    g.sizeInSectors = image.bytes.size() / 512;
-    g.totalBlocks = g.sizeInSectors;
-    return g;
-  }
-  const imagekit::ManifestVolume& volume = image.manifest.volumes[0];
-  g.volumeStartSector = volume.startSector;
-  g.sizeInSectors = volume.sectorCount;
-  if (volume.fileSystem.rfind("FAT", 0) == 0) {
-    const ByteSpan boot(image.bytes.data(), 512);
-    const std::uint32_t spc = u8(boot, 13);
-    const std::uint64_t reserved = le16(boot, 14);
-    g.sizeInSectors = le32(boot, 32);
-    g.blockSize = spc;
-    g.totalBlocks = g.sizeInSectors / spc;
-    g.sectorsPerCluster = spc;
-    g.firstDataSector = reserved + u8(boot, 16) * std::uint64_t{le32(boot, 36)};
-    g.blocksStartSector = g.firstDataSector;
-    return g;
-  }
-  const ByteSpan header(image.bytes.data() + volume.startSector * 512 + 1024, 512);
-  g.blockSize = be32(header, 0x28) / 512;
-  g.totalBlocks = be32(header, 0x2C);
-  (void)loop;
-  return g;
-}
-
-std::unique_ptr<FreeSpaceMap> freeSpaceOf(const KitImage& image, const SignatureScanGeometry& g, SectorSource& source) {
-  const imagekit::ManifestVolume& volume = image.manifest.volumes.at(0);
-  if (volume.fileSystem.rfind("FAT", 0) == 0) {
-    const ByteSpan boot(image.bytes.data(), 512);
-    return std::make_unique<FatTableFreeSpace>(source, le16(boot, 14), 32,
-                                               (g.sizeInSectors - g.firstDataSector) / g.sectorsPerCluster);
-  }
-  const ByteSpan header(image.bytes.data() + volume.startSector * 512 + 1024, 512);
-  std::vector<AllocationFileExtent> extents;
-  for (std::size_t k = 0; k < 8; ++k) {
-    const std::uint32_t count = be32(header, 0x80 + 8 * k + 4);
-    if (count != 0) extents.push_back({be32(header, 0x80 + 8 * k), count});
-  }
-  return std::make_unique<HfsAllocationFreeSpace>(source, volume.startSector, g.blockSize, extents);
-}
-
 // First blocks of the live files, as the tree scan before the whole-volume search stored them.
 class LiveFileStarts final : public KnownFileStarts {
  public:
@@ -132,10 +86,10 @@ TEST_P(CarveKitSearch, FindsWhatThePlantingSaysAndSavesItWhole) {
   MemorySectorSource source(image.bytes, 512);
   carvetest::CarveRequest request;
   request.loop = c.loop;
-  request.geometry = geometryOf(image, c.loop);
+  request.geometry = carvetest::geometryOf(image);
   std::unique_ptr<FreeSpaceMap> freeSpace;
   if (c.freeSpaceOnly) {
-    freeSpace = freeSpaceOf(image, request.geometry, source);
+    freeSpace = carvetest::freeSpaceOf(image, request.geometry, source);
     request.freeSpace = freeSpace.get();
   }
   std::unique_ptr<LiveFileStarts> known;

@@ -88,6 +88,51 @@ inline CatalogSelection markEveryRow(SigDataFile file) {
   return selection;
 }
 
+// The geometry of the image's first volume, or the whole disk when it has none.
+inline SignatureScanGeometry geometryOf(const KitImage& image) {
+  SignatureScanGeometry g;
+  if (image.manifest.volumes.empty()) {
+    g.sizeInSectors = image.bytes.size() / 512;
+    g.totalBlocks = g.sizeInSectors;
+    return g;
+  }
+  const imagekit::ManifestVolume& volume = image.manifest.volumes[0];
+  g.volumeStartSector = volume.startSector;
+  g.sizeInSectors = volume.sectorCount;
+  if (volume.fileSystem.rfind("FAT", 0) == 0) {
+    const ByteSpan boot(image.bytes.data(), 512);
+    const std::uint32_t spc = u8(boot, 13);
+    const std::uint64_t reserved = le16(boot, 14);
+    g.sizeInSectors = le32(boot, 32);
+    g.blockSize = spc;
+    g.totalBlocks = g.sizeInSectors / spc;
+    g.sectorsPerCluster = spc;
+    g.firstDataSector = reserved + u8(boot, 16) * std::uint64_t{le32(boot, 36)};
+    g.blocksStartSector = g.firstDataSector;
+    return g;
+  }
+  const ByteSpan header(image.bytes.data() + volume.startSector * 512 + 1024, 512);
+  g.blockSize = be32(header, 0x28) / 512;
+  g.totalBlocks = be32(header, 0x2C);
+  return g;
+}
+
+inline std::unique_ptr<FreeSpaceMap> freeSpaceOf(const KitImage& image, const SignatureScanGeometry& g, SectorSource& source) {
+  const imagekit::ManifestVolume& volume = image.manifest.volumes.at(0);
+  if (volume.fileSystem.rfind("FAT", 0) == 0) {
+    const ByteSpan boot(image.bytes.data(), 512);
+    return std::make_unique<FatTableFreeSpace>(source, le16(boot, 14), 32,
+                                               (g.sizeInSectors - g.firstDataSector) / g.sectorsPerCluster);
+  }
+  const ByteSpan header(image.bytes.data() + volume.startSector * 512 + 1024, 512);
+  std::vector<AllocationFileExtent> extents;
+  for (std::size_t k = 0; k < 8; ++k) {
+    const std::uint32_t count = be32(header, 0x80 + 8 * k + 4);
+    if (count != 0) extents.push_back({be32(header, 0x80 + 8 * k), count});
+  }
+  return std::make_unique<HfsAllocationFreeSpace>(source, volume.startSector, g.blockSize, extents);
+}
+
 // One search over a kit image into a fresh tree, with every row of the goal's catalog marked: the
 // plain loops take Sig_FR, the combined ones Sig_PR.
 struct CarveRun {
@@ -105,6 +150,8 @@ struct CarveRequest {
   SignatureScanGeometry geometry;
   FreeSpaceMap* freeSpace = nullptr;
   const KnownFileStarts* knownFiles = nullptr;
+  ResumePositionSink* resume = nullptr;
+  std::uint64_t resumeUnit = 0;  // 0: a fresh search
 };
 
 inline std::unique_ptr<CarveRun> runCarve(const KitImage& image, const CarveRequest& request) {
@@ -133,7 +180,8 @@ inline std::unique_ptr<CarveRun> runCarve(const KitImage& image, const CarveRequ
   setup.freeSpace = request.freeSpace;
   setup.knownFiles = request.knownFiles;
   setup.finds = &registrar;
-  run->result = runSignatureScan(setup, 0);
+  setup.resume = request.resume;
+  run->result = runSignatureScan(setup, request.resumeUnit);
   return run;
 }
 
