@@ -9,6 +9,7 @@
 #include "imagekit/carve_samples.h"
 #include "imagekit/fat_builder.h"
 #include "imagekit/partition_disk.h"
+#include "imagekit/partition_map.h"
 #include "imagekit/scenario.h"
 
 namespace nua::imagekit {
@@ -184,7 +185,7 @@ bool makeCarveFat(const std::string& outPath, const ScenarioOptions& options, Ma
   return describePlantings(outPath, set.plantings, 0, manifest, error);
 }
 
-// HFS+ at sector 64 of the image (nothing before it), 4 KiB blocks; deleted files keep their blocks
+// HFS+ in a GPT partition at sector 64, 4 KiB blocks; deleted files keep their blocks
 // in free space, and two JPEGs are written in two extents each, one live and one deleted.
 bool makeCarveHfs(const std::string& outPath, const ScenarioOptions& options, Manifest& manifest, std::string& error) {
   constexpr std::uint64_t kVolumeStart = 64;
@@ -220,8 +221,19 @@ bool makeCarveHfs(const std::string& outPath, const ScenarioOptions& options, Ma
                            {deletedPieces.bytes.begin(), deletedPieces.bytes.begin() + kLocateBytes},
                            true});
   if (!sizeHfsVolume(volume, error)) return false;
-  ImageWriter out(outPath, (kVolumeStart * kSectorSize + volume.bytes + kSectorSize - 1) / kSectorSize * kSectorSize);
+  const std::uint64_t volumeSectors = (volume.bytes + kSectorSize - 1) / kSectorSize;
+  GptLayout layout;
+  layout.sectorSize = kSectorSize;
+  layout.diskGuid = "6E756120-6361-7276-0000-000000000001";
+  layout.entries = {{kGptHfsPlusType, "6E756120-6361-7276-0000-0000000000A1", kVolumeStart,
+                     kVolumeStart + volumeSectors - 1, u"Carve"}};
+  layout.totalSectors = kVolumeStart + volumeSectors + gptFirstUsableLba(kSectorSize);
+  ImageWriter out(outPath, layout.totalSectors * kSectorSize);
+  writeGpt(layout, out);
   if (!placeVolume(volume, out, kVolumeStart, kSectorSize, manifest, error)) return false;
+  manifest.partitions = {{"scheme", "gpt"},
+                         {"sectorSize", kSectorSize},
+                         {"entries", {partitionJson(1, kGptHfsPlusType, "Carve", kVolumeStart, volumeSectors)}}};
   if (!out.finish()) {
     error = out.error();
     return false;
@@ -241,8 +253,8 @@ void registerCarveScenarios() {
                     "JPEG, and deleted decoys",
                     makeCarveFat});
   registerScenario({"carve-hfs",
-                    "HFS+ volume at sector 64 with live and deleted files of many formats, a tar holding two, "
-                    "fragmented JPEGs live and deleted, and deleted decoys",
+                    "GPT disk with an HFS+ volume at sector 64 holding live and deleted files of many formats, "
+                    "a tar holding two, fragmented JPEGs live and deleted, and deleted decoys",
                     makeCarveHfs});
 }
 
