@@ -43,6 +43,7 @@ void registerDemoScenarios();
 void registerFatSaveScenarios();
 void registerLostVolumeScenarios();
 void registerExfatScenarios();
+void registerCarveScenarios();
 
 // Reads an unsigned option; `fallback` when absent. Returns false with `error` set when the value is
 // not a decimal number.

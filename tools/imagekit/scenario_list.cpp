@@ -15,6 +15,7 @@ void registerAllScenarios() {
   registerFatSaveScenarios();
   registerLostVolumeScenarios();
   registerExfatScenarios();
+  registerCarveScenarios();
   // The FAT, partition-map and demo families add their register...Scenarios() calls here (and their
   // declarations in scenario.h) when their files land.
 }

@@ -94,6 +94,7 @@ class SaveRun {
   enum class CopyOutcome { kDone, kIncomplete, kOverwritten, kAborted };
   struct CopyProgress {
     std::uint64_t written = 0;  // bytes of the file written so far
+    std::uint64_t leadingBytesToSkip = 0;  // of the next read: where the file starts in its first sector
     std::string reason;         // why the copy is not right, when it is not
   };
 

@@ -37,10 +37,11 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const Entry* file, std::uint64_t bloc
   const auto bytesInSector = static_cast<std::uint64_t>(source_.u32BytesInSector);
   const std::uint64_t wanted = file->fileSize - progress.written;
   if (wanted == 0) return CopyOutcome::kDone;
+  const std::uint64_t skip = progress.leadingBytesToSkip;
   // Only the sectors that hold bytes of the file are read: a chunk reaching past the file's end must
   // not fail on sectors the file does not need (the end of a truncated image, a bad spot).
   const std::uint64_t chunkSectors = static_cast<std::uint64_t>(blocks) * file->sectorsPerBlock;
-  const std::uint64_t sectors = std::min(chunkSectors, (wanted + bytesInSector - 1) / bytesInSector);
+  const std::uint64_t sectors = std::min(chunkSectors, (skip + wanted + bytesInSector - 1) / bytesInSector);
   const std::uint64_t bytes = sectors * bytesInSector;
   buffer.assign(bytes, std::byte{0});
   const std::uint64_t sector = source_.HPlusVolStart + file->blockBaseSector + block * file->sectorsPerBlock;
@@ -60,8 +61,10 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const Entry* file, std::uint64_t bloc
     usable = sourceBytes > startByte ? std::min(bytes, sourceBytes - startByte) : 0;
     sourceEnd = formatText("the source ends at sector %@", {std::to_string(std::max(startByte, sourceBytes) / bytesInSector)});
   }
-  const std::uint64_t length = std::min(usable, wanted);
-  if (!writeAll(fd, std::span<const std::byte>(buffer).first(static_cast<std::size_t>(length)))) {
+  const std::uint64_t length = std::min(usable > skip ? usable - skip : 0, wanted);
+  progress.leadingBytesToSkip = 0;
+  if (!writeAll(fd, std::span<const std::byte>(buffer).subspan(static_cast<std::size_t>(skip),
+                                                               static_cast<std::size_t>(length)))) {
     progress.reason = formatText("writing failed: %@", {std::strerror(errno)});
     return CopyOutcome::kIncomplete;
   }
@@ -69,7 +72,7 @@ SaveRun::CopyOutcome SaveRun::readAndWrite(const Entry* file, std::uint64_t bloc
   savedData += length;
   if (sink_ != nullptr && savedData != 0 && showSavingProgress.exchange(false)) sink_->updateTreeProgress(savedData);
   // An image whose size is not a whole number of sectors may still hold every byte the file needs.
-  if (length < std::min(bytes, wanted)) {
+  if (length < std::min(bytes - skip, wanted)) {
     progress.reason = sourceEnd;
     return CopyOutcome::kIncomplete;
   }
@@ -83,9 +86,12 @@ SaveRun::CopyOutcome SaveRun::copyFileData(Entry* file, int fd, CopyProgress& pr
     progress.reason = file->dataExt.empty() ? "no location of its data is known" : "its blocks have no sectors";
     return CopyOutcome::kIncomplete;
   }
+  // A JPEG found inside a RAW file starts that many bytes into its first sector; an offset that
+  // does not fall inside the first block cannot be one and is not applied.
+  progress.leadingBytesToSkip = file->extraBytesToMove < blockBytes ? file->extraBytesToMove : 0;
   // One extent copies exactly what the size needs, whatever the scan recorded for its length.
   if (file->dataExt.size() == 1) {
-    const std::uint64_t needed = (file->fileSize + blockBytes - 1) / blockBytes;
+    const std::uint64_t needed = (progress.leadingBytesToSkip + file->fileSize + blockBytes - 1) / blockBytes;
     file->dataExt[0].blockCount =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(needed, std::numeric_limits<std::uint32_t>::max()));
   }
