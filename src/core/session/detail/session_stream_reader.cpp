@@ -71,7 +71,8 @@ std::string SessionInput::at(const char* what, std::uint64_t offset) const {
 }
 
 bool SessionInput::fill() {
-  if (buffer_.empty()) buffer_.resize(std::size_t{1} << 20);
+  // A small file needs no full-sized buffer.
+  if (buffer_.empty()) buffer_.resize(static_cast<std::size_t>(std::min<std::uint64_t>(std::size_t{1} << 20, size_)));
   const std::size_t want = static_cast<std::size_t>(std::min<std::uint64_t>(buffer_.size(), remaining()));
   ssize_t n = -1;
   do {
