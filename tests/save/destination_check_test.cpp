@@ -4,6 +4,9 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <filesystem>
 #include <map>
 
 namespace nua {
@@ -140,6 +143,17 @@ INSTANTIATE_TEST_SUITE_P(Types, LimitedFileSystemTest,
                                          FileSystemCase{"0x65735546", "fuseblk", ""},
                                          FileSystemCase{"0xef53", "ext4", ""}, FileSystemCase{"0x58465342", "xfs", ""},
                                          FileSystemCase{"0x9123683e", "btrfs", ""}, FileSystemCase{"hfs", "hfsplus", ""}));
+
+// A real folder: on the source when its file system's device is the source device; an image file
+// beside it is a different file, so the folder is not on that image.
+TEST(DestinationCheckTest, AFolderOfThisMachineIsOnTheDeviceItsFileSystemLivesOn) {
+  const std::string folder = std::filesystem::temp_directory_path().string();
+  struct stat st{};
+  ASSERT_EQ(::stat(folder.c_str(), &st), 0);
+  EXPECT_TRUE(folderOnSource({true, true, st.st_dev, 0, "/dev/holding-tmp"}, folder));
+  EXPECT_FALSE(folderOnSource({true, false, st.st_dev, st.st_ino + 1000000, folder + "/disk.img"}, folder));
+  EXPECT_FALSE(folderOnSource({false, true, st.st_dev, 0, ""}, folder)) << "an unknown source claims nothing";
+}
 
 }  // namespace
 }  // namespace nua

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "app/media_sources.h"
+#include "app/lifecycle_decisions.h"
 #include "app/main_thread_queue.h"
 #include "app/repeating_timer.h"
 #include "app/scan_decision.h"
@@ -184,10 +185,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   [[nodiscard]] int promptForScanInfoSaving();
   // Closes a visible preview and ends the program at once.
   void terminateApp();
-  struct WindowSize {
-    int width = 0;
-    int height = 0;
-  };
+  using WindowSize = nua::WindowSize;
   // The size the window had when it was first shown; the front end sets it.
   WindowSize initialWindowSize;
   [[nodiscard]] WindowSize windowWillResize(WindowSize proposed) const;
@@ -336,7 +334,6 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   // The quit question's wait for a session write: polls until the result is saved, then quits.
   void watchSaveScanInfo();
   // The quit and close rules in one place: stay, go now, or go once the session being saved is written.
-  enum class QuitDecision { kStay, kGo, kAfterSessionSaved };
   QuitDecision decideQuit();
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;

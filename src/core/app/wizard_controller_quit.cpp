@@ -1,4 +1,5 @@
 // The controller's decisions of quitting and of the window's size, which depend on the screen shown.
+// The rules themselves are in lifecycle_decisions.h; this file gathers the facts and acts.
 #include "app/wizard_controller.h"
 #include "media/dmedia.h"
 #include "volume/volume.h"
@@ -19,20 +20,18 @@ void WizardController::terminateApp() {
 }
 
 int WizardController::promptForScanInfoSaving() {
-  const bool saved = scanInfoSavedForQuit && scanInfoSavedForQuit();
-  if (!selectedVolume || selectedVolume->dirRoot == nullptr || saved) return 1;
-  const int answer = ui_.runAlertPanel(
-      {"Do you want to save recovery session?",
-       "After scanning the physical drive, scan results obtained can be saved so that recovery process could be "
-       "carried out in next restart without scanning the drive again. Just open the saved recovery session and "
-       "proceed with recovery process.",
-       {"Yes", "No", "Cancel"}});
-  if (answer == 0) {
-    if (!saveScanInfoForQuit) return 0;  // no session writer: nothing would ever let the quit go on
-    saveScanInfoForQuit();
-    return 2;
+  QuitFacts facts;
+  facts.onTree = true;
+  facts.hasResult = selectedVolume && selectedVolume->dirRoot != nullptr;
+  facts.resultSaved = scanInfoSavedForQuit && scanInfoSavedForQuit();
+  const QuitRequest request = decideQuitRequest(facts);
+  if (request.step != QuitStep::kAskToSaveSession) return 1;
+  switch (answerSaveSessionQuestion(ui_.runAlertPanel(*request.alert), static_cast<bool>(saveScanInfoForQuit))) {
+    case QuitDecision::kAfterSessionSaved: saveScanInfoForQuit(); return 2;
+    case QuitDecision::kGo: return 1;
+    case QuitDecision::kStay: break;
   }
-  return answer == 1 ? 1 : 0;
+  return 0;
 }
 
 void WizardController::watchSaveScanInfo() {
@@ -48,26 +47,23 @@ void WizardController::watchSaveScanInfo() {
   });
 }
 
-WizardController::QuitDecision WizardController::decideQuit() {
-  if (onTree(view_)) {
-    if (!scanInfoOrSavingNotProcessing) {
-      showAlert("Process Running",
-                "Recovery session saving/opening or data saving is in process. The program can quit if that process "
-                "is completed or aborted.");
-      return QuitDecision::kStay;
-    }
-    switch (promptForScanInfoSaving()) {
-      case 1: return QuitDecision::kGo;
-      case 2: return QuitDecision::kAfterSessionSaved;
-      default: return QuitDecision::kStay;
-    }
-  }
-  if (scanIsRunning) {
-    showAlert("Scan running",
-              "A scan is in progress. Please stop that scan first, in order to quit Nua Recovery Software.");
+QuitDecision WizardController::decideQuit() {
+  QuitFacts facts;
+  facts.onTree = onTree(view_);
+  facts.scanInfoOrSavingNotProcessing = scanInfoOrSavingNotProcessing;
+  facts.scanIsRunning = scanIsRunning;
+  const QuitRequest request = decideQuitRequest(facts);
+  if (request.step == QuitStep::kStay) {
+    ui_.runAlertPanel(*request.alert);
     return QuitDecision::kStay;
   }
-  return QuitDecision::kGo;
+  if (!facts.onTree) return QuitDecision::kGo;
+  // On "Tree" the session question decides (it knows whether there is a result to keep).
+  switch (promptForScanInfoSaving()) {
+    case 1: return QuitDecision::kGo;
+    case 2: return QuitDecision::kAfterSessionSaved;
+    default: return QuitDecision::kStay;
+  }
 }
 
 void WizardController::terminateApplication() {
@@ -80,26 +76,18 @@ void WizardController::terminateApplication() {
 
 bool WizardController::windowShouldClose() {
   const bool onTreeScreen = onTree(view_);
-  switch (decideQuit()) {
-    case QuitDecision::kGo:
-      // Off "Tree", a visible preview closes with the window.
-      if (!onTreeScreen) ui_.previewClose();
-      return true;
-    case QuitDecision::kAfterSessionSaved: watchSaveScanInfo(); return false;
-    case QuitDecision::kStay: return false;
-  }
-  return false;
+  const WindowCloseAnswer answer = windowCloseAnswer(decideQuit(), onTreeScreen);
+  if (answer.closePreview) ui_.previewClose();
+  if (answer.watchSessionSave) watchSaveScanInfo();
+  return answer.mayClose;
 }
 
 // ---- The window's size ----
 
-WizardController::WindowSize WizardController::windowWillResize(
-    WindowSize proposed) const {
-  if (!onTree(view_)) return initialWindowSize;
-  // On "Tree" the width stays; the height may grow, never below the initial one.
-  return {initialWindowSize.width, std::max(proposed.height, initialWindowSize.height)};
+WizardController::WindowSize WizardController::windowWillResize(WindowSize proposed) const {
+  return windowSizeAllowed(onTree(view_), initialWindowSize, proposed);
 }
 
-bool WizardController::windowShouldZoom() const { return onTree(view_); }
+bool WizardController::windowShouldZoom() const { return windowMayZoom(onTree(view_)); }
 
 }  // namespace nua

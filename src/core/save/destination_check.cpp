@@ -152,6 +152,10 @@ bool destinationOnSource(const SourceIdentity& source, const DestinationFacts& d
   return false;
 }
 
+bool folderOnSource(const SourceIdentity& source, const std::string& folder) {
+  return destinationOnSource(source, probeDestination(folder), storageBelowFromSystem);
+}
+
 DestinationVerdict checkDestinationFacts(const DestinationFacts& destination, std::uint64_t markedData,
                                          const SourceIdentity& source, const StorageLookup& below) {
   DestinationVerdict verdict;

@@ -42,6 +42,10 @@ struct DestinationFacts {
 [[nodiscard]] bool destinationOnSource(const SourceIdentity& source, const DestinationFacts& destination,
                                        const StorageLookup& below);
 
+// The same for a folder on this machine, by its facts and the system's device layout: whether a file
+// written there (the crash-recovery pair, a session) would be written to the source.
+[[nodiscard]] bool folderOnSource(const SourceIdentity& source, const std::string& folder);
+
 struct DestinationVerdict {
   std::optional<Alert> refusal;  // the alert to show; saving does not start
   std::uint8_t canSaveSlashes = 0;  // 1: "/" in names is saved as ":"; 0: as "_"
