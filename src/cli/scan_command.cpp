@@ -196,6 +196,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   ThreadScanLauncher launcher(ui, nullptr);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
+  launcher.setEntry(ScanEntry::kScanForDeletedFilesDisk, scanForDeletedFilesDisk);
   sources.loadSigData = signatureCatalogSource(ui);
   WizardController controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();

@@ -59,6 +59,7 @@ MainWindow::MainWindow(const QStringList& images)
   launcher_ = std::make_unique<ThreadScanLauncher>(*bridge_, nullptr);
   launcher_->setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher_->setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
+  launcher_->setEntry(ScanEntry::kScanForDeletedFilesDisk, scanForDeletedFilesDisk);
   MediaSources sources = mediaSources(images_);
   sources.loadSigData = signatureCatalogSource(*bridge_);
   controller_ = std::make_unique<WizardController>(*this, *bridge_, *launcher_, std::move(sources));
