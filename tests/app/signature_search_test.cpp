@@ -1,50 +1,21 @@
-// The signature search run by the real scan thread entries on real images: the kit's demo disk (a GPT
-// disk with an HFS+ and a FAT32 volume of photos, some deleted) and a FAT16 volume made by mkfs.fat and
-// mtools. Every carved file is read back from the image at its recorded sector and must begin with the
-// whole of one known photo.
+// The signature search run by the real scan thread entries on the kit's demo disk (a GPT disk with an
+// HFS+ and a FAT32 volume of photos, some deleted). Every carved file is read back from the image at
+// its recorded sector and must begin with the whole of one known photo.
 #include "app/signature_search.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
-#include <set>
-#include <tuple>
 
 #include "app/scan_run.h"
 #include "app/signature_search_progress.h"
-#include "base/text.h"
-#include "imagekit/demo_scenarios.h"
-#include "imagekit/fat_tool_runner.h"
+#include "app/signature_search_support.h"
 #include "imagekit/scenario.h"
 
 namespace nua {
 namespace {
 
-namespace fs = std::filesystem;
-
-const fs::path& imageFolder() {
-  struct Folder {
-    fs::path path = fs::temp_directory_path() / ("nua-signature-search-" + std::to_string(::getpid()));
-    Folder() { fs::create_directories(path); }
-    ~Folder() {
-      std::error_code ignored;
-      fs::remove_all(path, ignored);
-    }
-  };
-  static const Folder folder;
-  return folder.path;
-}
-
-// A photo the image holds: its size and content hash.
-struct Photo {
-  std::uint64_t size = 0;
-  std::string sha256;
-  bool operator<(const Photo& other) const { return sha256 < other.sha256; }
-  bool operator==(const Photo& other) const { return sha256 == other.sha256; }
-};
+using namespace searchtest;
 
 struct TestImage {
   std::string path;
@@ -79,111 +50,11 @@ std::set<Photo> demoPhotos(int volumeIndex, bool deleted, bool live) {
   return out;
 }
 
-// A carved file as the tree shows it, where it starts, and the known photo its bytes begin with
-// (empty hash when none: a find must hold a whole photo, though a check may measure a margin past it).
-struct Carved {
-  std::string folder;
-  std::string name;
-  std::uint64_t absoluteSector = 0;
-  Photo photo;
-};
-
-std::vector<Carved> carvedFiles(const Volume& volume, const std::string& imagePath, const std::set<Photo>& known,
-                                const std::set<std::string>& folderTitles) {
-  std::vector<Carved> out;
-  std::ifstream image(imagePath, std::ios::binary);
-  for (const Entry* folder : volume.dirRoot->childList) {
-    const std::string title = toUtf8(EntryArena::fileNameOfDir(folder).value_or(u""));
-    if (folderTitles.count(title) == 0) continue;
-    for (const Entry* file : folder->childList) {
-      Carved carved;
-      carved.folder = title;
-      carved.name = toUtf8(EntryArena::fileNameOfDir(file).value_or(u""));
-      if (file->dataExt.empty()) continue;
-      carved.absoluteSector = volume.HPlusVolStart + file->blockBaseSector + file->dataExt.front().startBlock;
-      std::vector<std::byte> bytes(file->fileSize);
-      image.clear();
-      image.seekg(static_cast<std::streamoff>(carved.absoluteSector * 512));
-      image.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-      for (const Photo& photo : known) {
-        if (photo.size > bytes.size()) continue;
-        if (imagekit::sha256Hex(std::span(bytes).first(photo.size)) == photo.sha256) carved.photo = photo;
-      }
-      out.push_back(carved);
-    }
-  }
-  return out;
-}
-
-std::set<Photo> photosOf(const std::vector<Carved>& files) {
-  std::set<Photo> out;
-  for (const Carved& file : files) out.insert(file.photo);
-  return out;
-}
-
-// The catalog's JPEG and PNG rows: served by the format checks (plain searches) or, with typeOfFile 1,
-// by the file checks (photo searches).
-SigSelArray photoSignatures(bool fileChecks) {
-  SigSelArray marked;
-  for (const auto& [extension, header, length, type] :
-       {std::tuple<const char*, std::uint64_t, std::uint8_t, std::uint32_t>{"jpg", 0xFFD8FF, 3, 3},
-        {"png", 0x89504E470D0A1A0AULL, 8, 6}}) {
-    auto node = std::make_shared<SigNode>();
-    node->fileTypeSigNode = SigNode::kFileTypeNode;
-    node->selected = 1;
-    node->sig = std::make_shared<Sig>();
-    node->sig->extension = extension;
-    node->sig->header = header;
-    node->sig->headerLength = length;
-    node->sig->typeOfFile = fileChecks ? 1 : type;
-    node->sig->defaultSize = 20;
-    marked.push_back(node);
-  }
-  return marked;
-}
-
-// The folders a method's finds go into: by extension (plain) or by format (with the file checks).
-std::set<std::string> carvedFolders(std::int64_t method) {
-  return method == 0 ? std::set<std::string>{"jpg files", "png files"} : std::set<std::string>{"JPG Files", "PNG Files"};
-}
-
-// Records what a scan shows; stops the scan once it has found `stopAfterFiles` files when asked to.
-class RecordingSink final : public ScanRunSink {
- public:
-  void report(const ScanProgress& progress) override { reports.push_back(progress); }
-  [[nodiscard]] bool tickPending() const override { return false; }
-  void offerForTick(const ScanProgress& progress) override {
-    offers.push_back(progress);
-    if (stopVolume != nullptr && progress.counts && progress.counts->files >= stopAfterFiles) {
-      stopVolume->setStopTreeThread(true);
-    }
-  }
-  void alert(const Alert& alert) override { alerts.push_back(alert.text); }
-  void abandonScan() override {}
-  void startTicks() override {}
-  void stopTicks() override {}
-  void complete(const ScanProgress& last) override { completion = last; }
-
-  std::vector<ScanProgress> reports, offers;
-  std::vector<std::string> alerts;
-  std::optional<ScanProgress> completion;
-  Volume* stopVolume = nullptr;
-  std::uint64_t stopAfterFiles = 0;
-};
-
 std::unique_ptr<Volume> wholeDisk() {
   const TestImage& disk = demoDisk();
   return Volume::initWithDictionary(
       Dict{{"WhetherDiskDict", true}, {"Path", disk.path}, {"Size", disk.bytes}, {"Preferred Block Size", 512}},
       MediaContext{});
-}
-
-std::unique_ptr<Volume> volumeAt(const std::string& path, std::uint64_t start, std::uint64_t sectors,
-                                 const char* content) {
-  return Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Path", path}, {"Volume Start", start},
-                                         {"Volume Size In Sectors", sectors}, {"Content", content},
-                                         {"Volume Name", "Test"}},
-                                    MediaContext{});
 }
 
 std::unique_ptr<Volume> demoVolume(int volumeIndex, const char* content) {
@@ -229,7 +100,7 @@ TEST_F(SignatureSearchTest, WholeDiskSearchFindsEveryPhotoOfBothVolumesWithItsPr
   }
 }
 
-TEST_F(SignatureSearchTest, RangeAndStopLimitWhatTheDiskSearchFinds) {
+TEST_F(SignatureSearchTest, RangeResumeAndStopLimitWhatTheDiskSearchFinds) {
   const std::set<Photo> all = demoPhotos(-1, true, true);
   auto whole = wholeDisk();
   RecordingSink wholeSink;
@@ -251,6 +122,19 @@ TEST_F(SignatureSearchTest, RangeAndStopLimitWhatTheDiskSearchFinds) {
   scanForDeletedFilesDisk(*ranged, ScanArguments{photoSignatures(false), std::int64_t{0}}, rangedSink);
   std::set<std::uint64_t> found;
   for (const Carved& file : carvedFiles(*ranged, demoDisk().path, all, carvedFolders(0))) {
+    found.insert(file.absoluteSector);
+  }
+  EXPECT_EQ(found, afterStart);
+
+  // A resumed search starts exactly at the position before "auto".
+  auto resumed = wholeDisk();
+  RecordingSink resumedSink;
+  scanForDeletedFilesDisk(*resumed,
+                          ScanArguments{photoSignatures(false), std::int64_t{0}, static_cast<std::int64_t>(fatStart),
+                                        std::string("auto")},
+                          resumedSink);
+  found.clear();
+  for (const Carved& file : carvedFiles(*resumed, demoDisk().path, all, carvedFolders(0))) {
     found.insert(file.absoluteSector);
   }
   EXPECT_EQ(found, afterStart);
@@ -297,79 +181,6 @@ TEST_F(SignatureSearchTest, WholeVolumeSearchAfterTheTreePassesOverTheFilesTheTr
     titles.insert(toUtf8(EntryArena::fileNameOfDir(child).value_or(u"")));
   }
   EXPECT_EQ(titles.count("Holidays 2014"), 1U);  // the live photos stay in their folders
-}
-
-// A FAT16 volume by mkfs.fat with a live photo, a deleted one whose directory entry is still there
-// (the walk recovers it, so the search leaves it alone) and a deleted one whose entry was wiped.
-struct FatFixture {
-  std::string path;
-  std::uint64_t sectors = 0;
-  Photo live, kept, gone;
-  std::uint64_t goneSector = 0;
-};
-
-FatFixture makeFatFixture() {
-  FatFixture fixture;
-  const fs::path image = imageFolder() / "fat16.img";
-  fixture.path = image.string();
-  std::string error;
-  EXPECT_TRUE(imagekit::runToolChecked({"mkfs.fat", "-C", "-F", "16", "-s", "2", fixture.path, "8192"}, error)) << error;
-  const std::vector<std::pair<std::string, imagekit::DemoPhoto>> files{
-      {"LIVE.JPG", {"LIVE.JPG", 320, 240, 8, false}},
-      {"KEPT.PNG", {"KEPT.PNG", 200, 150, 0, true}},
-      {"GONE.JPG", {"GONE.JPG", 480, 360, 10, true}}};
-  std::vector<std::vector<std::byte>> contents;
-  std::uint64_t seed = 40;
-  for (const auto& [name, photo] : files) {
-    contents.push_back(imagekit::demoPhotoBytes(photo, ++seed));
-    const fs::path local = imageFolder() / name;
-    std::ofstream(local, std::ios::binary)
-        .write(reinterpret_cast<const char*>(contents.back().data()), static_cast<std::streamsize>(contents.back().size()));
-    EXPECT_TRUE(imagekit::runToolChecked({"mcopy", "-i", fixture.path, local.string(), "::/" + name}, error)) << error;
-  }
-  for (const char* name : {"KEPT.PNG", "GONE.JPG"}) {
-    EXPECT_TRUE(imagekit::runToolChecked({"mdel", "-i", fixture.path, std::string("::/") + name}, error)) << error;
-  }
-  std::fstream bytes(fixture.path, std::ios::binary | std::ios::in | std::ios::out);
-  std::vector<char> all((std::istreambuf_iterator<char>(bytes)), std::istreambuf_iterator<char>());
-  fixture.sectors = all.size() / 512;
-  // The deleted entry of GONE.JPG (first byte 0xE5) becomes an end-of-directory entry.
-  const std::string deletedName = "\xE5ONE    JPG";
-  const auto entry = std::search(all.begin(), all.end(), deletedName.begin(), deletedName.end());
-  EXPECT_NE(entry, all.end());
-  bytes.clear();
-  bytes.seekp(entry - all.begin());
-  const std::string zeros(32, '\0');
-  bytes.write(zeros.data(), 32);
-  Photo* photos[] = {&fixture.live, &fixture.kept, &fixture.gone};
-  for (std::size_t i = 0; i < contents.size(); ++i) {
-    *photos[i] = Photo{contents[i].size(), imagekit::sha256Hex(contents[i])};
-  }
-  const auto* first = reinterpret_cast<const char*>(contents[2].data());
-  for (std::size_t at = 0; at + 512 <= all.size(); at += 512) {
-    if (std::equal(first, first + 512, all.begin() + static_cast<std::ptrdiff_t>(at))) fixture.goneSector = at / 512;
-  }
-  EXPECT_NE(fixture.goneSector, 0U);
-  return fixture;
-}
-
-TEST(FatSignatureSearch, FreeSpaceSearchFindsOnlyTheDeletedPhotoTheTreeLacks) {
-  const FatFixture fat = makeFatFixture();
-  const std::set<Photo> known{fat.live, fat.kept, fat.gone};
-  for (const std::int64_t method : {0, 1}) {
-    auto volume = volumeAt(fat.path, 0, fat.sectors, "FAT16");
-    RecordingSink sink;
-    scanForDeletedFiles(*volume, ScanArguments{std::int64_t{1}, std::int64_t{1}, photoSignatures(method == 1), method},
-                        sink);
-    const std::vector<Carved> carved = carvedFiles(*volume, fat.path, known, carvedFolders(method));
-    ASSERT_EQ(carved.size(), 1U) << method;
-    EXPECT_EQ(carved[0].photo.sha256, fat.gone.sha256);
-    EXPECT_EQ(carved[0].absoluteSector, fat.goneSector);
-    EXPECT_EQ(carved[0].folder, method == 0 ? "jpg files" : "JPG Files");
-    EXPECT_EQ(carved[0].name, method == 0 ? "File1.jpg" : "file1.jpg");
-    ASSERT_TRUE(sink.completion);
-    EXPECT_EQ(sink.completion->status, "Tree Completed ...");
-  }
 }
 
 TEST(SignatureSearchUpdate, TimeLeftIsGuessedOnlyAfterAThousandthOfTheRange) {
