@@ -17,7 +17,7 @@ const char* kUsage =
     "  drives   list the drives and volumes, with disk images given by --image PATH (--json)\n"
     "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
     "  find-volumes  search a whole disk or image for lost HFS+ volumes (--json)\n"
-    "  scan     rebuild the tree of an HFS+ volume and print it (nua-recover scan --help)\n"
+    "  scan     run the scan of any goal on a volume or disk and print the tree (nua-recover scan --help)\n"
     "  open     open a recovery session file (.nvs) without scanning (nua-recover open --help)\n"
     "  preview  write what a preview of one entry shows (nua-recover preview --help)\n"
     "\n"

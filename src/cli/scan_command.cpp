@@ -4,8 +4,9 @@
 
 #include <csignal>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
+#include <optional>
+#include <sstream>
+#include <variant>
 #include <vector>
 
 #include "app/drive_discovery.h"
@@ -15,41 +16,50 @@
 #include "app/signature_source.h"
 #include "app/thread_scan_launcher.h"
 #include "app/wizard_controller.h"
+#include "app/wizard_plan.h"
 #include "base/dict.h"
 #include "base/text.h"
 #include "cli_options.h"
 #include "commands.h"
+#include "progress_printer.h"
 #include "save_option.h"
+#include "scan_options.h"
 #include "tree_output.h"
+#include "wizard_answers.h"
 #include "records/entry_arena.h"
 
 namespace nua::cli {
 namespace {
 
 const char* kScanUsage =
-    "usage: nua-recover scan TARGET [--mode files|partitions|formatted] [--tree-scan standard|advanced]\n"
-    "                        [--signatures skip] [--partition N | --volume N] [--list] [--json] [--quiet]\n"
-    "                        [--target lost [--sector-size 512|4096]]\n"
+    "usage: nua-recover scan TARGET [--mode files|files-advanced|photos|photos-advanced|partitions|formatted]\n"
+    "                        [--target volume|disk|partition|lost] [--partition N | --volume N]\n"
+    "                        [--tree-scan standard|advanced] [--signatures all|EXT,EXT...|skip]\n"
+    "                        [--fs-recovery yes|no] [--range START-END] [--sector-size 512|4096]\n"
+    "                        [--list] [--json] [--quiet] [--progress] [--verbose]\n"
     "                        [--find TEXT] [--save DIR [--select all|deleted|find:TEXT|GLOB...] [--view data|types]\n"
     "                        [--deleted-only]]\n"
     "                        [--session-out FILE.nvs]\n"
     "--find TEXT prints the entries whose names hold TEXT (any case); find:TEXT marks them for --save.\n"
     "TARGET is a disk image or device.\n"
     "--session-out writes the result as a recovery session, to be opened with nua-recover open.\n"
-    "--mode files scans volume row N of TARGET (--volume N, default 0) for deleted files.\n"
+    "--mode files scans volume row N of TARGET (--volume N, default 0) for deleted files;\n"
+    "files-advanced, photos and photos-advanced add a signature search, as nua-recover plan shows.\n"
     "--mode formatted runs the advanced scan of a formatted or reformatted HFS+ volume (--volume N).\n"
     "--mode partitions (the default) scans row N of TARGET's partition list (--partition N, default 0),\n"
     "or the partition holding row N of its volume list (--volume N). A bare volume image is a disk\n"
     "whose one partition starts at sector 0.\n"
+    "--target disk searches the whole of TARGET (--mode photos-advanced).\n"
     "--target lost first searches the whole of TARGET for lost HFS+ volumes (as find-volumes does) and\n"
-    "scans row N of the volumes found (--volume N, default 0).\n";
-
-bool parseRow(const std::optional<std::string>& text, int& row) {
-  if (!text) return true;
-  if (text->empty() || text->size() > 6 || text->find_first_not_of("0123456789") != std::string::npos) return false;
-  row = std::stoi(*text);
-  return true;
-}
+    "scans row N of the volumes found (--volume N, default 0).\n"
+    "--signatures answers \"Signatures\": skip (the default), all file types of the goal, or those with\n"
+    "the extensions listed (nua-recover types --mode MODE lists them).\n"
+    "--fs-recovery no searches the volume by signatures alone, as for a volume whose file system can't\n"
+    "be used; the default is what the volume supports.\n"
+    "--range START-END limits the signature search to that part of the target, in percent (0-100).\n"
+    "--progress draws the progress bar on standard error even when it is no terminal (a line each time);\n"
+    "on a terminal the bar is drawn unless --quiet or --json.\n"
+    "--verbose prints the scan that starts (entry, arguments, range) as nua-recover plan names it.\n";
 
 volatile std::sig_atomic_t interrupted = 0;
 void onInterrupt(int) { interrupted = 1; }
@@ -59,46 +69,59 @@ int usageError(const std::string& message) {
   return 2;
 }
 
-class ProgressPrinter {
- public:
-  ProgressPrinter(bool quiet, StderrUiBridge& ui) : quiet_(quiet), terminal_(isatty(2) != 0), ui_(ui) {}
-  void show(const ProgressScreen& s, bool force) {
-    if (quiet_) return;
-    const auto now = std::chrono::steady_clock::now();
-    if (!force && now - last_ < (terminal_ ? std::chrono::milliseconds(200) : std::chrono::milliseconds(1000))) return;
-    last_ = now;
-    int percent = -1;
-    if (!s.barIndeterminate && s.barMaxValue > s.barMinValue)
-      percent = static_cast<int>(100.0 * (s.barDoubleValue - s.barMinValue) / (s.barMaxValue - s.barMinValue));
-    if (percent > 100) percent = 100;
-    std::string line;
-    if (terminal_) {
-      const int filled = percent < 0 ? 0 : percent / 5;
-      line = "[" + std::string(static_cast<std::size_t>(filled), '#') +
-             std::string(static_cast<std::size_t>(20 - filled), '.') + "] ";
-    }
-    line += (percent < 0 ? std::string("  -") : std::to_string(percent)) + "% " + s.status;
-    line += " | entries " + orDash(s.entriesFound) + ", folders " + orDash(s.folders) + ", files " + orDash(s.files);
-    if (!s.timeRemaining.empty()) line += " | left " + s.timeRemaining;
-    if (terminal_) {
-      std::fprintf(stderr, "\r%-120.120s", line.c_str());
-      ui_.atLineStart = false;
-    } else {
-      std::fprintf(stderr, "%s\n", line.c_str());
-    }
-  }
-  void finish() {
-    if (!quiet_ && terminal_ && !ui_.atLineStart) std::fputc('\n', stderr);
-    ui_.atLineStart = true;
-  }
-
- private:
-  static std::string orDash(const std::string& text) { return text.empty() ? "0" : text; }
-  bool quiet_;
-  bool terminal_;
-  StderrUiBridge& ui_;
-  std::chrono::steady_clock::time_point last_{};
+// What a scan was started with: the thread entry, its arguments as a plan shows them, and the
+// volume's range.
+struct StartedScan {
+  std::string entry;
+  DictArray arguments;
+  std::vector<std::string> signatureExtensions;
+  float startPos = 0.0f, endPos = 100.0f;
+  std::string target;
 };
+
+std::string percentText(float value) {
+  std::ostringstream text;
+  text << value;
+  return text.str();
+}
+
+// Runs scans as the desktop program does, and keeps what the last one was started with.
+class RecordingScanLauncher final : public ThreadScanLauncher {
+ public:
+  explicit RecordingScanLauncher(UiBridge& ui) : ThreadScanLauncher(ui, nullptr) {}
+  void detach(ScanEntry entry, std::shared_ptr<Volume> volume, ScanArguments arguments) override {
+    StartedScan scan;
+    scan.entry = scanEntryName(entry);
+    scan.arguments = plannedArguments(arguments);
+    for (const ScanArgument& argument : arguments)
+      if (const auto* signatures = std::get_if<SigSelArray>(&argument))
+        for (const auto& node : *signatures)
+          if (node && node->sig) scan.signatureExtensions.push_back(node->sig->extension);
+    if (volume) {
+      scan.startPos = volume->startPos;
+      scan.endPos = volume->endPos;
+      scan.target = volume->volumeScanType == 3 ? "disk " + volume->path
+                                                : "volume \"" + volume->volumeName + "\" (" + volume->volumeContent +
+                                                      ") from sector " + std::to_string(volume->startSector);
+      scan.target += ", " + std::to_string(volume->sizeInSect) + " sectors of " +
+                     std::to_string(volume->u32BytesInSector) + " bytes";
+    }
+    started = std::move(scan);
+    ThreadScanLauncher::detach(entry, std::move(volume), std::move(arguments));
+  }
+  std::optional<StartedScan> started;
+};
+
+// --verbose: the scan that started, in the words of `nua-recover plan` where they are the same.
+void printStartedScan(const StartedScan& scan) {
+  std::fprintf(stderr, "target: %s\n", scan.target.c_str());
+  std::fprintf(stderr, "entry: %s\n", scan.entry.c_str());
+  std::fprintf(stderr, "args: %s\n", argumentsText(scan.arguments).c_str());
+  std::string extensions;
+  for (const std::string& extension : scan.signatureExtensions) extensions += (extensions.empty() ? "" : ", ") + extension;
+  if (!scan.signatureExtensions.empty()) std::fprintf(stderr, "signatures: %s\n", extensions.c_str());
+  std::fprintf(stderr, "range: %s-%s\n", percentText(scan.startPos).c_str(), percentText(scan.endPos).c_str());
+}
 
 // Serves the main thread until the controller's scan or search has ended; Ctrl-C asks it to stop.
 void waitForScan(WizardController& controller) {
@@ -120,44 +143,16 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   SaveOptions save;
   const std::vector<std::string> args = takeSaveOptions(allArgs, save);
   if (!save.error.empty()) return usageError(save.error);
-  const ParsedOptions options =
-      parseOptions(args, {"--mode", "--tree-scan", "--signatures", "--partition", "--volume", "--session-out", "--target",
-                          "--sector-size"},
-                   {"--list", "--json", "--quiet", "--help"});
+  ScanCommandOptions parsed = parseScanOptions(args);
+  const ParsedOptions& options = parsed.words;
   if (options.flag("--help")) {
     std::fputs(kScanUsage, stdout);
     return 0;
   }
-  if (!options.error.empty()) return usageError(options.error);
-  if (options.positional.size() != 1) return usageError("one TARGET is needed");
-  const std::string mode = options.value("--mode").value_or("partitions");
-  if (mode != "partitions" && mode != "files" && mode != "formatted")
-    return usageError("--mode takes files, partitions or formatted");
-  const std::string treeScan = options.value("--tree-scan").value_or(mode == "formatted" ? "advanced" : "standard");
-  if (treeScan != "standard" && treeScan != "advanced") return usageError("--tree-scan takes standard or advanced");
-  if (mode != "partitions" && options.value("--tree-scan") && treeScan != (mode == "formatted" ? "advanced" : "standard"))
-    return usageError("--tree-scan belongs to --mode partitions");
-  if (mode != "partitions" && options.value("--partition")) return usageError("--partition belongs to --mode partitions");
-  if (options.value("--signatures").value_or("skip") != "skip") return usageError("--signatures takes skip");
-  const bool lostTarget = options.value("--target").has_value();
-  if (lostTarget && *options.value("--target") != "lost") return usageError("--target takes lost");
-  if (lostTarget && (mode != "partitions" || options.value("--partition")))
-    return usageError("--target lost goes with --mode partitions and --volume N");
-  const std::string sectorSize = options.value("--sector-size").value_or("");
-  if (!sectorSize.empty() && (!lostTarget || (sectorSize != "512" && sectorSize != "4096")))
-    return usageError("--sector-size takes 512 or 4096, with --target lost");
-  // Kept absolute: a session written by this scan finds its image again from any folder.
-  std::error_code ignored;
-  const std::filesystem::path given(options.positional.front());
-  const std::filesystem::path absolute = std::filesystem::absolute(given, ignored);
-  const std::string target = absolute.empty() ? given.string() : absolute.lexically_normal().string();
-
-  int partitionRow = 0;
-  int volumeRow = -1;
-  if (!parseRow(options.value("--partition"), partitionRow) || !parseRow(options.value("--volume"), volumeRow))
-    return usageError("--partition and --volume take a row number from 0");
-  if (options.value("--partition") && options.value("--volume"))
-    return usageError("give --partition or --volume, not both");
+  if (!parsed.error.empty()) return usageError(parsed.error);
+  ScanRequest& request = parsed.request;
+  const std::string& target = request.targetPath;
+  const std::string& sectorSize = parsed.sectorSize;
 
   // The lists the desktop program would show with TARGET added as a disk image.
   DiscoveryOptions discovery;
@@ -173,38 +168,29 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
     };
   }
 
-  ScanRequest request;
-  request.targetPath = target;
-  request.scanMode = *scanModeNamed(mode);
-  request.treeScanMode = treeScan == "advanced" ? 1 : 0;
-  request.signatures = SignatureChoice::kSkip;
-  if (lostTarget) {
-    request.rowKind = ScanTargetRow::kLostVolume;
-    request.row = volumeRow < 0 ? 0 : volumeRow;
-  } else if (mode == "partitions" && volumeRow < 0) {
-    request.rowKind = ScanTargetRow::kPartition;
-    request.row = partitionRow;
-  } else {
-    request.rowKind = ScanTargetRow::kVolume;
-    request.row = volumeRow < 0 ? 0 : volumeRow;
-  }
-
   NullWizardView view;
   StderrUiBridge ui;
   // A quiet scan shows only its errors; its completion note still ends the printed result.
   ui.quiet = options.flag("--quiet");
-  ThreadScanLauncher launcher(ui, nullptr);
+  sources.loadSigData = signatureCatalogSource(ui);
+  if (request.signatures == SignatureChoice::kList) {
+    const std::string unknown = matchCatalogExtensions(request.signatureExtensions, sources.loadSigData(request.scanMode));
+    if (!unknown.empty()) return usageError(unknown);
+  }
+  RecordingScanLauncher launcher(ui);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
   launcher.setEntry(ScanEntry::kScanForDeletedFilesDisk, scanForDeletedFilesDisk);
-  sources.loadSigData = signatureCatalogSource(ui);
   WizardController controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();
-  ProgressPrinter printer(options.flag("--quiet"), ui);
+  const bool terminal = isatty(STDERR_FILENO) != 0;
+  ProgressPrinter printer(
+      progressStyleFor(terminal, options.flag("--quiet"), options.flag("--json"), options.flag("--progress")),
+      terminal, ui);
   controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
 
   std::signal(SIGINT, onInterrupt);
-  if (lostTarget) {
+  if (parsed.lostTarget) {
     const std::string error = controller.startLostVolumeSearch(target);
     if (!error.empty()) {
       std::fprintf(stderr, "nua-recover scan: %s\n", error.c_str());
@@ -221,6 +207,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
     std::fprintf(stderr, "nua-recover scan: %s\n", started.error.c_str());
     return 1;
   }
+  if (options.flag("--verbose") && launcher.started) printStartedScan(*launcher.started);
   const std::shared_ptr<Volume> volume = controller.selectedVolume;
   waitForScan(controller);
   launcher.join();

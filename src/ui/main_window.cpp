@@ -20,7 +20,6 @@
 
 #include "app/drive_discovery.h"
 #include "app/scan_run.h"
-#include "app/signature_source.h"
 #include "drive_list_pages.h"
 #include "page_kit.h"
 #include "progress_page.h"
@@ -60,9 +59,9 @@ MainWindow::MainWindow(const QStringList& images)
   launcher_->setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher_->setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
   launcher_->setEntry(ScanEntry::kScanForDeletedFilesDisk, scanForDeletedFilesDisk);
-  MediaSources sources = mediaSources(images_);
-  sources.loadSigData = signatureCatalogSource(*bridge_);
-  controller_ = std::make_unique<WizardController>(*this, *bridge_, *launcher_, std::move(sources));
+  controller_ = std::make_unique<WizardController>(*this, *bridge_, *launcher_, mediaSources(images_));
+  // "Signatures" reads and edits the goal's data files in the user's data directory.
+  controller_->signatureScreen().useStandardDataFiles();
   controller_->mainThread().adoptCurrentThread();
 
   stack_ = new QStackedWidget(this);

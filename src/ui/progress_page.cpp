@@ -18,6 +18,7 @@ ProgressPage::ProgressPage(WizardController& controller, WizardWidgets& widgets)
   status_->setWordWrap(true);
   layout->addWidget(status_);
   bar_ = new QProgressBar;
+  bar_->setObjectName("scanProgressBar");
   bar_->setTextVisible(false);
   layout->addWidget(bar_);
   percent_ = new QLabel;
@@ -38,7 +39,13 @@ ProgressPage::ProgressPage(WizardController& controller, WizardWidgets& widgets)
   files_ = new QLabel;
   data_ = new QLabel;
   elapsed_->setObjectName("elapsed");
+  remaining_->setObjectName("timeRemaining");
+  percent_->setObjectName("percentDone");
+  completed_->setObjectName("completedSize");
   entries_->setObjectName("entriesFound");
+  folders_->setObjectName("foldersFound");
+  files_->setObjectName("filesFound");
+  data_->setObjectName("dataFound");
   form->addRow(tr("Scan started:"), started_);
   form->addRow(tr("Time elapsed:"), elapsed_);
   form->addRow(tr("Time remaining:"), remaining_);

@@ -1,11 +1,16 @@
 #include "signatures_page.h"
 
+#include <QApplication>
 #include <QCheckBox>
 #include <QHeaderView>
+#include <QLineEdit>
 #include <QSet>
+#include <QSpinBox>
 #include <QTreeWidget>
 
+#include "add_file_type_sheet.h"
 #include "page_kit.h"
+#include "speed_bar.h"
 
 namespace nua::ui {
 
@@ -17,45 +22,68 @@ SigNode* nodeOf(const QTreeWidgetItem* item) {
 }
 
 Qt::CheckState stateOf(const SigNode& node) {
-  if (!node.children) return node.selected ? Qt::Checked : Qt::Unchecked;
-  const std::size_t marked = node.childrenSelected();
-  if (marked == 0) return Qt::Unchecked;
-  return marked == node.children->size() ? Qt::Checked : Qt::PartiallyChecked;
+  switch (SignatureCatalog::markColumnValue(node)) {
+    case 1: return Qt::Checked;
+    case -1: return Qt::PartiallyChecked;
+    default: return Qt::Unchecked;
+  }
+}
+
+QString fileTypesText(const SigNode& node) {
+  if (node.children || !node.sig) return QString::fromStdString(node.category);
+  return QString("%1 (%2)").arg(QString::fromStdString(node.sig->software), QString::fromStdString(node.sig->extension));
+}
+
+// The size column: a file type's maximum in MB; a category shows none.
+QString sizeText(const SigNode& node) {
+  if (node.children || !node.sig) return {};
+  return QString::number(SignatureCatalog::sizeColumnValue(node));
 }
 }  // namespace
 
 SignaturesPage::SignaturesPage(WizardController& controller, WizardWidgets& widgets)
-    : controller_(controller) {
+    : controller_(controller), screen_(controller.signatureScreen()) {
   QVBoxLayout* layout = makePage(this, "Signatures", tr("Mark the file types to search for"));
+  layout->addLayout(makeFindRow());
+  widgets.fields.insert(WizardField::kFindFileTypesPlaceholder,
+                        [this](const QString& text) { findField_->setPlaceholderText(text); });
   outline_ = new QTreeWidget;
   outline_->setObjectName("signatureOutline");
   outline_->setColumnCount(3);
-  outline_->setHeaderLabels({tr("File Type"), tr("Extension"), tr("Largest File")});
-  outline_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
+  outline_->setHeaderLabels({tr("File Types"), tr("Maximum File Size to recover"), tr("Mark")});
+  outline_->header()->setSectionResizeMode(kFileTypesColumn, QHeaderView::Stretch);
+  outline_->header()->setStretchLastSection(false);
+  outline_->header()->setSectionResizeMode(kSizeColumn, QHeaderView::ResizeToContents);
+  outline_->header()->setSectionResizeMode(kMarkColumn, QHeaderView::ResizeToContents);
+  outline_->headerItem()->setToolTip(kSizeColumn, tr("In MB; double-click a file type's size to change it"));
   outline_->setAlternatingRowColors(true);
+  // Only the size column is edited, by a double click on it.
+  outline_->setEditTriggers(QAbstractItemView::NoEditTriggers);
   layout->addWidget(outline_, 1);
   connect(outline_, &QTreeWidget::itemChanged, this, &SignaturesPage::itemChanged);
+  connect(outline_, &QTreeWidget::itemDoubleClicked, this, [this](QTreeWidgetItem* item, int column) {
+    const SigNode* node = nodeOf(item);
+    if (column == kSizeColumn && node != nullptr && node->sig && !node->children) outline_->editItem(item, kSizeColumn);
+  });
+  connect(outline_, &QTreeWidget::itemSelectionChanged, this, &SignaturesPage::showCountsAndButtons);
   widgets.reload.insert(WizardTable::kSignatures, [this] { reload(); });
   widgets.deselect.insert(WizardTable::kSignatures, [this] { outline_->clearSelection(); });
 
-  auto* tools = new QHBoxLayout;
-  QPushButton* markAll = makeButton(tr("Mark All"));
-  QPushButton* unmarkAll = makeButton(tr("Unmark All"));
-  QPushButton* addType = makeButton(tr("Add File Type…"), "list-add");
-  QPushButton* removeType = makeButton(tr("Remove File Type"), "list-remove");
-  count_ = new QLabel;
-  count_->setObjectName("signatureCount");
-  connect(markAll, &QPushButton::clicked, this, [this] { controller_.selectAllSig(); });
-  connect(unmarkAll, &QPushButton::clicked, this, [this] { controller_.deselectAllSig(); });
-  widgets.controls.insert(WizardControl::kAddFileType, addType);
-  widgets.controls.insert(WizardControl::kRemoveFileType, removeType);
-  tools->addWidget(markAll);
-  tools->addWidget(unmarkAll);
-  tools->addWidget(addType);
-  tools->addWidget(removeType);
-  tools->addStretch();
-  tools->addWidget(count_);
-  layout->addLayout(tools);
+  layout->addLayout(makeToolsRow(widgets));
+  auto* counts = new QHBoxLayout;
+  markedCount_ = new QLabel;
+  totalCount_ = new QLabel;
+  categoriesCount_ = new QLabel;
+  markedCount_->setObjectName("sigMarkedCount");
+  totalCount_->setObjectName("sigTotalCount");
+  categoriesCount_->setObjectName("sigCategoriesCount");
+  speedBar_ = new SpeedBar([this](float width) { return screen_.speedBarMarkedWidth(width); });
+  speedBar_->setObjectName("speedBar");
+  for (QLabel* label : {markedCount_, totalCount_, categoriesCount_}) counts->addWidget(label);
+  counts->addStretch();
+  counts->addWidget(new QLabel(tr("Estimated Recovery Speed")));
+  counts->addWidget(speedBar_);
+  layout->addLayout(counts);
 
   auto* rawBox = new QCheckBox(tr("Search only a part of the drive (set the range on the next screen)"));
   widgets.controls.insert(WizardControl::kRawSearchBox, rawBox);
@@ -74,6 +102,56 @@ SignaturesPage::SignaturesPage(WizardController& controller, WizardWidgets& widg
   connect(skip, &QPushButton::clicked, this, [this] { controller_.skipButtonSigTabClicked(); });
   connect(next, &QPushButton::clicked, this, [this] { controller_.sigSelNextClicked(); });
   layout->addLayout(navigationRow(back, home, {skip, next}));
+
+  addSheet_ = new AddFileTypeSheet(screen_, this);
+  addSheet_->added = [this] { showCountsAndButtons(); };
+}
+
+QLayout* SignaturesPage::makeFindRow() {
+  auto* row = new QHBoxLayout;
+  findField_ = new QLineEdit;
+  findField_->setObjectName("findFileTypes");
+  findField_->setClearButtonEnabled(true);
+  stepper_ = new QSpinBox;
+  stepper_->setObjectName("stepperFT");
+  stepper_->setEnabled(false);
+  stepper_->setToolTip(tr("Step through the file types found"));
+  findStatus_ = new QLabel;
+  findStatus_->setObjectName("findFTStatus");
+  connect(findField_, &QLineEdit::returnPressed, this, &SignaturesPage::findClicked);
+  connect(stepper_, &QSpinBox::valueChanged, this, [this](int value) { selectRowOf(screen_.stepperFTClicked(value)); });
+  row->addWidget(findField_, 1);
+  row->addWidget(stepper_);
+  row->addWidget(findStatus_, 1);
+  return row;
+}
+
+QLayout* SignaturesPage::makeToolsRow(WizardWidgets& widgets) {
+  auto* tools = new QHBoxLayout;
+  markAll_ = makeButton(tr("Mark All"));
+  unmarkAll_ = makeButton(tr("Unmark All"));
+  loadFileTypes_ = makeButton(tr("Load File Types"), "view-refresh");
+  addType_ = makeButton(tr("Add File Type…"), "list-add");
+  removeType_ = makeButton(tr("Remove File Type"), "list-remove");
+  connect(markAll_, &QPushButton::clicked, this, [this] {
+    screen_.selectAllSig();
+    showCountsAndButtons();
+  });
+  connect(unmarkAll_, &QPushButton::clicked, this, [this] {
+    screen_.deselectAllSig();
+    showCountsAndButtons();
+  });
+  connect(loadFileTypes_, &QPushButton::clicked, this, [this] {
+    screen_.reloadSigData();
+    rebuildRows();
+  });
+  connect(addType_, &QPushButton::clicked, this, [this] { addSheet_->begin(); });
+  connect(removeType_, &QPushButton::clicked, this, &SignaturesPage::removeClicked);
+  widgets.controls.insert(WizardControl::kAddFileType, addType_);
+  widgets.controls.insert(WizardControl::kRemoveFileType, removeType_);
+  for (QPushButton* button : {markAll_, unmarkAll_, loadFileTypes_, addType_, removeType_}) tools->addWidget(button);
+  tools->addStretch();
+  return tools;
 }
 
 void SignaturesPage::reload() {
@@ -91,7 +169,7 @@ void SignaturesPage::reload() {
         reload();
       }, Qt::QueuedConnection);
     }
-    showCount();
+    showCountsAndButtons();
     return;
   }
   rebuildRows();
@@ -99,6 +177,8 @@ void SignaturesPage::reload() {
 
 bool SignaturesPage::rowsMatchCatalog() const {
   const auto& roots = controller_.sigRootArray;
+  // The empty catalog's single row is rebuilt each time, as its text changes with each retry.
+  if (roots.empty()) return false;
   if (outline_->topLevelItemCount() != static_cast<int>(roots.size())) return false;
   for (int i = 0; i < outline_->topLevelItemCount(); ++i) {
     const QTreeWidgetItem* category = outline_->topLevelItem(i);
@@ -113,19 +193,19 @@ bool SignaturesPage::rowsMatchCatalog() const {
 }
 
 void SignaturesPage::refreshRows() {
-  const QSignalBlocker quiet(outline_);
-  for (int i = 0; i < outline_->topLevelItemCount(); ++i) {
-    QTreeWidgetItem* category = outline_->topLevelItem(i);
-    category->setCheckState(0, stateOf(*nodeOf(category)));
-    for (int c = 0; c < category->childCount(); ++c) {
-      QTreeWidgetItem* item = category->child(c);
-      const Sig* sig = nodeOf(item)->sig.get();
-      const std::uint64_t limit = sig ? (sig->userSize != 0 ? sig->userSize : sig->defaultSize) : 0;
-      item->setText(2, limit ? tr("%1 MB").arg(limit) : QString());
-      item->setCheckState(0, stateOf(*nodeOf(item)));
+  {
+    const QSignalBlocker quiet(outline_);
+    for (int i = 0; i < outline_->topLevelItemCount(); ++i) {
+      QTreeWidgetItem* category = outline_->topLevelItem(i);
+      category->setCheckState(kMarkColumn, stateOf(*nodeOf(category)));
+      for (int c = 0; c < category->childCount(); ++c) {
+        QTreeWidgetItem* item = category->child(c);
+        item->setText(kSizeColumn, sizeText(*nodeOf(item)));
+        item->setCheckState(kMarkColumn, stateOf(*nodeOf(item)));
+      }
     }
   }
-  showCount();
+  showCountsAndButtons();
 }
 
 void SignaturesPage::rebuildRows() {
@@ -133,44 +213,104 @@ void SignaturesPage::rebuildRows() {
   QSet<QString> expanded;
   for (int i = 0; i < outline_->topLevelItemCount(); ++i)
     if (outline_->topLevelItem(i)->isExpanded()) expanded.insert(outline_->topLevelItem(i)->text(0));
-  const QSignalBlocker quiet(outline_);
-  outline_->clear();
-  for (const auto& root : controller_.sigRootArray) {
-    auto* category = new QTreeWidgetItem(outline_, {QString::fromStdString(root->category)});
-    category->setData(0, kNodeRole, QVariant::fromValue<void*>(root.get()));
-    category->setFlags(category->flags() | Qt::ItemIsUserCheckable);
-    category->setCheckState(0, stateOf(*root));
-    if (!root->children) continue;
-    for (const auto& child : *root->children) {
-      const Sig* sig = child->sig.get();
-      const std::uint64_t limit = sig ? (sig->userSize != 0 ? sig->userSize : sig->defaultSize) : 0;
-      auto* item = new QTreeWidgetItem(category, {sig ? QString::fromStdString(sig->software) : QString(),
-                                                  sig ? QString::fromStdString(sig->extension) : QString(),
-                                                  limit ? tr("%1 MB").arg(limit) : QString()});
-      item->setData(0, kNodeRole, QVariant::fromValue<void*>(child.get()));
-      item->setFlags(item->flags() | Qt::ItemIsUserCheckable);
-      item->setCheckState(0, stateOf(*child));
+  {
+    const QSignalBlocker quiet(outline_);
+    outline_->clear();
+    // A find's rows may be gone with the old outline; a new find enables the stepper again.
+    stepper_->setEnabled(false);
+    if (controller_.sigRootArray.empty())
+      new QTreeWidgetItem(outline_, {QString::fromStdString(screen_.emptyRowText())});
+    for (const auto& root : controller_.sigRootArray) {
+      auto* category = new QTreeWidgetItem(outline_, {fileTypesText(*root)});
+      category->setData(0, kNodeRole, QVariant::fromValue<void*>(root.get()));
+      category->setFlags(category->flags() | Qt::ItemIsUserCheckable);
+      category->setCheckState(kMarkColumn, stateOf(*root));
+      if (!root->children) continue;
+      for (const auto& child : *root->children) {
+        auto* item = new QTreeWidgetItem(category, {fileTypesText(*child), sizeText(*child)});
+        item->setData(0, kNodeRole, QVariant::fromValue<void*>(child.get()));
+        item->setFlags(item->flags() | Qt::ItemIsUserCheckable | Qt::ItemIsEditable);
+        item->setTextAlignment(kSizeColumn, Qt::AlignRight | Qt::AlignVCenter);
+        item->setCheckState(kMarkColumn, stateOf(*child));
+      }
+      category->setExpanded(expanded.contains(category->text(0)));
     }
-    category->setExpanded(expanded.contains(category->text(0)));
   }
-  showCount();
+  showCountsAndButtons();
 }
 
-void SignaturesPage::showCount() {
-  std::size_t types = 0;
-  for (const auto& root : controller_.sigRootArray)
-    if (root->children) types += root->children->size();
-  count_->setText(tr("%1 of %2 file types marked").arg(controller_.sigSelArray.size()).arg(types));
+void SignaturesPage::showCountsAndButtons() {
+  const SigCounts& counts = screen_.counts();
+  markedCount_->setText(QString::fromStdString(counts.markedText));
+  totalCount_->setText(QString::fromStdString(counts.totalText));
+  categoriesCount_->setText(QString::fromStdString(counts.categoriesText));
+  findStatus_->setText(QString::fromStdString(screen_.findStatusText()));
+  speedBar_->update();
+  const SigButtons& buttons = screen_.buttons();
+  markAll_->setEnabled(buttons.selectAll);
+  unmarkAll_->setEnabled(buttons.deselectAll);
+  loadFileTypes_->setEnabled(buttons.loadFileTypes);
+  addType_->setEnabled(buttons.addFileType);
+  removeType_->setEnabled(buttons.removeFileType && screen_.canRemove(selectedNode()));
+}
+
+SigNode* SignaturesPage::selectedNode() const {
+  const QList<QTreeWidgetItem*> rows = outline_->selectedItems();
+  return rows.size() == 1 ? nodeOf(rows.front()) : nullptr;
 }
 
 void SignaturesPage::itemChanged(QTreeWidgetItem* item, int column) {
-  if (column != 0) return;
   SigNode* node = nodeOf(item);
   if (node == nullptr) return;
+  if (column == kSizeColumn) {
+    if (!screen_.setUserSize(*node, item->text(kSizeColumn).trimmed().toStdString()) && screen_.lastSaveFailed())
+      QApplication::beep();
+    const QSignalBlocker quiet(outline_);
+    item->setText(kSizeColumn, sizeText(*node));  // what is stored, also after a refused text
+    return;
+  }
+  if (column != kMarkColumn) return;
   handlingMark_ = true;
   // A partly marked category that is clicked becomes fully marked.
-  controller_.setSigMark(*node, item->checkState(0) != Qt::Unchecked);
+  screen_.markClicked(*node, item->checkState(kMarkColumn) != Qt::Unchecked);
   handlingMark_ = false;
+}
+
+void SignaturesPage::findClicked() {
+  SigNode* first = screen_.findFileTypes(findField_->text().toStdString());
+  {
+    const QSignalBlocker quiet(stepper_);
+    stepper_->setRange(0, static_cast<int>(std::max<std::int64_t>(0, screen_.stepperMaximum())));
+    stepper_->setValue(0);
+    stepper_->setEnabled(screen_.stepperEnabled());
+  }
+  showCountsAndButtons();
+  selectRowOf(first);
+}
+
+void SignaturesPage::selectRowOf(const SigNode* node) {
+  if (node == nullptr) return;
+  for (int i = 0; i < outline_->topLevelItemCount(); ++i) {
+    QTreeWidgetItem* category = outline_->topLevelItem(i);
+    for (int c = 0; c < category->childCount(); ++c) {
+      QTreeWidgetItem* item = category->child(c);
+      if (nodeOf(item) != node) continue;
+      category->setExpanded(true);
+      outline_->clearSelection();
+      item->setSelected(true);
+      outline_->setCurrentItem(item, kFileTypesColumn, QItemSelectionModel::NoUpdate);
+      outline_->scrollToItem(item);
+      return;
+    }
+  }
+}
+
+void SignaturesPage::removeClicked() {
+  SigNode* node = selectedNode();
+  if (node == nullptr) return;
+  screen_.removeFileType(node);
+  if (screen_.lastSaveFailed()) QApplication::beep();
+  showCountsAndButtons();
 }
 
 }  // namespace nua::ui

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <tuple>
 
 #include "app/drive_discovery.h"
 #include "app/scan_run.h"
@@ -186,6 +187,26 @@ TEST(ScanRequestTest, AnswersTheWizardWouldNotAcceptStartNothing) {
     request.rangeStart = c.rangeStart;
     const Outcome outcome = runScan(path, {}, &request);
     EXPECT_EQ(outcome.error, c.error);
+    EXPECT_EQ(outcome.tree, "");
+  }
+}
+
+// The file system answer reaches the decision: a volume taken as one without a usable file system
+// needs the signature search in the fast file goal, and one without a journal can't be scanned by it.
+TEST(ScanRequestTest, FileSystemAnswerOverridesWhatTheVolumeReports) {
+  for (const auto& [scenario, fileSystemRecovery, error] :
+       {std::tuple{"hfs-journal-deleted", false, std::string("this volume needs a signature search, which "
+                                                            "--signatures skip leaves out")},
+        std::tuple{"hfs-basic", true, std::string("supports no file system recovery")}}) {
+    const std::string path = kitImage(scenario);
+    ASSERT_FALSE(path.empty());
+    ScanRequest request;
+    request.targetPath = path;
+    request.rowKind = ScanTargetRow::kVolume;
+    request.scanMode = 0;
+    request.fileSystemRecovery = fileSystemRecovery;
+    const Outcome outcome = runScan(path, {}, &request);
+    EXPECT_NE(outcome.error.find(error), std::string::npos) << scenario << ": " << outcome.error;
     EXPECT_EQ(outcome.tree, "");
   }
 }

@@ -10,6 +10,8 @@
 #include <QListWidget>
 #include <QMessageBox>
 #include <QTimer>
+#include <QLabel>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QSignalSpy>
 #include <QTest>
@@ -19,6 +21,7 @@
 
 #include "imagekit/manifest.h"
 #include "imagekit/scenario.h"
+#include "signatures_page.h"
 #include "window_driver.h"
 #include "tree/record_tree_model.h"
 #include "tree/tree_page.h"
@@ -108,7 +111,7 @@ class MainWindowTest : public QObject {
     QVERIFY(!window.control(WizardControl::kSignaturesNext)->isEnabled());
     QVERIFY(!c.sigRootArray.empty());
     auto* outline = window.findChild<QTreeWidget*>("signatureOutline");
-    QVERIFY(testing::clickCheckBox(outline, outline->topLevelItem(0)));
+    QVERIFY(testing::clickCheckBox(outline, outline->topLevelItem(0), SignaturesPage::kMarkColumn));
     QVERIFY(window.control(WizardControl::kSignaturesNext)->isEnabled());
     testing::clickCheckBox(qobject_cast<QCheckBox*>(window.control(WizardControl::kRawSearchBox)));
     QVERIFY(c.rawSearchBoxOn());
@@ -251,7 +254,7 @@ class MainWindowTest : public QObject {
     QVERIFY(click(window, "Next"));
     QCOMPARE(window.currentTab(), QString("Signatures"));
     auto* outline = window.findChild<QTreeWidget*>("signatureOutline");
-    QVERIFY(testing::clickCheckBox(outline, outline->topLevelItem(0)));
+    QVERIFY(testing::clickCheckBox(outline, outline->topLevelItem(0), SignaturesPage::kMarkColumn));
     QVERIFY(click(window, "Next"));
     QTRY_VERIFY_WITH_TIMEOUT(!c.scanIsRunning, 60000);
     QVERIFY(std::find(alerts.begin(), alerts.end(), "!Can not process") == alerts.end());
@@ -280,6 +283,44 @@ class MainWindowTest : public QObject {
     alerts.clear();
     QVERIFY(window.close());
     QVERIFY(alerts.empty());
+  }
+
+  // A search's update reaches every field of "Progress": its status after the scan's own line, the
+  // bar's share, the time left, the percentage, the completed size and what was found so far.
+  void progressShowsEveryPartOfASearchUpdate() {
+    MainWindow window;
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    WizardController& c = window.controller();
+    c.mainScanStatus = "Searching for music, video and photos from Photos";
+    ScanProgress update = ScanProgress::withStatus("Searching for signatures");
+    update.bar = ProgressBar::kDeterminate;
+    update.barMinimum = 0;
+    update.barMaximum = 4000;
+    update.barValue = 1000;
+    update.timeRemaining = "0:00:03:20";
+    update.percentDone = 25.0;
+    update.sizeDone = 500000000;
+    update.totalSize = 2000000000;
+    update.counts = ScanCounts{9, 2, 7, 1234567};
+    c.report(update);
+    const auto text = [&](const char* name) { return window.findChild<QLabel*>(name)->text(); };
+    QCOMPARE(text("scanStatus"), QString("Searching for music, video and photos from Photos - Searching for signatures"));
+    QCOMPARE(text("timeRemaining"), QString("0:00:03:20"));
+    QCOMPARE(text("percentDone"), QString("Overall Progress: 25%"));
+    QCOMPARE(text("completedSize"), QString("Completed: 500.00 MB / 2.00 GB"));
+    QCOMPARE(text("entriesFound"), QString("9"));
+    QCOMPARE(text("foldersFound"), QString("2"));
+    QCOMPARE(text("filesFound"), QString("7"));
+    QCOMPARE(text("dataFound"), QString("1.23 MB"));
+    auto* bar = window.findChild<QProgressBar*>("scanProgressBar");
+    QCOMPARE(bar->value() - bar->minimum(), (bar->maximum() - bar->minimum()) / 4);
+    // An update without the time, the percentage or the size blanks them.
+    c.report(ScanProgress::withStatus("Searching for signatures"));
+    QCOMPARE(text("timeRemaining"), QString());
+    QCOMPARE(text("percentDone"), QString());
+    QCOMPARE(text("completedSize"), QString(" "));
+    QCOMPARE(text("filesFound"), QString("7"));
   }
 
  private:

@@ -68,11 +68,11 @@ int rowWhere(const std::vector<Row>& rows, const std::type_identity_t<std::funct
 
 // Where the check box of an outline row is drawn, in the viewport's coordinates: the style's own
 // layout of the row, as the delegate uses it to hit-test a click.
-inline QRect checkBoxRect(QTreeWidget* outline, QTreeWidgetItem* item) {
+inline QRect checkBoxRect(QTreeWidget* outline, QTreeWidgetItem* item, int column = 0) {
   struct OptionOf : QStyledItemDelegate {
     using QStyledItemDelegate::initStyleOption;
   } delegate;
-  const QModelIndex index = outline->indexFromItem(item, 0);
+  const QModelIndex index = outline->indexFromItem(item, column);
   QStyleOptionViewItem option;
   option.initFrom(outline);
   option.rect = outline->visualRect(index);
@@ -81,10 +81,10 @@ inline QRect checkBoxRect(QTreeWidget* outline, QTreeWidgetItem* item) {
   return style->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, outline);
 }
 
-inline bool clickCheckBox(QTreeWidget* outline, QTreeWidgetItem* item) {
+inline bool clickCheckBox(QTreeWidget* outline, QTreeWidgetItem* item, int column = 0) {
   if (outline == nullptr || item == nullptr) return false;
   outline->scrollToItem(item);
-  const QRect box = checkBoxRect(outline, item);
+  const QRect box = checkBoxRect(outline, item, column);
   if (!box.isValid()) return false;
   QTest::mouseClick(outline->viewport(), Qt::LeftButton, {}, box.center());
   return true;

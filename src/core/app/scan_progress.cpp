@@ -38,8 +38,12 @@ void applyScanProgress(const ScanProgress& update, const std::string& mainScanSt
       update.percentDone ? formatText("Overall Progress: %@%@", {percentText(*update.percentDone), "%"}) : "";
   if (update.sizeDone && update.totalSize) {
     screen.completed = formatText("Completed: %@ / %@", {sizeText(*update.sizeDone), sizeText(*update.totalSize)});
+    screen.sizeDoneBytes = *update.sizeDone;
+    screen.totalSizeBytes = *update.totalSize;
   } else {
     screen.completed = " ";
+    screen.sizeDoneBytes = 0;
+    screen.totalSizeBytes = 0;
   }
   if (update.bar) screen.barIndeterminate = *update.bar == ProgressBar::kIndeterminate;
   if (update.animation) screen.barAnimating = *update.animation == ProgressAnimation::kStart;

@@ -21,6 +21,8 @@ struct ProgressScreen {
   bool barAnimating = false;
   double barMinValue = 0.0, barMaxValue = 0.0, barDoubleValue = 0.0;
   std::string treeTotal;      // "%@ in %@ Files" once the tree is shown
+  // The completed size as numbers, both 0 while the last update gave none (a speed needs them).
+  std::uint64_t sizeDoneBytes = 0, totalSizeBytes = 0;
 };
 
 // Applies every part of an update except treeComplete, which the controller handles last.

@@ -32,6 +32,10 @@ struct ScanRequest {
   // The range in percent; anything but 0 to 100 is set on "Raw slider", through the raw-search box.
   float rangeStart = 0.0f;
   float rangeEnd = 100.0f;
+  // Whether the volume's file system is used (deleted-file scan, then a search of what it leaves), or
+  // only searched by signatures; unset takes what the volume reports. Asking for a file system scan of
+  // a volume that supports none is refused.
+  std::optional<bool> fileSystemRecovery;
 };
 
 // Why no scan started. An empty error with `started` false means the wizard's own alert said why.

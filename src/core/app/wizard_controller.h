@@ -26,6 +26,7 @@
 #include "app/scan_run.h"
 #include "app/session_actions.h"
 #include "app/session_screen.h"
+#include "app/signature_screen.h"
 #include "app/wizard_navigation.h"
 #include "app/wizard_view.h"
 #include "base/dict.h"
@@ -222,6 +223,8 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   [[nodiscard]] WizardNavigation& navigation() { return navigation_; }
   [[nodiscard]] ScanRunner& scanRunner() { return runner_; }
   [[nodiscard]] SessionActions& sessionActions() { return session_; }
+  // The rest of "Signatures": find, "Load File Types", sizes, custom file types, counts.
+  [[nodiscard]] SignatureScreen& signatureScreen() { return signatures_; }
 
   // Wizard state, named as everywhere in the program.
   std::int32_t scanMode = -1;
@@ -264,6 +267,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   friend class WizardNavigation;
   friend class ScanRunner;
   friend class SessionActions;
+  friend class SignatureScreen;
   struct CheckBox {
     bool checked = false;
     bool enabled = true;
@@ -337,6 +341,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;
   SessionActions session_{*this};  // after mainThread_: its worker is joined first
+  SignatureScreen signatures_{*this, ui_};
 };
 
 }  // namespace nua

@@ -136,7 +136,12 @@ ScanRequestResult WizardController::selectRequestVolume(const ScanRequest& reque
   }
   selectedVolume = Volume::initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   if (!selectedVolume) return {};
-  const bool supported = selectedDriveRow.supportsFileSystemRecovery();
+  const bool volumeSupports = selectedDriveRow.supportsFileSystemRecovery();
+  if (request.fileSystemRecovery.value_or(false) && !volumeSupports) {
+    selectedVolume.reset();
+    return {false, "volume " + std::to_string(row) + " of " + target + " supports no file system recovery"};
+  }
+  const bool supported = request.fileSystemRecovery.value_or(volumeSupports);
   if (scanMode == 2 || scanMode == 3) selectedVolume->setFilterTreeForMedia(true);
   if (scanMode == 5) treeScanMode = 1;  // always advanced
   // The fast file recovery of a supported volume goes straight to its scan.
@@ -168,8 +173,9 @@ ScanRequestResult WizardController::startRequestedScan(const ScanRequest& reques
   }
   // The raw-search box is never offered to a fast photo recovery.
   const bool rangeAsked = request.rangeStart != 0.0f || request.rangeEnd != 100.0f;
-  const SignatureStep step = decideSignatureStep(scanMode, selectedVolume->volumeScanType,
-                                                 selectedVolume->supportsFileSystemRecovery, skipped, rangeAsked);
+  const bool supported = request.fileSystemRecovery.value_or(selectedVolume->supportsFileSystemRecovery);
+  const SignatureStep step =
+      decideSignatureStep(scanMode, selectedVolume->volumeScanType, supported, skipped, rangeAsked);
   if (step.then == SignatureStep::Then::kNothing) return {false, "this target is not scanned in this mode"};
   if (rangeAsked && (scanMode == 2 || step.then != SignatureStep::Then::kRawSlider))
     return {false, "this scan offers no range; it covers the whole target"};

@@ -44,8 +44,8 @@ void WizardController::prepareForSignatureSearch() {
 }
 
 void WizardController::loadSigData() {
-  sigRootArray = sources_.loadSigData ? sources_.loadSigData(scanMode) : std::vector<std::shared_ptr<SigNode>>{};
-  ++sigDataLoadCount;
+  // The main file while the count is 0 or 1, the backup once "Load File Types" has retried the main.
+  sigRootArray = signatures_.loadSigData(scanMode, sigDataLoadCount);
   view_.reloadTable(WizardTable::kSignatures);
 }
 

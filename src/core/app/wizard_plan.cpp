@@ -198,12 +198,18 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
   result.rawSearchMode = controller.rawSearchMode;
   result.entry = launcher.entry;
   result.alerts = ui.alerts;
-  for (const ScanArgument& arg : launcher.args) {
-    if (auto n = std::get_if<std::int64_t>(&arg)) result.args.emplace_back(*n);
-    else if (auto s = std::get_if<std::string>(&arg)) result.args.emplace_back(*s);
-    else result.args.emplace_back("sigSelArray");
-  }
+  result.args = plannedArguments(launcher.args);
   return result;
+}
+
+DictArray plannedArguments(const ScanArguments& arguments) {
+  DictArray planned;
+  for (const ScanArgument& arg : arguments) {
+    if (auto n = std::get_if<std::int64_t>(&arg)) planned.emplace_back(*n);
+    else if (auto s = std::get_if<std::string>(&arg)) planned.emplace_back(*s);
+    else planned.emplace_back("sigSelArray");
+  }
+  return planned;
 }
 
 }  // namespace nua

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/scan_launcher.h"
 #include "base/dict.h"
 #include "base/ui_bridge.h"
 
@@ -34,5 +35,8 @@ struct WizardPlanResult {
 };
 
 [[nodiscard]] WizardPlanResult runWizardPlan(const WizardPlanRequest& request);
+
+// An argument array as a plan shows it: numbers and strings as they are, the signatures as "sigSelArray".
+[[nodiscard]] DictArray plannedArguments(const ScanArguments& arguments);
 
 }  // namespace nua

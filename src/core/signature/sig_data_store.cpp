@@ -72,6 +72,7 @@ std::optional<std::string> SigDataStore::backupFileName(int scanMode) {
 std::filesystem::path SigDataStore::userFile(const std::string& name) const { return paths_.userDir / (name + ".dat"); }
 
 void SigDataStore::copyShippedOnFirstUse(const std::string& name) {
+  if (paths_.userDir.empty()) return;
   std::error_code error;
   if (std::filesystem::exists(userFile(name), error)) return;
   for (const auto& dir : paths_.shippedDirs) {
@@ -103,6 +104,8 @@ SigRootResult SigDataStore::read(const std::string& name) {
 }
 
 bool SigDataStore::write(const std::string& name, const SigRootArray& root) {
+  // A store without a user directory keeps nothing: it must not write beside the working directory.
+  if (paths_.userDir.empty()) return false;
   std::error_code error;
   std::filesystem::create_directories(paths_.userDir, error);
   const auto bytes = encodeSigRootArray(root);

@@ -88,6 +88,10 @@ void SignatureCatalog::loadSigData() {
 void SignatureCatalog::reloadSigData() {
   ++sigDataLoadCount;
   loadSigData();
+  showReloadOutcome();
+}
+
+void SignatureCatalog::showReloadOutcome() {
   if (!sigRootArray.empty()) {
     buttons.loadFileTypes = false;
   } else if (sigDataLoadCount == 1) {

@@ -75,6 +75,9 @@ class SignatureCatalog {
   void loadSigData();
   // "Load File Types": one more attempt, then the texts for the backup and for giving up.
   void reloadSigData();
+  // After a "Load File Types" load: rows disable the button, no rows word the empty row for what is
+  // left to try (the backup, then support).
+  void showReloadOutcome();
   void countSig();
 
   // The user toggled "Mark" on a row. Marking "Documents" or its "rtf" row marks every "Images"
