@@ -180,6 +180,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   RecordingScanLauncher launcher(ui);
   launcher.setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher.setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
+  launcher.setEntry(ScanEntry::kScanForDeletedFilesDisk, scanForDeletedFilesDisk);
   WizardController controller(view, ui, launcher, sources);
   controller.mainThread().adoptCurrentThread();
   const bool terminal = isatty(STDERR_FILENO) != 0;

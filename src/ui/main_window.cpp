@@ -58,6 +58,7 @@ MainWindow::MainWindow(const QStringList& images)
   launcher_ = std::make_unique<ThreadScanLauncher>(*bridge_, nullptr);
   launcher_->setEntry(ScanEntry::kStartMakingTree, startMakingTree);
   launcher_->setEntry(ScanEntry::kScanForDeletedFiles, scanForDeletedFiles);
+  launcher_->setEntry(ScanEntry::kScanForDeletedFilesDisk, scanForDeletedFilesDisk);
   controller_ = std::make_unique<WizardController>(*this, *bridge_, *launcher_, mediaSources(images_));
   // "Signatures" reads and edits the goal's data files in the user's data directory.
   controller_->signatureScreen().useStandardDataFiles();

@@ -1,6 +1,7 @@
 // The FAT halves of `startMakingTree` and `scanForDeletedFiles`: the root record, then the file
-// system recovery that walks the directories into it.
+// system recovery that walks the directories into it, and, when asked for, a search of the free space.
 #include "app/scan_entries.h"
+#include "app/signature_search.h"
 #include "fat/fat_volume.h"
 #include "records/entry_ops.h"
 #include "records/tree_cleanup.h"
@@ -32,9 +33,13 @@ ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& argumen
   // Element 0 asks for the walk, which the FAT path runs regardless; element 1 for a signature search.
   const bool signatureStage = scanArgumentNumber(arguments, 1).value_or(0) != 0;
   if (signatureStage) {
-    // Element 2 holds the chosen signatures and element 3 free space only or the whole volume; no
-    // signature search runs yet, so the scan ends as a tree scan.
+    // Element 2 holds the signatures, element 3 the method: the plain search or the one with the file
+    // checks. Both pass over the clusters the table marks as used.
     volume.treeScanMode = 0;
+    if (const auto loop = fatSearchLoop(scanArgumentNumber(arguments, 3).value_or(-1))) {
+      (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 2),
+                               signatureSearchResumePosition(arguments), progress);
+    }
   }
   volume.finishTree(progress);
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);

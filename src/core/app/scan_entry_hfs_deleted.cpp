@@ -1,6 +1,7 @@
-// The HFS+ half of `scanForDeletedFiles`: deleted entries from the journal's old catalog nodes. A
-// signature search of the volume or its free space, when asked for, is not run here yet.
+// The HFS+ half of `scanForDeletedFiles`: deleted entries from the journal's old catalog nodes, then,
+// when asked for, a signature search of the volume's free space.
 #include "app/scan_entries.h"
+#include "app/signature_search.h"
 #include "hfs/deleted_file_scan.h"
 #include "hfs/hfs_volume.h"
 #include "records/entry_ops.h"
@@ -24,10 +25,14 @@ ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& argumen
   if (searchJournal && !volume.autoCrashRecovery) searchJournalForDeletedEntries(hfs);
 
   if (signatureSearch) {
-    // The signature stage joins here: element 2 holds the signatures, element 3 says whole volume (0)
-    // or free space only (1); it fills allocationExt first, and in a crash-recovery run resumes at the
-    // sector before "auto". Until it is built the stage does nothing, and the tree stays as it is.
+    // Element 2 holds the signatures, element 3 the method: the plain search or the one with the file
+    // checks. Both pass over the blocks the allocation file marks as used.
     volume.treeScanMode = 0;
+    hfs.fillAllocationExt();
+    if (const auto loop = hfsSearchLoop(scanArgumentNumber(arguments, 3).value_or(-1))) {
+      (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 2),
+                               signatureSearchResumePosition(arguments), progress);
+    }
   }
   volume.finishTree(progress);
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);

@@ -1,6 +1,7 @@
 #include "app/scan_run.h"
 
 #include "app/scan_entries.h"
+#include "app/signature_search.h"
 #include "records/entry_ops.h"
 #include "records/tree_cleanup.h"
 
@@ -17,7 +18,6 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments, ScanRunSink
   volume.scanMode = mode != nullptr ? *mode : "Normal Scan";
   volume.treeScanMode = volume.scanMode == "Advanced Scan" ? 1 : 0;
   const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) != 0;
-  (void)signatureSearch;  // no signature search runs after the tree scan yet: the tree is shown as it is
 
   if (!volume.autoCrashRecovery) {
     const std::string& content = volume.volumeContent;
@@ -28,6 +28,11 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments, ScanRunSink
     } else if (content.rfind("Apple", 0) == 0) {
       startMakingTreeHFS(volume, progress);
     }
+  }
+  // The whole volume is searched after its tree, so the files the tree holds are passed over.
+  if (signatureSearch && !volume.aborting) {
+    (void)runSignatureSearch(volume, SignatureScanLoop::kWholeVolumePhoto, signatureSearchSignatures(arguments, 2),
+                             signatureSearchResumePosition(arguments), progress);
   }
   if (!volume.aborting) {
     volume.finishTree(progress);
@@ -60,6 +65,30 @@ void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments, ScanRun
   }
   ticks.stop();  // before the completion, as in startMakingTree
   if (last) progress.complete(*last);
+}
+
+void scanForDeletedFilesDisk(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
+  TicksDuringScan ticks(progress);
+  if (!arguments.empty()) {
+    const std::string* last = scanArgumentString(arguments, arguments.size() - 1);
+    if (last != nullptr && *last == "auto") volume.autoCrashRecovery = true;
+  }
+  volume.resetSigArraysAndBtreesAndOthers();
+  if (!volume.autoCrashRecovery || volume.dirRoot == nullptr) {
+    volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+    volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
+  }
+  // scanMode 4 and 5 carry no method: the disk is not searched and the tree stays empty.
+  if (const auto loop = diskSearchLoop(scanArgumentNumber(arguments, 1).value_or(-1))) {
+    (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 0),
+                             signatureSearchResumePosition(arguments), progress);
+  }
+  volume.finishTree(progress);
+  if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);
+  ticks.stop();  // before the completion, as in startMakingTree
+  ScanProgress last = treeCompleted(std::nullopt);
+  last.barValue = 0;
+  progress.complete(last);
 }
 
 }  // namespace nua

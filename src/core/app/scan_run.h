@@ -21,6 +21,11 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments, ScanRunSink
 // running around it.
 void scanForDeletedFiles(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress);
 
+// The whole-disk search's thread entry. Arguments: [0] the signatures; [1] the method, 0 for the plain
+// search and 1 for the one with the file checks (any other runs none); a crash-recovery run ends in the
+// begin position and "auto". Ends with "Tree Completed ..." and the finds under the root.
+void scanForDeletedFilesDisk(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress);
+
 // The sink's tick for the length of one scan: started here, stopped by stop() or at the latest when
 // the scan's frame ends, however it ends.
 class TicksDuringScan {

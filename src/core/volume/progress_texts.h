@@ -15,6 +15,8 @@ inline constexpr const char* kSearchingCatalogFragments = "Searching catalog fra
 inline constexpr const char* kSearchingExtraExtents = "Searching extra extents...";
 inline constexpr const char* kRearrangingExtraExtents = "Rearranging extra extents ...";
 inline constexpr const char* kProcessingOrphans = "Processing orphan & lost entries...";
+// The signature searches of a volume; the whole-disk searches show the scan's own status.
+inline constexpr const char* kSearchingLostFiles = "Searching lost files...";
 
 // The clean-up at the end of every scan.
 inline constexpr const char* kRearrangingTree = "Rearranging tree...";
