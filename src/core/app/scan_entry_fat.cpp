@@ -23,7 +23,7 @@ void startMakingTreeFAT(Volume& volume, ProgressSink& progress) {
   (void)fat.startFATFileSystemRecovery();
 }
 
-ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
+ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
   // After a crash resume the tree has come from the recovery file; no walk happens.
   if (!volume.autoCrashRecovery) {
     makeFatRoot(volume);
@@ -37,8 +37,7 @@ ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& argumen
     // checks. Both pass over the clusters the table marks as used.
     volume.treeScanMode = 0;
     if (const auto loop = fatSearchLoop(scanArgumentNumber(arguments, 3).value_or(-1))) {
-      (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 2),
-                               signatureSearchResumePosition(arguments), progress);
+      (void)runRecoverableSignatureSearch(volume, *loop, arguments, 2, progress);
     }
   }
   volume.finishTree(progress);

@@ -56,7 +56,20 @@ void Volume::setStopTreeThread(bool stop) {
 void Volume::resetSigArraysAndBtreesAndOthers() {
   bCancelScanning = false;
   if (autoCrashRecovery) {
-    makeTables();
+    // The tree, its records, the known-file table and the counts came from the recovery pair and stay;
+    // the scan's lookup tables start anew.
+    if (!arena) arena = std::make_shared<EntryArena>();
+    if (!btreeFirstFileBlock) btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
+    if (!folderNameIndex) folderNameIndex = std::make_unique<FolderNameIndex>();
+    btree = std::make_unique<EntryTable>();
+    btreeAdvScan = btree.get();
+    btreeNormalScan = std::make_unique<EntryTable>();
+    btreeOrph = std::make_unique<OrphanTable>();
+    btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
+    btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+    catalogExt.clear();
+    extentsExt.clear();
+    allocationExt.clear();
   } else {
     catalogExt.clear();
     extentsExt.clear();
