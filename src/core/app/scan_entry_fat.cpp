@@ -29,6 +29,10 @@ ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& argumen
     makeFatRoot(volume);
     FatVolume fat(volume, progress);
     (void)fat.startFATFileSystemRecovery();
+  } else {
+    // The recovery pair keeps no FAT geometry; the search divides the volume by the boot sector's.
+    FatVolume fat(volume, progress);
+    (void)fat.checkFATFileSystemHealthy();
   }
   // Element 0 asks for the walk, which the FAT path runs regardless; element 1 for a signature search.
   const bool signatureStage = scanArgumentNumber(arguments, 1).value_or(0) != 0;
