@@ -64,17 +64,14 @@ void PartitionReader::getVolumeNamesPM() {
 
 void PartitionReader::nameFromCatalog(PartitionRow& partition) {
   const auto sectorSize = static_cast<std::uint32_t>(media_.u32BytesInSector);
-  media_.catalogExt.clear();
-  media_.extentsExt.clear();
-  media_.extNodeSize = media_.catNodeSize = 0;
-  media_.extRootNode = media_.catRootNode = media_.firstLeafNode = 0;
+  trees_ = HfsBTreeLayout{};
   media_.blockSize = static_cast<std::int32_t>(header_.blockSize / sectorSize);
   if (media_.blockSize <= 0) return;
   const auto blockSize = static_cast<std::uint64_t>(media_.blockSize);
   std::vector<std::byte> node(static_cast<std::size_t>(sectorSize), std::byte{0});
 
   for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents)
-    if (e.startBlock != 0) media_.extentsExt.push_back({e.startBlock, e.blockCount});
+    if (e.startBlock != 0) trees_.extentsExt.push_back({e.startBlock, e.blockCount});
   // The header node is the first node of its file; its record follows the 14-byte descriptor.
   auto readHeaderNode = [&](std::uint32_t firstBlock, std::int32_t& nodeSize, std::uint32_t& root,
                             std::uint32_t* firstLeaf) {
@@ -88,69 +85,51 @@ void PartitionReader::nameFromCatalog(PartitionRow& partition) {
     if (firstLeaf) *firstLeaf = record->firstLeafNode;
     return true;
   };
-  (void)readHeaderNode(header_.extentsFile.extents[0].startBlock, media_.extNodeSize, media_.extRootNode, nullptr);
+  (void)readHeaderNode(header_.extentsFile.extents[0].startBlock, trees_.extNodeSize, trees_.extRootNode, nullptr);
 
   std::uint64_t sum = 0;
   for (const HFSPlusExtentDescriptor& e : header_.catalogFile.extents) {
     if (e.startBlock == 0) continue;
-    media_.catalogExt.push_back({e.startBlock, e.blockCount});
+    trees_.catalogExt.push_back({e.startBlock, e.blockCount});
     sum += e.blockCount;
   }
   if (sum < header_.catalogFile.totalBlocks)
     for (const Extent& e :
          extentsForID(4, 0, static_cast<std::uint32_t>(sum), header_.catalogFile.totalBlocks))
-      media_.catalogExt.push_back(e);
-  if (!readHeaderNode(header_.catalogFile.extents[0].startBlock, media_.catNodeSize, media_.catRootNode,
-                      &media_.firstLeafNode))
+      trees_.catalogExt.push_back(e);
+  if (!readHeaderNode(header_.catalogFile.extents[0].startBlock, trees_.catNodeSize, trees_.catRootNode,
+                      &trees_.firstLeafNode))
     return;
   // A node size below one sector would make every node the same sector.
-  if (media_.catNodeSize <= 0) return;
-  const std::uint64_t leafSector = catalogNodeToSector(media_.firstLeafNode);
+  if (trees_.catNodeSize <= 0) return;
+  const std::uint64_t leafSector = catalogNodeToSector(trees_.firstLeafNode);
   if (leafSector == 0) return;
   std::vector<std::byte> leaf(2 * static_cast<std::size_t>(sectorSize), std::byte{0});
   if (!media_.readSector(leafSector, 2, leaf)) return;
   if (const auto name = parseRootFolderName(leaf); name && !name->empty()) partition.volumeName = *name;
 }
 
-namespace {
-
-// Walks extents for the sector of `node`; 64-bit throughout, so large volumes do not wrap.
-std::uint64_t nodeToSector(const std::vector<Extent>& extents, std::uint64_t node, std::int32_t nodeSize,
-                           std::int32_t blockSize, std::uint64_t volumeStart) {
-  if (nodeSize <= 0 || blockSize <= 0) return 0;
-  const auto perNode = static_cast<std::uint64_t>(nodeSize);
-  const auto perBlock = static_cast<std::uint64_t>(blockSize);
-  for (const Extent& e : extents) {
-    const std::uint64_t sectors = std::uint64_t{e.blockCount} * perBlock;
-    if (node * perNode < sectors) return volumeStart + std::uint64_t{e.startBlock} * perBlock + node * perNode;
-    node -= sectors / perNode;
-  }
-  return 0;
-}
-
-}  // namespace
-
 std::uint64_t PartitionReader::catalogNodeToSector(std::uint32_t node) const {
-  return nodeToSector(media_.catalogExt, node, media_.catNodeSize, media_.blockSize, media_.HPlusVolStart);
+  return trees_.catalogNodeToSector(node, media_.blockSize, media_.HPlusVolStart);
 }
 
 std::uint64_t PartitionReader::extentsNodeToSector(std::int32_t node) const {
   if (node < 0) return 0;
   std::vector<Extent> extents;
   for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents) extents.push_back({e.startBlock, e.blockCount});
-  return nodeToSector(extents, static_cast<std::uint64_t>(node), media_.extNodeSize, media_.blockSize,
+  return btreeNodeToSector(extents, static_cast<std::uint64_t>(node), trees_.extNodeSize, media_.blockSize,
                       media_.HPlusVolStart);
 }
 
 std::vector<Extent> PartitionReader::extentsForID(std::uint32_t fileID, std::uint8_t fork, std::uint32_t startBlock,
                                                   std::uint32_t totalBlocks) {
   std::vector<Extent> found;
-  if (media_.extRootNode == 0 || media_.extNodeSize <= 0 || media_.extNodeSize > 64) return found;
-  const std::size_t nodeBytes = static_cast<std::size_t>(media_.extNodeSize) * static_cast<std::size_t>(media_.u32BytesInSector);
+  if (trees_.extRootNode == 0 || trees_.extNodeSize <= 0 || trees_.extNodeSize > 64) return found;
+  const std::size_t nodeBytes = static_cast<std::size_t>(trees_.extNodeSize) * static_cast<std::size_t>(media_.u32BytesInSector);
   std::vector<std::byte> node(nodeBytes, std::byte{0});
   auto readNode = [&](std::uint32_t number) {
     const std::uint64_t sector = extentsNodeToSector(static_cast<std::int32_t>(number));
-    return sector != 0 && media_.readSector(sector, media_.extNodeSize, node);
+    return sector != 0 && media_.readSector(sector, trees_.extNodeSize, node);
   };
   auto recordOffset = [&](std::size_t index) -> std::size_t {
     const std::size_t slot = nodeBytes - 2 * (index + 1);
@@ -168,7 +147,7 @@ std::vector<Extent> PartitionReader::extentsForID(std::uint32_t fileID, std::uin
     return key->startBlock <= start;
   };
 
-  std::uint32_t current = media_.extRootNode;
+  std::uint32_t current = trees_.extRootNode;
   // Descend the index nodes; a node with no usable key ends the lookup instead of being read again.
   for (int depth = 0;; ++depth) {
     if (depth >= kMaxIndexDepth || !readNode(current)) return found;
