@@ -5,7 +5,7 @@
 #include <chrono>
 #include <vector>
 
-#include "hfs/detail/node_chain.h"
+#include "media/node_chain.h"
 #include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
@@ -93,7 +93,7 @@ bool appendChildPointers(ByteSpan node, std::vector<std::uint32_t>& out) {
 // or a bad record sets the problem flag; a failed test or a repeat ends the chain.
 void collectLevel2Chain(HfsVolume& hfs, std::uint32_t first) {
   Volume& v = hfs.volume();
-  detail::NodeChain chain(catalogNodeCount(v));
+  NodeChain chain(catalogNodeCount(v));
   for (std::uint32_t number = first; number != 0 && !v.stopTreeThread;) {
     if (!chain.step(number)) {
       v.catalog.level2IndexNodeHasProblems = true;
@@ -224,7 +224,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
   }
   if (fLinkOf(node) == 0 && bLinkOf(node) == 0) return;
   // Left along bLink to the first node of the level; a failed test keeps the last good node.
-  detail::NodeChain chain(catalogNodeCount(v));
+  NodeChain chain(catalogNodeCount(v));
   (void)chain.step(number);
   for (std::uint32_t left = bLinkOf(node); left != 0 && !v.stopTreeThread;) {
     if (!chain.step(left)) {

@@ -8,7 +8,7 @@
 #include "hfs/catalog_fragments.h"
 #include "hfs/detail/allocation_bitmap.h"
 #include "hfs/detail/catalog_leaf_walk.h"
-#include "hfs/detail/node_chain.h"
+#include "media/node_chain.h"
 #include "hfs/detail/node_slack.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/bt_node_descriptor.h"
@@ -53,7 +53,7 @@ class TreeFile {
     nodeCount_ = std::min<std::uint64_t>(header->totalNodes, nodesInFork_);
     std::vector<bool> used;
     appendMapRecord(node, 2, used);
-    detail::NodeChain chain(nodeCount_);
+    NodeChain chain(nodeCount_);
     for (std::uint32_t next = descriptor.fLink; next != 0 && used.size() < nodeCount_ && chain.step(next);) {
       if (!read(next, node, descriptor) || descriptor.kind != kBTMapNode || descriptor.numRecords < 1) break;
       appendMapRecord(node, 0, used);

@@ -11,6 +11,7 @@
 #include "base/dict.h"
 #include "lostvolume/volume_search_progress.h"
 #include "media/dmedia.h"
+#include "media/hfs_btree_layout.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/volume_information_block.h"
 #include "records/key_table.h"
@@ -75,6 +76,8 @@ class LostVolumeScan {
   VolumeSearchSink& progress_;
   SearchState search_;
   VolumeInformationBlock vib_;
+  // The catalog and extents trees of the volume under judgement.
+  HfsBTreeLayout trees_;
   std::uint32_t volumeValidity_ = 0;
   std::uint64_t catalogTotalNodes_ = 0;
 };

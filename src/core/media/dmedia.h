@@ -1,5 +1,5 @@
-// DMedia: the program's object for a drive or image. It knows the path and sector size, reads raw
-// sectors read-only, and holds the HFS+ bookkeeping needed to look into a partition.
+// DMedia: the program's reader of a drive or image. It knows the path, the size and the sector size,
+// reads raw sectors read-only through three readers (scan, preview, save) and keeps the open file.
 #pragma once
 
 #include <atomic>
@@ -15,7 +15,6 @@
 #include "media/device_file.h"
 #include "media/device_lists.h"
 #include "media/rows.h"
-#include "records/extent.h"
 
 namespace nua {
 
@@ -60,10 +59,9 @@ class DMedia {
   std::string model, serial, revision;
   std::vector<PartitionRow> volumePMArray;
   std::int32_t u32BytesInSector = 512;
+  // The geometry of the volume being read: where it starts, in sectors, and its sectors per
+  // allocation block (0 until a volume header has been read).
   std::uint64_t HPlusVolStart = 0;  // NOLINT(readability-identifier-naming): the engine's name
-  std::vector<Extent> catalogExt, extentsExt;
-  std::int32_t extNodeSize = 0, catNodeSize = 0;
-  std::uint32_t extRootNode = 0, catRootNode = 0, firstLeafNode = 0;
   std::int32_t blockSize = 0;
   std::atomic<bool> abortVolumeScan{false};
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "media/dmedia.h"
+#include "media/hfs_btree_layout.h"
 #include "ondisk/volume_information_block.h"
 #include "records/extent.h"
 
@@ -59,6 +60,8 @@ class PartitionReader {
   [[nodiscard]] bool hasAlternateHfsHeader();
 
   DMedia& media_;
+  // The catalog and extents trees of the HFS+ volume being named.
+  HfsBTreeLayout trees_;
   std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors
   std::string chainStopReason_;
   std::string gptHeaderUsed_;

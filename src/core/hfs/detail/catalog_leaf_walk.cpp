@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "hfs/detail/node_chain.h"
+#include "media/node_chain.h"
 #include "ondisk/bt_node_descriptor.h"
 #include "records/entry_arena.h"
 
