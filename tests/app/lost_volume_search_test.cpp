@@ -43,7 +43,7 @@ class LostVolumeSearchTest : public testing::Test {
           Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
-    sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };  // the map is gone
+    sources.partitionsOfDrive = [](MediaReader&) { return std::vector<PartitionRow>{}; };  // the map is gone
     controller = std::make_unique<WizardController>(view, ui, launcher, sources);
     controller->volumeScanChanged = [this] {
       if (onChange) onChange();

@@ -1,11 +1,11 @@
 #include "app/lost_volume_search.h"
 
 #include "lostvolume/lost_volume_scan.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 namespace nua {
 
-LostVolumeSearch::LostVolumeSearch(const Dict& disk) : media_(std::make_unique<DMedia>()) {
+LostVolumeSearch::LostVolumeSearch(const Dict& disk) : media_(std::make_unique<MediaReader>()) {
   media_->initWithDictionary(disk, {});
 }
 

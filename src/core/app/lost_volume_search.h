@@ -14,7 +14,7 @@
 
 namespace nua {
 
-class DMedia;
+class MediaReader;
 
 // One search of a whole disk for HFS+ volumes whose partition map is gone (the command line's
 // find-volumes; the wizard runs its own on the scan thread).
@@ -35,7 +35,7 @@ class LostVolumeSearch {
   [[nodiscard]] std::vector<PartitionRow> run(VolumeSearchSink& progress);
 
  private:
-  std::unique_ptr<DMedia> media_;
+  std::unique_ptr<MediaReader> media_;
 };
 
 }  // namespace nua

@@ -133,7 +133,7 @@ std::unique_ptr<FreeSpaceMap> freeSpaceMapFor(const Volume& volume, SignatureSca
                                                clusters);
   }
   std::vector<AllocationFileExtent> extents;
-  for (const Extent& extent : volume.allocationExt) extents.push_back({extent.startBlock, extent.blockCount});
+  for (const Extent& extent : volume.tables.allocationExt) extents.push_back({extent.startBlock, extent.blockCount});
   return std::make_unique<HfsAllocationFreeSpace>(source, g.volumeStartSector, g.blockSize, std::move(extents));
 }
 
@@ -142,7 +142,7 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
                                        const SignatureSearchRecovery& recovery) {
   if (!volume.arena) volume.arena = std::make_shared<EntryArena>();
   if (volume.dirRoot == nullptr) {
-    volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+    volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
     volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
   }
   int openError = 0;
@@ -169,7 +169,7 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
   context.deviceEndSector = whole.totalUnits * unitSectors;
 
   const std::unique_ptr<FreeSpaceMap> freeSpace = freeSpaceMapFor(volume, loop, source);
-  const FirstFileBlocks knownFiles(volume.btreeFirstFileBlock.get());
+  const FirstFileBlocks knownFiles(volume.tables.btreeFirstFileBlock.get());
   CarvedRegistrarSetup registration;
   registration.arena = volume.arena.get();
   registration.root = volume.dirRoot;
@@ -209,10 +209,10 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
   const SignatureScanResult result = runSignatureScan(setup, resumeUnit);
 
   const ScanCounts after = countsNow();
-  volume.entryCount = after.entries;
-  volume.folderCount = after.folders;
-  volume.fileCount = after.files;
-  volume.dataSize = after.data;
+  volume.counters.entryCount = after.entries;
+  volume.counters.folderCount = after.folders;
+  volume.counters.fileCount = after.files;
+  volume.counters.dataSize = after.data;
   return result;
 }
 

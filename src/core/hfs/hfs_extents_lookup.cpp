@@ -8,7 +8,7 @@
 namespace nua {
 
 std::uint64_t HfsVolume::extentsFileNodeCount() const {
-  const auto nodeSize = static_cast<std::uint64_t>(volume_.extNodeSize);
+  const auto nodeSize = static_cast<std::uint64_t>(volume_.catalog.extNodeSize);
   const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
   if (nodeSize == 0) return 0;
   // The nodes that extNodeToSector can place; no more than the volume holds, whatever the header says.
@@ -21,15 +21,15 @@ std::uint64_t HfsVolume::extentsFileNodeCount() const {
 std::optional<std::vector<Extent>> HfsVolume::extentsForID(std::uint32_t fileID, std::uint8_t fork,
                                                            std::uint32_t startBlock, std::uint32_t totalBlocks) {
   Volume& v = volume_;
-  if (v.extRootNode == 0 || v.extNodeSize <= 0) return std::nullopt;
+  if (v.catalog.extRootNode == 0 || v.catalog.extNodeSize <= 0) return std::nullopt;
   ExtentsOverflowTree tree;
-  tree.rootNode = v.extRootNode;
-  tree.nodeBytes = static_cast<std::size_t>(v.extNodeSize) * static_cast<std::size_t>(v.u32BytesInSector);
+  tree.rootNode = v.catalog.extRootNode;
+  tree.nodeBytes = static_cast<std::size_t>(v.catalog.extNodeSize) * static_cast<std::size_t>(v.u32BytesInSector);
   tree.nodeCount = extentsFileNodeCount();
   tree.readNode = [this, &v](std::uint32_t number, std::span<std::byte> node) {
     const std::uint64_t sector = extNodeToSector(number);
     if (sector == 0) return false;
-    (void)v.readSector(sector, v.extNodeSize, node);
+    (void)v.readSector(sector, v.catalog.extNodeSize, node);
     return true;
   };
   tree.stopped = [&v] { return v.stopTreeThread.load(); };

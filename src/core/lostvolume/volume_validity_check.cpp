@@ -23,7 +23,7 @@ constexpr std::uint32_t kRootFolderID = 2;
 constexpr std::uint16_t kHeaderNodeRecords = 3;
 
 // Reads the first sector of a B-tree file and decodes its header node; nullopt when it isn't one.
-std::optional<BTHeaderRecord> readHeaderNode(DMedia& media, std::uint64_t sector) {
+std::optional<BTHeaderRecord> readHeaderNode(MediaReader& media, std::uint64_t sector) {
   std::vector<std::byte> bytes(static_cast<std::size_t>(media.u32BytesInSector), std::byte{0});
   if (!media.readSector(sector, 1, bytes)) return std::nullopt;
   const auto descriptor = parseBTNodeDescriptor(bytes);
@@ -39,7 +39,7 @@ bool isCountedLeaf(const BTNodeDescriptor& d) { return d.height == 1 && d.kind =
 
 // The catalog's extents past the header's eight, from the extents-overflow file, read the way a scan
 // of the volume reads them.
-std::vector<Extent> catalogOverflowExtents(const DMedia& media, const HfsBTreeLayout& trees,
+std::vector<Extent> catalogOverflowExtents(const MediaReader& media, const HfsBTreeLayout& trees,
                                            std::uint64_t whetherAlternateSector, std::uint64_t volumeSectors,
                                            std::uint32_t startBlock, std::uint32_t totalBlocks) {
   PartitionRow shape;

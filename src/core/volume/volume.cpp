@@ -149,7 +149,7 @@ std::unique_ptr<Volume> Volume::initWithPartitionRow(const PartitionRow& row, Me
 }
 
 void Volume::readDiskShape(const Dict& dict) {
-  DMedia::initWithDictionary(dict, context());
+  MediaReader::initWithDictionary(dict, context());
   volumeScanType = 3;
   totalBlocks = sizeInSect;
   HPlusVolStart = 0;
@@ -159,7 +159,7 @@ void Volume::readDiskShape(const Dict& dict) {
 }
 
 void Volume::readLogicalVolumeShape(const Dict& dict) {
-  DMedia::initWithDictionary(dict, context());
+  MediaReader::initWithDictionary(dict, context());
   volumeScanType = 2;
   volumeName = dict.string("Volume Name");
   parentDrivePath = dict.string("Parent Drive Path");
@@ -179,7 +179,7 @@ void Volume::readLogicalVolumeShape(const Dict& dict) {
 
 void Volume::readPartitionShape(const Dict& dict) {
   // Partition dictionaries carry no "Size": the size comes from the volume's own sector count.
-  DMedia::initWithDictionary(dict, context());
+  MediaReader::initWithDictionary(dict, context());
   volumeScanType = static_cast<std::int32_t>(dict.int64("Volume Scan Type"));
   volumeName = dict.string("Volume Name");
   sizeInSect = dict.uint64("Volume Size In Sectors");

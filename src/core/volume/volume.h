@@ -1,4 +1,4 @@
-// Volume: the object every scan runs on, a DMedia with the fields of one scan. Made from a drive,
+// Volume: the object every scan runs on, a MediaReader with the fields of one scan. Made from a drive,
 // volume, partition or lost-volume dictionary; the engines add their operations in their own folders.
 #pragma once
 
@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "base/ui_bridge.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "media/hfs_btree_layout.h"
 #include "volume/progress_sink.h"
 #include "records/key_table.h"
@@ -75,7 +75,7 @@ struct ScanTables {
   std::vector<Extent> allocationExt, catalogExtAsPerVIB;
 };
 
-class Volume : public DMedia {
+class Volume : public MediaReader {
  public:
   Volume();
   ~Volume() override;

@@ -1,4 +1,4 @@
-// DMedia: the program's reader of a drive or image. It knows the path, the size and the sector size,
+// MediaReader: the program's reader of a drive or image. It knows the path, the size and the sector size,
 // reads raw sectors read-only through three readers (scan, preview, save) and keeps the open file.
 #pragma once
 
@@ -24,19 +24,19 @@ struct MediaContext {
   const DeviceListStore* lists = nullptr;
 };
 
-class DMedia {
+class MediaReader {
  public:
-  DMedia();
-  virtual ~DMedia();
-  DMedia(const DMedia&) = delete;
-  DMedia& operator=(const DMedia&) = delete;
+  MediaReader();
+  virtual ~MediaReader();
+  MediaReader(const MediaReader&) = delete;
+  MediaReader& operator=(const MediaReader&) = delete;
 
   // Reads a drive dictionary: "Preferred Block Size", "Path", "Size", "device model", "device serial",
   // "device revision". A missing or zero sector size is taken as 512 so no division can fail.
   void initWithDictionary(const Dict& dict, MediaContext context);
   // The copy of the partition list: path, texts, sizeInSect, u32BytesInSector, HPlusVolStart and
   // blockSize, each only when set (a zero HPlusVolStart leaves the copy's own value).
-  [[nodiscard]] std::unique_ptr<DMedia> mutableCopy() const;
+  [[nodiscard]] std::unique_ptr<MediaReader> mutableCopy() const;
 
   // The three sector readers. `size` sectors of u32BytesInSector bytes are read at `sector` into the
   // front of `buffer`; a buffer too small for them is refused. For scans and previews a read that meets
