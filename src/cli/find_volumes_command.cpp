@@ -6,11 +6,10 @@
 
 #include "app/drive_cell_text.h"
 #include "app/drive_discovery.h"
+#include "app/lost_volume_search.h"
 #include "base/dict.h"
 #include "cli_options.h"
 #include "commands.h"
-#include "lostvolume/lost_volume_rows.h"
-#include "lostvolume/lost_volume_scan.h"
 
 namespace nua::cli {
 
@@ -75,14 +74,11 @@ int findVolumesCommand(const std::vector<std::string>& args) {
     }
     disk.set("Preferred Block Size", std::stoi(*size));
   }
-  DMedia media;
-  media.initWithDictionary(disk, {});
+  LostVolumeSearch search(disk);
   FindPrinter printer(options.flag("--json"));
-  std::vector<PartitionRow> foundVolumes;
-  std::vector<Dict> volumeScanFoundArray;
-  abortFlag = &media.abortVolumeScan;
+  abortFlag = &search.stopFlag();
   std::signal(SIGINT, onInterrupt);
-  LostVolumeScan(media, printer).initializeForVolumeThoroughScan(foundVolumes, volumeScanFoundArray);
+  const std::vector<PartitionRow> foundVolumes = search.run(printer);
   std::signal(SIGINT, SIG_DFL);
   abortFlag = nullptr;
 
@@ -91,7 +87,7 @@ int findVolumesCommand(const std::vector<std::string>& args) {
     return 0;
   }
   std::cout << "PT scan list of " << disk.string("Path") << " (" << foundVolumes.size() << ")\n";
-  const std::uint64_t sectorBytes = static_cast<std::uint64_t>(media.u32BytesInSector);
+  const std::uint64_t sectorBytes = search.sectorBytes();
   for (std::size_t i = 0; i < foundVolumes.size(); ++i) {
     const PartitionRow& volume = foundVolumes[i];
     const std::uint64_t sectors = volume.sizeInSectors;

@@ -14,7 +14,7 @@
 #include "view/preview_plan.h"
 #include "view/tree_find.h"
 #include "view/tree_view_state.h"
-#include "app/scanned_volume.h"
+#include "app/wizard_controller.h"
 
 namespace nua::cli {
 

@@ -12,7 +12,6 @@
 #include "app/drive_discovery.h"
 #include "app/scan_request.h"
 #include "app/scan_run.h"
-#include "app/scanned_volume.h"
 #include "app/signature_source.h"
 #include "app/thread_scan_launcher.h"
 #include "app/wizard_controller.h"

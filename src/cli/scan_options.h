@@ -9,7 +9,7 @@
 
 #include "app/scan_request.h"
 #include "cli_options.h"
-#include "signature/sig_node.h"
+#include "app/signature_source.h"  // SigNode
 
 namespace nua::cli {
 

@@ -63,10 +63,10 @@ void printTree(const Entry* root, const Volume& volume, const TreeOutput& output
   if (output.json) {
     walkTree(root, [](const Entry* dir, int, const std::string& path) { printJsonLine(dir, path); });
     std::fflush(stdout);
-    Dict totals{{"Folders", volume.folderCount},
-                {"Files", volume.fileCount},
-                {"Entries Found", volume.entryCount},
-                {"Data", volume.dataSize},
+    Dict totals{{"Folders", volume.counters.folderCount},
+                {"Files", volume.counters.fileCount},
+                {"Entries Found", volume.counters.entryCount},
+                {"Data", volume.counters.dataSize},
                 {"Note", output.note}};
     std::cout << "{\"summary\":" << toJson(totals) << "}\n";
   } else {
@@ -75,8 +75,8 @@ void printTree(const Entry* root, const Volume& volume, const TreeOutput& output
         std::cout << std::string(static_cast<std::size_t>(depth) * 2, ' ') << nameText(dir) << "  "
                   << sizeText(dir->fileSize) << (dir->deleted ? "  D" : "") << "\n";
       });
-    std::cout << "Folders: " << volume.folderCount << ", Files: " << volume.fileCount
-              << ", Entries Found: " << volume.entryCount << ", Data: " << sizeText(volume.dataSize) << "\n";
+    std::cout << "Folders: " << volume.counters.folderCount << ", Files: " << volume.counters.fileCount
+              << ", Entries Found: " << volume.counters.entryCount << ", Data: " << sizeText(volume.counters.dataSize) << "\n";
     std::cout << output.treeTotal << "\n";
     if (!output.note.empty()) std::cout << output.note << "\n";
   }

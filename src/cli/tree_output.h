@@ -7,7 +7,7 @@
 
 #include "base/ui_bridge.h"
 #include "records/entry.h"
-#include "app/scanned_volume.h"
+#include "app/wizard_controller.h"  // Volume, the controller's selected volume
 
 namespace nua::cli {
 

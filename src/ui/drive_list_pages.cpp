@@ -4,8 +4,8 @@
 #include <QListWidget>
 
 #include "drive_cell_delegate.h"
-#include "lostvolume/lost_volume_rows.h"
 #include "app/drive_cell_text.h"
+#include "app/lost_volume_search.h"
 #include "page_kit.h"
 
 namespace nua::ui {

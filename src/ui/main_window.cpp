@@ -43,7 +43,7 @@ MediaSources mediaSources(std::shared_ptr<QStringList> images) {
     for (const QString& image : *images) options.images.push_back(image.toStdString());
     return discoverDrives(options);
   };
-  sources.partitionsOfDrive = [](DMedia& drive) { return partitionsOfDrive(drive); };
+  sources.partitionsOfDrive = [](MediaReader& drive) { return partitionsOfDrive(drive); };
   return sources;
 }
 

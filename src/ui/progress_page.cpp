@@ -6,7 +6,6 @@
 #include <QTimer>
 
 #include "page_kit.h"
-#include "app/scanned_volume.h"
 
 namespace nua::ui {
 

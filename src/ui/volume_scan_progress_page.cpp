@@ -10,7 +10,7 @@
 #include <QTableWidget>
 #include <QTimer>
 
-#include "lostvolume/lost_volume_rows.h"
+#include "app/lost_volume_search.h"
 #include "page_kit.h"
 
 namespace nua::ui {

@@ -28,7 +28,7 @@ class StartedLauncher : public ScanLauncher {
     arguments = std::move(a);
     ++count;
   }
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
   ScanEntry entry = ScanEntry::kStartMakingTree;
   std::shared_ptr<Volume> volume;
   ScanArguments arguments;
@@ -165,12 +165,12 @@ TEST_F(AutoRecoveryTest, TheWizardIsReplayedAndTheSearchStartsAtTheSavedPosition
   EXPECT_EQ(v.path, "/dev/sdz");
   EXPECT_FLOAT_EQ(v.startPos, 10.0F);
   EXPECT_FLOAT_EQ(v.endPos, 90.0F);
-  ASSERT_TRUE(v.btreeFirstFileBlock);
-  EXPECT_NE(v.btreeFirstFileBlock->retrieveKeyField(900), nullptr);
-  EXPECT_EQ(v.btreeFirstFileBlock->retrieveKeyField(41), nullptr);
-  EXPECT_EQ(v.fileCount, 2u);
-  EXPECT_EQ(v.folderCount, 1u);
-  EXPECT_EQ(v.dataSize, 4096u + 8192u);
+  ASSERT_TRUE(v.tables.btreeFirstFileBlock);
+  EXPECT_NE(v.tables.btreeFirstFileBlock->retrieveKeyField(900), nullptr);
+  EXPECT_EQ(v.tables.btreeFirstFileBlock->retrieveKeyField(41), nullptr);
+  EXPECT_EQ(v.counters.fileCount, 2u);
+  EXPECT_EQ(v.counters.folderCount, 1u);
+  EXPECT_EQ(v.counters.dataSize, 4096u + 8192u);
   EXPECT_GE(v.maxFileID, 12u) << "new finds are numbered past the appended ones";
   const Entry* folder = childNamed(v.dirRoot, "JPG Files");
   ASSERT_NE(folder, nullptr);

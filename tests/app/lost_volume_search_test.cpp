@@ -4,10 +4,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <atomic>
 #include <filesystem>
 
-#include "app/wizard_controller.h"
+#include "app/lost_volume_search.h"
 #include "app/thread_scan_launcher.h"
+#include "app/wizard_controller.h"
 #include "app/volume_scan_progress.h"
 #include "imagekit/scenario.h"
 
@@ -40,7 +43,7 @@ class LostVolumeSearchTest : public testing::Test {
           Dict{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
-    sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };  // the map is gone
+    sources.partitionsOfDrive = [](MediaReader&) { return std::vector<PartitionRow>{}; };  // the map is gone
     controller = std::make_unique<WizardController>(view, ui, launcher, sources);
     controller->volumeScanChanged = [this] {
       if (onChange) onChange();
@@ -132,6 +135,49 @@ TEST_F(LostVolumeSearchTest, StopAfterTheFirstFindListsWhatWasFound) {
   EXPECT_EQ(rows[0].string("Found Column"), "Volume Found @ Sector: " + std::to_string(manifest.volumes[0].startSector));
   ASSERT_EQ(controller->partitionScanListDictArray.size(), 1u);
   EXPECT_EQ(controller->partitionScanListDictArray[0].volumeStart, manifest.volumes[0].startSector);
+}
+
+// The command line's search, outside the wizard: every volume with its name, and a stop raised from
+// the sink at the first find ends the sweep early.
+TEST_F(LostVolumeSearchTest, TheFrontEndsSearchFindsEveryVolumeAndStopsWhenAsked) {
+  const Dict disk{{"Path", image.string()}, {"Size", manifest.imageBytes}, {"Preferred Block Size", 512}};
+  class CountingSink final : public VolumeSearchSink {
+   public:
+    explicit CountingSink(std::atomic<bool>* stop) : stop_(stop) {}
+    void report(const VolumeSearchProgress& update) override {
+      if (!update.foundRow) return;
+      rows.push_back(*update.foundRow);
+      if (stop_ != nullptr) stop_->store(true);
+    }
+    [[nodiscard]] bool sweepOfferPending() const override { return false; }
+    void offerSweepPosition(const VolumeSearchProgress&) override {}
+    std::vector<Dict> rows;
+
+   private:
+    std::atomic<bool>* stop_;
+  };
+
+  LostVolumeSearch whole(disk);
+  CountingSink all(nullptr);
+  const std::vector<PartitionRow> found = whole.run(all);
+  EXPECT_EQ(whole.sectorBytes(), 512u);
+  // A volume may be found by its primary and its alternate header alike.
+  EXPECT_GE(found.size(), manifest.volumes.size());
+  EXPECT_GE(all.rows.size(), manifest.volumes.size());
+  for (const auto& volume : manifest.volumes) {
+    const auto it = std::find_if(found.begin(), found.end(),
+                                 [&](const PartitionRow& d) { return d.volumeStart == volume.startSector; });
+    ASSERT_NE(it, found.end()) << volume.name;
+    EXPECT_EQ(it->volumeName, volume.name);
+  }
+
+  LostVolumeSearch stopped(disk);
+  CountingSink first(&stopped.stopFlag());
+  const std::vector<PartitionRow> kept = stopped.run(first);
+  // The flag is polled between chunks of the sweep, so a find or two more may come first.
+  EXPECT_FALSE(first.rows.empty());
+  EXPECT_LT(first.rows.size(), all.rows.size());
+  EXPECT_LT(kept.size(), found.size());
 }
 
 // ---- The parts of the search's progress, one by one. ----

@@ -32,7 +32,7 @@ class HeldLauncher : public ScanLauncher {
     ++count;
     last = numberNextScan();
   }
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {
     ++volumeScans;
     last = numberNextScan();
   }
@@ -108,7 +108,7 @@ TEST_P(ScanEndTest, LeavesProgressForAUsableScreen) {
     case ScanThread::kEndsWithoutCompletion: break;
     case ScanThread::kCompletesWithoutTree: controller->complete(completion); break;
     case ScanThread::kCompletesWithTree:
-      volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+      volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
       controller->complete(completion);
       break;
     case ScanThread::kRefusesTheVolume:
@@ -167,7 +167,7 @@ TEST_F(ScanEnd, ALostVolumeSearchThatEndsWithoutVolumesGoesBackToThePartitionLis
                                                       {"Size", std::uint64_t{2000000000}}})};
     return listing;
   };
-  sources.partitionsOfDrive = [](DMedia&) { return std::vector<PartitionRow>{}; };
+  sources.partitionsOfDrive = [](MediaReader&) { return std::vector<PartitionRow>{}; };
   controller.reset();  // one controller at a time listens to the launcher
   controller = std::make_unique<WizardController>(view, ui, launcher, sources);
   controller->recoverPartitionAndDrivesFast();

@@ -58,7 +58,7 @@ class ScanRunTest : public ::testing::Test {
           DriveRow::fromDict(Dict{{"Path", path}, {"Size", bytes}, {"Preferred Block Size", 512}}));
       return listing;
     };
-    sources.partitionsOfDrive = [this, bytes](DMedia&) {
+    sources.partitionsOfDrive = [this, bytes](MediaReader&) {
       return std::vector<PartitionRow>{PartitionRow::fromDict(
           Dict{{"Volume Scan Type", 0}, {"Path", path}, {"Volume Start", 0}, {"Volume Size In Sectors", bytes / 512},
                {"Content", "Apple_HFS"}, {"Volume Name", "Nua Test"}})};

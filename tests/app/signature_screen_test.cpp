@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 class NoLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry, std::shared_ptr<Volume>, ScanArguments) override {}
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
 };
 
 class SignatureScreenTest : public ::testing::Test {

@@ -6,7 +6,7 @@
 
 #include <map>
 
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "signature/sig.h"
 #include "records/entry_ops.h"
 #include "volume/volume.h"
@@ -41,7 +41,7 @@ class AnsweringUiBridge : public RecordingUiBridge {
 class NoLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry, std::shared_ptr<Volume>, ScanArguments) override { ++scans; }
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
   int scans = 0;
 };
 
@@ -81,7 +81,7 @@ class NavigationTest : public ::testing::Test {
       listing.volumeDictArrayHFSOnly = listing.volumeDictArray;
       return listing;
     };
-    sources.partitionsOfDrive = [](DMedia&) {
+    sources.partitionsOfDrive = [](MediaReader&) {
       return std::vector<PartitionRow>{PartitionRow::fromDict(
           Dict{{"Volume Scan Type", 0}, {"Path", "/dev/sdz"}, {"Volume Start", 40}, {"Volume Size In Sectors", 3000},
                {"Content", "Apple_HFS"}, {"Volume Name", "Mac"}})};

@@ -5,7 +5,7 @@
 
 #include <map>
 
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "signature/sig.h"
 #include "volume/volume.h"
 
@@ -31,7 +31,7 @@ class FakeLauncher : public ScanLauncher {
     args = std::move(a);
     ++count;
   }
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
   ScanEntry entry{};
   std::shared_ptr<Volume> volume;
   ScanArguments args;

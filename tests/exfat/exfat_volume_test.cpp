@@ -38,7 +38,7 @@ ExfatWalk walkExfat(const std::string& path, std::uint64_t start, std::uint64_t 
   out.volume = Volume::initWithDictionary(dict, MediaContext{});
   Volume& v = *out.volume;
   v.resetSigArraysAndBtreesAndOthers();
-  v.dirRoot = makeRootDir(*v.arena, v.btree.get());
+  v.dirRoot = makeRootDir(*v.arena, v.tables.btree.get());
   ExfatVolume exfat(v, progress);
   out.answer = exfat.startExfatFileSystemRecovery();
   out.usedBackup = exfat.usedBackupBootRegion();
@@ -163,7 +163,7 @@ TEST(ExfatHostile, RandomCorruptionOfAKitVolume) {
     if (round % 3 == 0) std::fill(bytes.begin(), bytes.begin() + 512, 0);
     std::ofstream(copy, std::ios::binary | std::ios::trunc).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
     auto walked = walkExfat(copy, 0, bytes.size() / 512);
-    EXPECT_LE(walked.volume->entryCount, 100000U);
+    EXPECT_LE(walked.volume->counters.entryCount, 100000U);
   }
 }
 
@@ -212,9 +212,9 @@ TEST_P(ExfatDamage, GivesFewerEntriesOrTheAlert) {
   testing::RecordingSink sink;
   auto walked = walkExfat(path, 0, image.manifest.imageBytes / 512, sink);
   EXPECT_EQ(sink.alerts.empty(), !GetParam().alert);
-  EXPECT_LT(walked.volume->entryCount, image.manifest.volumes.at(0).entries.size() + 1);
+  EXPECT_LT(walked.volume->counters.entryCount, image.manifest.volumes.at(0).entries.size() + 1);
   if (!GetParam().alert) {
-    EXPECT_GE(walked.volume->entryCount, 3U);  // the root's own files stay
+    EXPECT_GE(walked.volume->counters.entryCount, 3U);  // the root's own files stay
   }
 }
 

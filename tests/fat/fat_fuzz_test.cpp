@@ -82,7 +82,7 @@ TEST_P(FuzzVolume, EveryCorruptedCopyIsWalkedToAnEnd) {
     }
     file.flush();
     auto walked = testing::walkFat(image, 0, sectors);
-    EXPECT_LT(walked.volume->entryCount, 200000u) << "round " << round;
+    EXPECT_LT(walked.volume->counters.entryCount, 200000u) << "round " << round;
     for (auto it = saved.rbegin(); it != saved.rend(); ++it) {
       file.seekp(static_cast<std::streamoff>(it->first));
       file.put(it->second);

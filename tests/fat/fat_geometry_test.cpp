@@ -46,7 +46,7 @@ TEST_P(FatGeometryScenario, IsAVolumeOfItsTypeAndSavesByteForByte) {
   v.volumeContent = FatVolume::fatFileSystemDetermination(v, listed);
   EXPECT_EQ(v.volumeContent, expected.fileSystem);
   v.resetSigArraysAndBtreesAndOthers();
-  v.dirRoot = makeRootDir(*v.arena, v.btree.get());
+  v.dirRoot = makeRootDir(*v.arena, v.tables.btree.get());
   EXPECT_EQ(FatVolume(v, ProgressSink::none()).startFATFileSystemRecovery(), 1);
 
   const std::filesystem::path saved = testing::saveAll(v, c.tag);
@@ -86,15 +86,15 @@ TEST(FatProgress, CountsGoOutWithEachFolderAndAtTheEnd) {
   testing::RecordingSink sink;
   auto walked = testing::walkFat(image.path, 0, image.manifest.imageBytes / 512, sink);
   const Volume& v = *walked.volume;
-  ASSERT_GT(v.fileCount, 30);
+  ASSERT_GT(v.counters.fileCount, 30);
   std::vector<ScanCounts> counted;
   for (const ScanProgress& p : sink.updates)
     if (p.counts) counted.push_back(*p.counts);
   ASSERT_GE(counted.size(), 3u);
-  EXPECT_EQ(counted.back().files, static_cast<std::uint64_t>(v.fileCount));
-  EXPECT_EQ(counted.back().folders, static_cast<std::uint64_t>(v.folderCount));
-  EXPECT_EQ(counted.back().entries, static_cast<std::uint64_t>(v.entryCount));
-  EXPECT_EQ(counted.back().data, static_cast<std::uint64_t>(v.dataSize));
+  EXPECT_EQ(counted.back().files, static_cast<std::uint64_t>(v.counters.fileCount));
+  EXPECT_EQ(counted.back().folders, static_cast<std::uint64_t>(v.counters.folderCount));
+  EXPECT_EQ(counted.back().entries, static_cast<std::uint64_t>(v.counters.entryCount));
+  EXPECT_EQ(counted.back().data, static_cast<std::uint64_t>(v.counters.dataSize));
   bool partway = false;
   for (const ScanCounts& c : counted) partway = partway || (c.files > 0 && c.files < counted.back().files);
   EXPECT_TRUE(partway) << "no count was sent while the walk was under way";

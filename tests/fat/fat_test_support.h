@@ -37,7 +37,7 @@ inline FatWalk walkFat(const std::string& path, std::uint64_t start, std::uint64
   Volume& v = *out.volume;
   v.volumeContent = FatVolume::fatFileSystemDetermination(v, dict);
   v.resetSigArraysAndBtreesAndOthers();
-  v.dirRoot = makeRootDir(*v.arena, v.btree.get());
+  v.dirRoot = makeRootDir(*v.arena, v.tables.btree.get());
   out.answer = FatVolume(v, progress).startFATFileSystemRecovery();
   return out;
 }

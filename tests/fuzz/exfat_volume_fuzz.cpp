@@ -14,7 +14,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   auto volume = nua::Volume::initWithDictionary(dict, nua::MediaContext{});
   nua::Volume& v = *volume;
   v.resetSigArraysAndBtreesAndOthers();
-  v.dirRoot = nua::makeRootDir(*v.arena, v.btree.get());
+  v.dirRoot = nua::makeRootDir(*v.arena, v.tables.btree.get());
   nua::ExfatVolume exfat(v, nua::ProgressSink::none());
   (void)exfat.startExfatFileSystemRecovery();
   return 0;

@@ -15,7 +15,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   nua::Volume& v = *volume;
   v.volumeContent = nua::FatVolume::fatFileSystemDetermination(v, dict);
   v.resetSigArraysAndBtreesAndOthers();
-  v.dirRoot = nua::makeRootDir(*v.arena, v.btree.get());
+  v.dirRoot = nua::makeRootDir(*v.arena, v.tables.btree.get());
   nua::FatVolume fat(v, nua::ProgressSink::none());
   (void)fat.checkFATFileSystemHealthy();
   (void)fat.startFATFileSystemRecovery();

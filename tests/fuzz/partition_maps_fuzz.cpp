@@ -11,13 +11,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const nua::fuzz::MemoryImage image(data, size);
   if (!image.ok() || image.sectors() < 1) return 0;
   for (const int sectorSize : {512, 4096}) {
-    nua::DMedia media;
+    nua::MediaReader media;
     media.initWithDictionary(nua::Dict{{"Path", image.path()}, {"Preferred Block Size", sectorSize},
                                        {"Size", static_cast<std::uint64_t>(size)}},
                              nua::MediaContext{});
     std::vector<nua::PartitionRow> rows;
     nua::PartitionReader(media).initialize(rows);
-    nua::DMedia again;
+    nua::MediaReader again;
     again.initWithDictionary(nua::Dict{{"Path", image.path()}, {"Preferred Block Size", sectorSize},
                                        {"Size", static_cast<std::uint64_t>(size)}},
                              nua::MediaContext{});

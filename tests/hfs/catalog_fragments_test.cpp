@@ -89,11 +89,11 @@ TEST(FragmentShape, RandomNodesNeverCrashTheReader) {
   std::ofstream(noisy, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
   auto volume = testing::openAsPartition(noisy, bytes.size());
   volume->resetSigArraysAndBtreesAndOthers();
-  volume->dirRoot = makeRootDir(*volume->arena, volume->btree.get());
+  volume->dirRoot = makeRootDir(*volume->arena, volume->tables.btree.get());
   volume->blockSize = 8;
   HfsVolume hfs(*volume, ProgressSink::none());
   searchCatFrags(hfs);
-  volume->catNodeSize = 8;
+  volume->catalog.catNodeSize = 8;
   volume->catalog.journalStart = 0;
   volume->catalog.journalSize = bytes.size();
   searchCatFragsForDeletedFiles(hfs);
@@ -116,7 +116,7 @@ FragmentRun searchImage(const std::string& path, std::uint64_t startSector, std:
                                           MediaContext{});
   Volume& v = *run.volume;
   v.resetSigArraysAndBtreesAndOthers();
-  v.dirRoot = makeRootDir(*v.arena, v.btree.get());
+  v.dirRoot = makeRootDir(*v.arena, v.tables.btree.get());
   HfsVolume hfs(v, ProgressSink::none());
   if (hfs.initializeVIB()) {
     v.advScanEntriesCanBePutIntoOrphanEntryArray = true;
@@ -125,7 +125,7 @@ FragmentRun searchImage(const std::string& path, std::uint64_t startSector, std:
     v.blockSize = 8;
   }
   searchCatFrags(hfs);
-  for (auto* table : {v.btreeOrph.get(), v.btreeOrphAdvScanEntries.get()})
+  for (auto* table : {v.tables.btreeOrph.get(), v.tables.btreeOrphAdvScanEntries.get()})
     table->forEachItemInOrder([&](OrphanItem& item) { run.found.emplace(item.keyField, item.dir); });
   return run;
 }
@@ -154,9 +154,9 @@ TEST(SearchCatFrags, OldLeavesInFreeSpaceBecomeFragmentEntries) {
   expectEntries(image, run, true);
   ASSERT_NE(run.volume->dirLostFolders, nullptr);
   EXPECT_EQ(run.volume->dirLostFolders->parent, run.volume->dirRoot);
-  EXPECT_EQ(run.volume->btreeAdvScan->retrieveKeyField(kLostFoldersID)->dir, run.volume->dirLostFolders);
+  EXPECT_EQ(run.volume->tables.btreeAdvScan->retrieveKeyField(kLostFoldersID)->dir, run.volume->dirLostFolders);
   // Old leaves lie outside the new catalog file, so they form the search's own table.
-  EXPECT_GT(run.volume->orphAdvScanEntriesTotal, 0u);
+  EXPECT_GT(run.volume->counters.orphAdvScanEntriesTotal, 0u);
 }
 
 // Without a catalog header the node size is unknown; 4096- and 8192-byte nodes are both found, and
@@ -167,8 +167,8 @@ TEST(SearchCatFrags, WithoutACatalogHeaderBothNodeSizesAreTried) {
     ASSERT_TRUE(image.error.empty()) << image.error;
     const FragmentRun run = searchImage(image.path, 0, image.manifest.imageBytes / 512);
     expectEntries(image, run, false);
-    EXPECT_EQ(run.volume->catNodeSize, 0) << nodeSize;
-    EXPECT_GT(run.volume->orphEntriesTotal, 0u) << nodeSize;
+    EXPECT_EQ(run.volume->catalog.catNodeSize, 0) << nodeSize;
+    EXPECT_GT(run.volume->counters.orphEntriesTotal, 0u) << nodeSize;
   }
 }
 

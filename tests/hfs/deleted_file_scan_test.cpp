@@ -250,7 +250,7 @@ TEST(DeletedFileScan, WithoutTheJournalStageOnlyTheRootRemains) {
   auto v = scanDeleted(image.path, 0, image.manifest.imageBytes / 512, {std::int64_t{0}, std::int64_t{0}});
   ASSERT_NE(v->dirRoot, nullptr);
   EXPECT_TRUE(v->dirRoot->childList.empty());
-  EXPECT_EQ(v->btree, nullptr);  // the clean-up ran
+  EXPECT_EQ(v->tables.btree, nullptr);  // the clean-up ran
 }
 
 // A journal said to be larger than the volume is read only up to the volume's end.
@@ -264,7 +264,7 @@ TEST(DeletedFileScan, JournalPastTheVolumeEndIsCut) {
                                            {"Content", "Apple_HFS"}},
                                       MediaContext{});
   v->resetSigArraysAndBtreesAndOthers();
-  v->dirRoot = makeRootDir(*v->arena, v->btree.get());
+  v->dirRoot = makeRootDir(*v->arena, v->tables.btree.get());
   testing::RecordingSink sink;
   HfsVolume hfs(*v, sink);
   hfs.fillVIB();

@@ -21,7 +21,7 @@ class RearrangeTest : public ::testing::Test {
   void SetUp() override {
     volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Content", "Apple_HFS"}}, MediaContext{});
     volume->blockSize = 8;  // 4096-byte blocks of 512-byte sectors
-    root = makeRootDir(*volume->arena, volume->btree.get());
+    root = makeRootDir(*volume->arena, volume->tables.btree.get());
     file = volume->arena->newDir();
     file->fileType = 2;
     file->fileSize = 24 * 4096 - 100;

@@ -180,7 +180,7 @@ TEST(LeafNodeSearch, WalkCrossesACutLeafChain) {
     Opened o = open(image);
     findLeafNodesForCatalogWalk(*o.hfs);
     makeTree(*o.hfs);
-    if (o.volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*o.volume, ProgressSink::none(), false, false);
+    if (o.volume->counters.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*o.volume, ProgressSink::none(), false, false);
     const auto tree = testing::entriesByPath(o.volume->dirRoot);
     for (const auto& e : volume.entries) {
       if (e.deleted || e.path.empty()) continue;

@@ -32,7 +32,7 @@ ScanOutcome scan(const KitImage& image, bool cleanUp = true, ProgressSink& progr
   if (out.vib) out.structures = hfs.checkCatalogAndExtentsFile();
   if (out.structures) {
     makeTree(hfs);
-    if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, progress, false, false);
+    if (v.counters.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, progress, false, false);
   }
   if (cleanUp) v.finishTree(progress);
   return out;
@@ -84,7 +84,7 @@ TEST_P(HealthyScenario, TreeMatchesManifest) {
   ASSERT_TRUE(out.vib);
   ASSERT_TRUE(out.structures);
   expectManifestTree(image, *out.volume);
-  EXPECT_EQ(out.volume->btree, nullptr);  // the clean-up released the helper tables
+  EXPECT_EQ(out.volume->tables.btree, nullptr);  // the clean-up released the helper tables
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -195,10 +195,10 @@ TEST(NormalCatalogScan, NodeToSectorPastTheCatalogIsZero) {
   HfsVolume hfs(*volume, ProgressSink::none());
   ASSERT_TRUE(hfs.initializeVIB());
   ASSERT_TRUE(hfs.checkCatalogAndExtentsFile());
-  ASSERT_EQ(volume->catalogExt.size(), 2u);
+  ASSERT_EQ(volume->catalog.catalogExt.size(), 2u);
   std::uint64_t nodes = 0;
-  for (const Extent& e : volume->catalogExt)
-    nodes += static_cast<std::uint64_t>(e.blockCount) * volume->blockSize / volume->catNodeSize;
+  for (const Extent& e : volume->catalog.catalogExt)
+    nodes += static_cast<std::uint64_t>(e.blockCount) * volume->blockSize / volume->catalog.catNodeSize;
   EXPECT_NE(hfs.catNodeToSector(nodes - 1), 0u);
   EXPECT_EQ(hfs.catNodeToSector(nodes), 0u);
   EXPECT_TRUE(hfs.sectorIsInCatalogFile(hfs.catNodeToSector(0)));

@@ -14,7 +14,7 @@ class OrphanPassTest : public ::testing::Test {
  protected:
   void SetUp() override {
     volume = Volume::initWithDictionary(Dict{{"Volume Scan Type", 0}, {"Content", "Apple_HFS"}}, MediaContext{});
-    volume->dirRoot = makeRootDir(*volume->arena, volume->btree.get());
+    volume->dirRoot = makeRootDir(*volume->arena, volume->tables.btree.get());
   }
   Entry* entry(std::uint32_t id, std::uint32_t parentID, std::uint16_t type, const char16_t* name,
                 std::uint64_t size = 0) {
@@ -28,8 +28,8 @@ class OrphanPassTest : public ::testing::Test {
     return dir;
   }
   void orphan(Entry* dir) {
-    volume->btreeOrph->insert(OrphanItem{dir->fileID, dir, false, false});
-    ++volume->orphEntriesTotal;
+    volume->tables.btreeOrph->insert(OrphanItem{dir->fileID, dir, false, false});
+    ++volume->counters.orphEntriesTotal;
   }
   std::unique_ptr<Volume> volume;
 };
@@ -54,7 +54,7 @@ TEST_F(OrphanPassTest, TwoLostFilesOfOneNameBecomeDistinct) {
   ASSERT_EQ(volume->dirLostFiles->childList.size(), 2u);
   EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles->childList[0]), u"a.txt");
   EXPECT_EQ(EntryArena::fileNameOfDir(volume->dirLostFiles->childList[1]), u"a_.txt");
-  EXPECT_EQ(volume->fileCount, 2u);  // incrementData counted them
+  EXPECT_EQ(volume->counters.fileCount, 2u);  // incrementData counted them
 }
 
 TEST_F(OrphanPassTest, ChildBeforeItsParentHangsUnderItOnceTheParentIsPlaced) {
@@ -117,8 +117,8 @@ TEST_F(OrphanPassTest, AbortedScanStillPlacesWhatItFound) {
 class AdvScanOrphanTest : public OrphanPassTest {
  protected:
   void found(Entry* dir) {
-    volume->btreeOrphAdvScanEntries->insert(OrphanItem{dir->fileID, dir, false, false});
-    ++volume->orphAdvScanEntriesTotal;
+    volume->tables.btreeOrphAdvScanEntries->insert(OrphanItem{dir->fileID, dir, false, false});
+    ++volume->counters.orphAdvScanEntriesTotal;
   }
 };
 
@@ -132,7 +132,7 @@ TEST_F(AdvScanOrphanTest, FirstRunJoinsFindsToEachOtherOnly) {
   processOrphanAdvScanEntriesWithIncrement(*volume, ProgressSink::none(), true, false);
   EXPECT_EQ(file->parent, folder);
   EXPECT_EQ(catalogChild->parent, nullptr);
-  EXPECT_EQ(volume->fileCount, 1u);
+  EXPECT_EQ(volume->counters.fileCount, 1u);
 }
 
 TEST_F(AdvScanOrphanTest, SecondRunGivesEveryParentlessFindAPlace) {

@@ -74,7 +74,7 @@ struct Found {
 
 Found search(const fs::path& image, std::uint32_t sectorSize, VolumeSearchSink& progress = VolumeSearchSink::none(),
              bool abortFirst = false) {
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(Dict{{"Path", image.string()}, {"Preferred Block Size", sectorSize},
                                 {"Size", static_cast<std::uint64_t>(fs::file_size(image))}},
                            {});
@@ -256,7 +256,7 @@ TEST_P(VerifyVIB, EachFieldTheTestNeeds) {
   const auto bytes = readBytes(disk->path, v.startSector * 512 + 1024, kVolumeInformationBlockSize);
   const auto header = parseVolumeInformationBlock(bytes);
   ASSERT_TRUE(header.ok());
-  DMedia media;
+  MediaReader media;
   media.u32BytesInSector = 512;
   LostVolumeScan scan(media, VolumeSearchSink::none());
   VolumeInformationBlock changed = *header;

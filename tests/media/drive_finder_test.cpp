@@ -1,58 +1,21 @@
 // The drive finder's rules over plain dictionaries: merging, descriptions by interconnect, mount
-// matching, judging of volumes, attachment to drives and the cell texts.
+// matching, judging of volumes and attachment to drives. The cell texts of these rows are tested in
+// tests/app.
 #include "media/drive_finder.h"
 
 #include <gtest/gtest.h>
 
-#include "app/drive_cell_text.h"
+#include "media/drive_finder_fixture.h"
 #include "media/linux_media_source.h"
+#include "media/rows.h"
 
 namespace nua {
 namespace {
 
-// Reads nothing: answers from the entry's path.
-class FakeProbe : public VolumeProbe {
- public:
-  std::optional<Dict> checkForJournal(const Dict& entry) override {
-    const std::string path = entry.string("Path");
-    if (path == "/dev/sda2") return Dict{{"Content", "Apple_HFS"}, {"journaled", "Yes"}, {"HFSVolumeStart", std::uint64_t{0}}, {"supportFileSystemRecovery", 1}};
-    if (path == "/dev/sdb1") return Dict{{"Content", "Apple_HFSX"}, {"journaled", "No"}, {"HFSVolumeStart", std::uint64_t{0}}, {"supportFileSystemRecovery", 0}};
-    return std::nullopt;
-  }
-  bool isVolumeFAT(const Dict& entry) override { return entry.string("Path") == "/dev/sda3"; }
-  std::string fatFileSystemDetermination(const Dict&) override { return "FAT32"; }
-  bool isFATWithoutPartitionMap(const Dict&) override { return false; }
-  std::string fileSystemType(const Dict& mount) override { return mount.string("File System Type"); }
-  std::string bundlePath(const std::string& id) override { return id == "org.freedesktop.icon-theme" ? "/icons" : "nil"; }
-};
-
-Dict medium(const std::string& bsd, std::uint64_t size, const std::string& content = "") {
-  Dict d{{"BSD Name", bsd}, {"Size", size}, {"Preferred Block Size", 512}, {"Writable", true},
-         {"IOMediaIcon", Dict{{"CFBundleIdentifier", "org.freedesktop.icon-theme"}, {"IOBundleResourceFile", "drive-harddisk"}}}};
-  if (!content.empty()) d.set("Content", content);
-  return d;
-}
-
-Dict protocol(const std::string& interconnect) {
-  return Dict{{"Protocol Characteristics", Dict{{"Physical Interconnect", interconnect}}}};
-}
-
-Dict mount(const std::string& path, const std::string& number, const std::string& type) {
-  return Dict{{"Mounted Path", path}, {"Volume Name", path.substr(path.find_last_of('/') + 1)}, {"Device Number", number},
-              {"File System Type", type}, {"Volume Path", ""}};
-}
-
-struct Fixture {
-  LinuxPathRules rules;
-  FakeProbe probe;
-  DriveFinder finder{rules, probe};
-  void add(std::vector<Dict> chain, const std::string& number, bool partition) {
-    const std::string path = "/dev/" + chain.front().string("BSD Name");
-    rules.deviceNumbers[path] = number;
-    if (partition) rules.partitions.insert(path);
-    finder.responseDriveFinder.push_back(std::move(chain));
-  }
-};
+using drive_finder_fixture::Fixture;
+using drive_finder_fixture::medium;
+using drive_finder_fixture::mount;
+using drive_finder_fixture::protocol;
 
 TEST(DriveFinder, SataDiskWithJournaledHfsAndFatVolumes) {
   Fixture f;
@@ -94,21 +57,13 @@ TEST(DriveFinder, SataDiskWithJournaledHfsAndFatVolumes) {
   ASSERT_EQ(f.finder.volumeDictArrayHFSOnly.size(), 1u);
   EXPECT_EQ(f.finder.volumeDictArrayHFSOnly[0].string("Parent Drive Path"), "/dev/sda");
 
-  const auto driveLines = logicalDriveCellLines(DriveRow::fromDict(f.finder.driveDictArray[0]));
-  EXPECT_EQ(driveLines[0], "Samsung SSD 860 S3Z RVT04B6Q");
-  EXPECT_EQ(driveLines[1], "Mount Point: /dev/sda");
-  EXPECT_EQ(driveLines[2], "Type: Disk");
-  EXPECT_EQ(driveLines[3], "Size: 500.11 GB");
-  EXPECT_EQ(driveLines[4], "Volumes Contained: 2");
-  const auto hfsLines = logicalDriveCellLines(DriveRow::fromDict(hfs));
-  EXPECT_EQ(hfsLines[0], "Mac");
-  EXPECT_EQ(hfsLines[1], "Mount Point: /dev/sda2");
-  EXPECT_EQ(hfsLines[2], "Type: Volume");
-  EXPECT_EQ(hfsLines[4], "File System: Mac OS Extended (Journaled)");
-  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(fat))[4], "File System: FAT32");
-  Dict exfat = fat;
-  exfat.set("Content", "exFAT");
-  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(exfat))[4], "File System: exFAT");
+  const DriveRow driveRow = DriveRow::fromDict(f.finder.driveDictArray[0]);
+  EXPECT_FALSE(driveRow.isVolume);
+  EXPECT_EQ(driveRow.childVolumes.size(), 2u);
+  const DriveRow hfsRow = DriveRow::fromDict(hfs);
+  EXPECT_TRUE(hfsRow.isVolume);
+  EXPECT_EQ(hfsRow.volumeName, "Mac");
+  EXPECT_EQ(hfsRow.journaled, "Yes");
 
   // The typed rows print exactly what discovery found, children included.
   for (const auto* list : {&f.finder.driveDictArray, &f.finder.volumeDictArray})
@@ -127,8 +82,8 @@ TEST(DriveFinder, UsbStickIsNamedByVendorAndProductIdentification) {
   EXPECT_EQ(f.finder.driveDictArray[0].string("device model"), "SanDisk");
   EXPECT_EQ(f.finder.driveDictArray[0].string("device serial"), "Cruzer Blade");
   ASSERT_EQ(f.finder.volumeDictArray.size(), 1u);
-  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(f.finder.volumeDictArray[0]))[4],
-            "File System: Mac OS Extended (Case Sensitive)");
+  EXPECT_EQ(f.finder.volumeDictArray[0].string("Content"), "Apple_HFSX");
+  EXPECT_EQ(f.finder.volumeDictArray[0].string("journaled"), "No");
   EXPECT_EQ(f.finder.volumeDictArray[0].int64("supportFileSystemRecovery"), 0);
 }
 
@@ -143,7 +98,7 @@ TEST(DriveFinder, SecureDigitalAndUnknownDescriptionsBecomeDashes) {
   EXPECT_EQ(f.finder.driveDictArray[0].string("device model"), "0x000003");
   EXPECT_EQ(f.finder.driveDictArray[0].string("device serial"), "SD32G");
   EXPECT_EQ(f.finder.driveDictArray[1].string("device model"), "-");
-  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(f.finder.driveDictArray[1]))[4], "Volumes Contained: 0");
+  EXPECT_TRUE(DriveRow::fromDict(f.finder.driveDictArray[1]).childVolumes.empty());
 }
 
 TEST(DriveFinder, ADiskMountedWithoutAMapIsADriveAndAVolume) {

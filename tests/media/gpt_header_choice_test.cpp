@@ -73,7 +73,7 @@ class GptHeaders : public ::testing::TestWithParam<Damage> {};
 TEST_P(GptHeaders, ListThePartitionsFromAWholeHeader) {
   const Damage& d = GetParam();
   const Disk disk = makeGptDisk(d);
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(Dict{{"Path", disk.path.string()}, {"Preferred Block Size", d.sectorSize},
                                 {"Size", static_cast<std::uint64_t>(fs::file_size(disk.path))}},
                            {});

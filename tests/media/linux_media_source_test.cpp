@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "app/drive_cell_text.h"
+#include "media/rows.h"
 
 namespace nua {
 namespace {
@@ -123,7 +123,7 @@ TEST_F(FakeRoot, ListsEveryKindOfDiskWithItsKeys) {
   EXPECT_EQ(sataDrive.uint64("Preferred Block Size"), 512u);
   EXPECT_EQ(sataDrive.string("CFBundleIdentifier"), "org.freedesktop.icon-theme");
   EXPECT_EQ(sataDrive.string("IOBundleResourceFile"), "drive-harddisk");
-  EXPECT_EQ(logicalDriveCellLines(DriveRow::fromDict(sataDrive))[4], "Volumes Contained: 2");
+  EXPECT_EQ(DriveRow::fromDict(sataDrive).childVolumes.size(), 2u);
   EXPECT_EQ(finder.driveDictArray[4].string("Physical Interconnect"), "USB");
   EXPECT_EQ(finder.driveDictArray[4].string("device model"), "SanDisk");
   EXPECT_EQ(finder.driveDictArray[4].string("device serial"), "Cruzer Blade");

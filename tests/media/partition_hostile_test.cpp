@@ -99,13 +99,13 @@ std::vector<PartitionRow> listDisk(const Bytes& disk, const std::string& name) {
   const fs::path path = fs::temp_directory_path() / ("nua-hostile-" + std::to_string(::getpid()) + "-" + name);
   std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(disk.data()),
                                               static_cast<std::streamsize>(disk.size()));
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(Dict{{"Path", path.string()}, {"Preferred Block Size", 512},
                                 {"Size", static_cast<std::uint64_t>(disk.size())}},
                            {});
   std::vector<PartitionRow> rows;
   PartitionReader(media).initialize(rows);
-  DMedia again;
+  MediaReader again;
   again.initWithDictionary(Dict{{"Path", path.string()}, {"Preferred Block Size", 512},
                                 {"Size", static_cast<std::uint64_t>(disk.size())}},
                            {});

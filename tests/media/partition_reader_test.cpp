@@ -30,7 +30,7 @@ struct Listed {
   std::string chainStop;
 };
 
-// Writes the scenario and lists its partitions through a DMedia of the given sector size.
+// Writes the scenario and lists its partitions through a MediaReader of the given sector size.
 Listed listScenario(const std::string& scenario, std::uint32_t sectorSize, const std::string& sectorOption = "") {
   Listed listed;
   const imagekit::Scenario* s = imagekit::findScenario(scenario);
@@ -40,7 +40,7 @@ Listed listScenario(const std::string& scenario, std::uint32_t sectorSize, const
   const fs::path image = tempPath(scenario + sectorOption + ".img");
   std::string error;
   EXPECT_TRUE(s->make(image.string(), options, listed.manifest, error)) << error;
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(Dict{{"Path", image.string()}, {"Preferred Block Size", sectorSize},
                                 {"Size", static_cast<std::uint64_t>(fs::file_size(image))}},
                            {});
@@ -154,7 +154,7 @@ fs::path gptDisk(std::uint32_t entrySize) {
 }
 
 std::vector<PartitionRow> listFile(const fs::path& path) {
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(Dict{{"Path", path.string()}, {"Preferred Block Size", 512},
                                 {"Size", static_cast<std::uint64_t>(fs::file_size(path))}},
                            {});

@@ -96,7 +96,7 @@ class DestinationLoopTest : public testing::Test {
 
   // Whether SaveRun takes `folder` when recovering from `sourcePath`; the refusal is checked too.
   bool accepted(const std::string& sourcePath, const fs::path& folder) {
-    DMedia source;
+    MediaReader source;
     source.initWithDictionary(Dict{{"Path", sourcePath}, {"Preferred Block Size", 512}, {"Size", std::uint64_t{1} << 24}},
                               MediaContext{});
     SaveRun run(source, *view, ui);

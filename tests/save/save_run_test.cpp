@@ -79,7 +79,7 @@ class SaveRunTest : public testing::Test {
 
   fs::path work, image, destination;
   std::string imageBytes;
-  DMedia source;
+  MediaReader source;
   TestTree tree;
   RecordingUiBridge ui;
   std::map<const Entry*, std::string> expected;

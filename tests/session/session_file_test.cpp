@@ -52,7 +52,7 @@ void build(Written& w) {
   volume->HPlusVolStart = 40;
   volume->blockSize = 8;
   volume->startPos = 12.5f;
-  volume->entryCount = 9;
+  volume->counters.entryCount = 9;
   volume->u32BytesInSector = 512;
   w.contents.volume = volume;
   w.contents.scanMode = 4;

@@ -39,7 +39,7 @@ struct Desk {
                {"Preferred Block Size", 512}}));
       return listing;
     };
-    sources.partitionsOfDrive = [image](DMedia&) {
+    sources.partitionsOfDrive = [image](MediaReader&) {
       return std::vector<PartitionRow>{PartitionRow::fromDict(
           Dict{{"Volume Scan Type", 0}, {"Path", image}, {"Volume Start", 0},
                {"Volume Size In Sectors", fs::file_size(image) / 512}, {"Content", "Apple_HFS"},
@@ -236,7 +236,7 @@ TEST_P(SessionRoundTrip, EntriesViewsAndSavedFilesComeBackTheSame) {
   Volume& a = *scanned.controller->selectedVolume;
   Volume& b = *opened.controller->selectedVolume;
   EXPECT_EQ(b.volumeScanType, a.volumeScanType);
-  EXPECT_EQ(b.entryCount, a.entryCount);
+  EXPECT_EQ(b.counters.entryCount, a.counters.entryCount);
   EXPECT_EQ(viewTotals(a), viewTotals(b));
   EXPECT_EQ(savedHashes(a, scratch() / (name + "-scan")), savedHashes(b, scratch() / (name + "-open")));
 }

@@ -42,9 +42,9 @@ TEST_P(CarveKitResume, FromEverySavedPositionTheRestIsFoundAgain) {
     return traits.diskSectors ? inVolume : inVolume / g.blockSize;
   };
   // The saved positions lie past the planted files here, so the buffers that hold the other finds
-  // are tried as well. A search resumed inside a buffer reads its buffers 40 units from there, and
-  // a find's jump can then skip a file right behind it that the whole search, whose buffer ended
-  // sooner, did not skip: so these starts keep the whole search's buffer boundaries.
+  // are tried as well. Positions are saved at buffer starts: a search resumed inside a buffer would
+  // read its buffers 40 units from there, and a find's jump could then skip a file right behind it
+  // that the whole search, whose buffer ended sooner, did not skip.
   const std::uint64_t firstUnit = traits.fatClusters ? 2 : 0;
   std::vector<std::uint64_t> starts = positions.positions;
   const std::vector<carvetest::CarvedFile> wholeFiles = whole->files();

@@ -136,3 +136,29 @@ TEST_F(Registration, AnRtfWithASkipBecomesAnRtfdPackageAwaitingItsPictures) {
 
 }  // namespace
 }  // namespace nua
+
+namespace nua {
+namespace {
+
+// Extents count in 32 bits: a find past 2^32 sectors must still start exactly at its own sector.
+TEST_F(Registration, FindsPastTwoTerabytesKeepTheirTrueSector) {
+  JpgFileCheck jpg(source, state);
+  const std::uint64_t far = (1ULL << 33) + 5;
+  registrar.addFileCheckFind({far, far}, jpg, 70000);
+  registrar.addFileCheckFind({4000, 4000}, jpg, 700);
+  const Entry* folder = root->childList.front();
+  ASSERT_EQ(folder->childList.size(), 2U);
+  const Entry* high = folder->childList[0];
+  ASSERT_EQ(high->dataExt.size(), 1U);
+  const std::uint64_t firstSector =
+      high->blockBaseSector + std::uint64_t{high->dataExt[0].startBlock} * high->sectorsPerBlock;
+  EXPECT_EQ(firstSector, far);
+  EXPECT_GE(std::uint64_t{high->dataExt[0].blockCount} * high->sectorsPerBlock * 512, 70000U);
+  const Entry* low = folder->childList[1];
+  EXPECT_EQ(low->sectorsPerBlock, 1);
+  EXPECT_EQ(low->blockBaseSector, 0U);
+  EXPECT_EQ(low->dataExt[0].startBlock, 4000U);
+}
+
+}  // namespace
+}  // namespace nua

@@ -26,14 +26,14 @@ namespace {
 class NoLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry, std::shared_ptr<Volume>, ScanArguments) override {}
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
 };
 
 // A whole-disk search's result: two JPEGs and a PNG found by the signature tables, a JPEG found by its
 // file check, and a JPEG preview inside a camera RAW file.
 std::shared_ptr<Volume> carvedVolume() {
   std::shared_ptr<Volume> volume = Volume::initWithDictionary(Dict{{"WhetherVolume", false}, {"Path", "/dev/x"}}, {});
-  volume->dirRoot = makeRootDir(*volume->arena, volume->btree.get());
+  volume->dirRoot = makeRootDir(*volume->arena, volume->tables.btree.get());
   volume->maxFileID = kFirstFreeFileID;
   CarvedEntryRegistrar registrar(
       CarvedRegistrarSetup{volume->arena.get(), volume->dirRoot, &volume->maxFileID, nullptr, 512, 1ULL << 30, false});

@@ -35,7 +35,7 @@ namespace fs = std::filesystem;
 class NoLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry, std::shared_ptr<Volume>, ScanArguments) override {}
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
 };
 
 // The normal scan of an HFS+ kit image, as its scan thread runs it.
@@ -45,7 +45,7 @@ std::shared_ptr<Volume> scanImage(const testing::KitImage& image) {
   HfsVolume hfs(*volume, ProgressSink::none());
   if (hfs.initializeVIB() && hfs.checkCatalogAndExtentsFile()) {
     makeTree(hfs);
-    if (volume->orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
+    if (volume->counters.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(*volume, ProgressSink::none(), false, false);
   }
   volume->finishTree(ProgressSink::none());
   return volume;

@@ -29,7 +29,7 @@ namespace {
 class NoLauncher : public ScanLauncher {
  public:
   void detach(ScanEntry, std::shared_ptr<Volume>, ScanArguments) override {}
-  void detachVolumeScan(std::shared_ptr<DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
 };
 
 std::shared_ptr<Volume> scanImage(const testing::KitImage& image) {

@@ -80,9 +80,9 @@ TEST(VolumeShapes, EveryShapeMakesEveryTableAndSharesTheAdvancedOne) {
   for (const Dict& d : {Dict{{"WhetherDiskDict", true}}, Dict{{"WhetherVolume", true}}, Dict{{"WhetherVolume", false}},
                         Dict{{"Volume Scan Type", 0}}}) {
     auto v = Volume::initWithDictionary(d, {});
-    EXPECT_TRUE(v->btree && v->btreeNormalScan && v->btreeFirstFileBlock && v->btreeOrph &&
-                v->btreeOrphAdvScanEntries && v->btreeForUsedCatNodeSector && v->arena);
-    EXPECT_EQ(v->btreeAdvScan, v->btree.get());
+    EXPECT_TRUE(v->tables.btree && v->tables.btreeNormalScan && v->tables.btreeFirstFileBlock && v->tables.btreeOrph &&
+                v->tables.btreeOrphAdvScanEntries && v->tables.btreeForUsedCatNodeSector && v->arena);
+    EXPECT_EQ(v->tables.btreeAdvScan, v->tables.btree.get());
     EXPECT_EQ(v->u32BytesInSector, 512);  // an absent sector size never leaves a zero divisor
   }
 }

@@ -49,7 +49,7 @@ int main(int argc, char** argv) {
   const double cold = plainRead();
   const double plain = plainRead();
 
-  nua::DMedia media;
+  nua::MediaReader media;
   media.initWithDictionary(nua::Dict{{"Path", image.string()}, {"Preferred Block Size", 512}, {"Size", bytes}}, {});
   std::vector<nua::PartitionRow> list;
   std::vector<nua::Dict> rows;

@@ -30,7 +30,7 @@ using Clock = std::chrono::steady_clock;
 class NoLauncher : public nua::ScanLauncher {
  public:
   void detach(nua::ScanEntry, std::shared_ptr<nua::Volume>, nua::ScanArguments) override {}
-  void detachVolumeScan(std::shared_ptr<nua::DMedia>) override {}
+  void detachVolumeScan(std::shared_ptr<nua::MediaReader>) override {}
 };
 
 double secondsSince(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }

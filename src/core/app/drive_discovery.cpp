@@ -26,7 +26,7 @@ DriveListing discoverDrives(const DiscoveryOptions& options) {
           toDriveRows(finder.volumeDictArrayHFSOnly)};
 }
 
-std::vector<PartitionRow> partitionsOfDrive(DMedia& drive) {
+std::vector<PartitionRow> partitionsOfDrive(MediaReader& drive) {
   std::vector<PartitionRow> list;
   PartitionReader(drive).initialize(list);
   return list;
@@ -35,7 +35,7 @@ std::vector<PartitionRow> partitionsOfDrive(DMedia& drive) {
 MediaSources discoveryMediaSources(DiscoveryOptions options) {
   MediaSources sources;
   sources.initialDriveList = [options] { return discoverDrives(options); };
-  sources.partitionsOfDrive = [](DMedia& drive) { return partitionsOfDrive(drive); };
+  sources.partitionsOfDrive = [](MediaReader& drive) { return partitionsOfDrive(drive); };
   return sources;
 }
 
@@ -64,7 +64,7 @@ Dict scanTargetDict(const std::string& target, int partitionRow, int volumeRow, 
     return finder.volumeDictArray[static_cast<std::size_t>(volumeRow)];
   }
   if (partitionRow >= 0) {
-    DMedia media;
+    MediaReader media;
     media.initWithDictionary(drive, {});
     const std::vector<PartitionRow> partitions = partitionsOfDrive(media);
     if (static_cast<std::size_t>(partitionRow) >= partitions.size()) {

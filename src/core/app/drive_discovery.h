@@ -8,7 +8,7 @@
 
 #include "app/media_sources.h"
 #include "base/dict.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 namespace nua {
 
@@ -22,7 +22,7 @@ struct DiscoveryOptions {
 [[nodiscard]] DriveListing discoverDrives(const DiscoveryOptions& options);
 
 // A drive's HFS+ partitions, named from their catalogs.
-[[nodiscard]] std::vector<PartitionRow> partitionsOfDrive(DMedia& drive);
+[[nodiscard]] std::vector<PartitionRow> partitionsOfDrive(MediaReader& drive);
 
 // The sources the wizard uses for the lists; `loadSigData` is left to the caller.
 [[nodiscard]] MediaSources discoveryMediaSources(DiscoveryOptions options);

@@ -12,7 +12,7 @@
 
 namespace nua {
 
-class DMedia;
+class MediaReader;
 
 struct DriveListing {
   std::vector<DriveRow> driveDictArray;
@@ -24,7 +24,7 @@ struct MediaSources {
   // `initialDriveList`: builds the lists anew.
   std::function<DriveListing()> initialDriveList;
   // The volumes of its partition map.
-  std::function<std::vector<PartitionRow>(DMedia&)> partitionsOfDrive;
+  std::function<std::vector<PartitionRow>(MediaReader&)> partitionsOfDrive;
   // `loadSigData` for a scan mode: the category nodes of that mode's catalog.
   std::function<std::vector<std::shared_ptr<SigNode>>(int scanMode)> loadSigData;
 };

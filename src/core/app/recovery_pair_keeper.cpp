@@ -48,7 +48,7 @@ RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& vol
   state.partitionListDictArray = state_.partitionListDictArray;
   state.partitionScanListDictArray = state_.partitionScanListDictArray;
   state.signatureExtensions = state_.signatureExtensions;
-  state.btreeFirstFileBlock = volume.btreeFirstFileBlock.get();
+  state.btreeFirstFileBlock = volume.tables.btreeFirstFileBlock.get();
   state.mp3DoneArray = mp3DoneArray_;
   state.mpgDoneArray = mpgDoneArray_;
   state.dirRoot = volume.dirRoot;

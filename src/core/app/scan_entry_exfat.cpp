@@ -10,7 +10,7 @@
 namespace nua {
 namespace {
 
-void makeExfatRoot(Volume& volume) { volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get()); }
+void makeExfatRoot(Volume& volume) { volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get()); }
 
 }  // namespace
 

@@ -11,7 +11,7 @@ namespace {
 
 // The root record every FAT tree starts from; its blocks begin where the volume's data area does.
 void makeFatRoot(Volume& volume) {
-  volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+  volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
   volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
 }
 

@@ -13,7 +13,7 @@ ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& argumen
   const bool searchJournal = scanArgumentNumber(arguments, 0).value_or(0) == 1;
   const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) == 1;
   if (!volume.autoCrashRecovery) {
-    Entry* root = makeRootDir(*volume.arena, volume.btree.get());
+    Entry* root = makeRootDir(*volume.arena, volume.tables.btree.get());
     root->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
     volume.dirRoot = root;
   }

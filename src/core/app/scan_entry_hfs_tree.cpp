@@ -23,9 +23,9 @@ void startMakingTreeHFS(Volume& volume, ProgressSink& progress) {
   const bool advanced = volume.treeScanMode == 1;
   if (structuresFound) {
     findLeafNodesForCatalogWalk(hfs);
-    if (volume.firstLeafNode != 0 && volume.catNodeSize != 0) {
+    if (volume.catalog.firstLeafNode != 0 && volume.catalog.catNodeSize != 0) {
       makeTree(hfs);
-      if (volume.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(volume, progress, false, false);
+      if (volume.counters.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(volume, progress, false, false);
     }
     if (advanced) (void)makeAdvTree(hfs);
     return;

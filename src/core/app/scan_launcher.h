@@ -15,7 +15,7 @@
 namespace nua {
 
 class Volume;
-class DMedia;
+class MediaReader;
 class ScanRunSink;
 class VolumeSearchRunSink;
 
@@ -35,7 +35,7 @@ class ScanLauncher {
   // reports completion.
   virtual void detach(ScanEntry entry, std::shared_ptr<Volume> volume, ScanArguments arguments) = 0;
   // Starts the search of a whole disk for lost volumes.
-  virtual void detachVolumeScan(std::shared_ptr<DMedia> drive) = 0;
+  virtual void detachVolumeScan(std::shared_ptr<MediaReader> drive) = 0;
 
   // Told once a scan's thread is over, whatever the scan did, with the scan's number and with
   // `volumeScan` true for the search for lost volumes. The controller ends a scan that sent no

@@ -74,7 +74,7 @@ void scanForDeletedFilesDisk(Volume& volume, const ScanArguments& arguments, Sca
   }
   volume.resetSigArraysAndBtreesAndOthers();
   if (!volume.autoCrashRecovery || volume.dirRoot == nullptr) {
-    volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+    volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
     volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
   }
   // scanMode 4 and 5 carry no method: the disk is not searched and the tree stays empty.

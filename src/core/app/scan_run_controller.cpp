@@ -2,7 +2,7 @@
 // the way back after a refused scan. The scan runner ends scans and frees results.
 #include "app/wizard_controller.h"
 #include "base/text.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "records/entry_arena.h"
 #include "volume/volume.h"
 

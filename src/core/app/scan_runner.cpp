@@ -5,7 +5,7 @@
 #include "app/scan_decision.h"
 #include "app/wizard_controller.h"
 #include "base/text.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "records/entry_arena.h"
 #include "volume/progress_texts.h"
 #include "volume/volume.h"

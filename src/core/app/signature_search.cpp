@@ -102,7 +102,7 @@ const char* statusOf(SignatureScanLoop loop) {
 void makeSearchRoot(Volume& volume) {
   if (!volume.arena) volume.arena = std::make_shared<EntryArena>();
   if (volume.dirRoot == nullptr) {
-    volume.dirRoot = makeRootDir(*volume.arena, volume.btree.get());
+    volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
     volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
   }
 }
@@ -142,7 +142,7 @@ std::unique_ptr<FreeSpaceMap> freeSpaceMapFor(const Volume& volume, SignatureSca
                                                clusters);
   }
   std::vector<AllocationFileExtent> extents;
-  for (const Extent& extent : volume.allocationExt) extents.push_back({extent.startBlock, extent.blockCount});
+  for (const Extent& extent : volume.tables.allocationExt) extents.push_back({extent.startBlock, extent.blockCount});
   return std::make_unique<HfsAllocationFreeSpace>(source, g.volumeStartSector, g.blockSize, std::move(extents));
 }
 
@@ -176,7 +176,7 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
   for (std::uint64_t sector : recovery.mpgDoneArray) context.mpgDone.add(sector);
 
   const std::unique_ptr<FreeSpaceMap> freeSpace = freeSpaceMapFor(volume, loop, source);
-  const FirstFileBlocks knownFiles(volume.btreeFirstFileBlock.get());
+  const FirstFileBlocks knownFiles(volume.tables.btreeFirstFileBlock.get());
   CarvedRegistrarSetup registration;
   registration.arena = volume.arena.get();
   registration.root = volume.dirRoot;
@@ -216,10 +216,10 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
   const SignatureScanResult result = runSignatureScan(setup, resumeUnit);
 
   const ScanCounts after = countsNow();
-  volume.entryCount = after.entries;
-  volume.folderCount = after.folders;
-  volume.fileCount = after.files;
-  volume.dataSize = after.data;
+  volume.counters.entryCount = after.entries;
+  volume.counters.folderCount = after.folders;
+  volume.counters.fileCount = after.files;
+  volume.counters.dataSize = after.data;
   return result;
 }
 

@@ -1,6 +1,6 @@
 #include "app/target_description.h"
 
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "media/partition_reader.h"
 #include "media/source_probe.h"
 
@@ -13,7 +13,7 @@ Dict describeScanTarget(const std::string& path, std::uint32_t sectorSizeOverrid
 Dict verifyScanTargetDigest(const std::string& path) { return verifyStoredDigest(path); }
 
 PartitionList readPartitionList(const Dict& disk) {
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(disk, {});
   PartitionList list;
   PartitionReader reader(media);

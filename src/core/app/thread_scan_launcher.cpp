@@ -98,7 +98,7 @@ void ThreadScanLauncher::detach(ScanEntry entry, std::shared_ptr<Volume> volume,
   });
 }
 
-void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<DMedia> drive) {
+void ThreadScanLauncher::detachVolumeScan(std::shared_ptr<MediaReader> drive) {
   join();  // one scan at a time
   const std::uint64_t scanNumber = numberNextScan();
   if (!drive) {  // nothing to search: the search ends at once, with no volumes

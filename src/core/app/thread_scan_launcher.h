@@ -22,7 +22,7 @@ class ThreadScanLauncher : public ScanLauncher {
 
   void setEntry(ScanEntry entry, EntryFunction function) { entries_[entry] = std::move(function); }
   void detach(ScanEntry entry, std::shared_ptr<Volume> volume, ScanArguments arguments) override;
-  void detachVolumeScan(std::shared_ptr<DMedia> drive) override;
+  void detachVolumeScan(std::shared_ptr<MediaReader> drive) override;
   // Waits for the scan thread, if one runs.
   void join();
   // True from a detach until the scan thread's last step: a headless caller serves its main thread

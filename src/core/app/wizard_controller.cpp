@@ -4,7 +4,7 @@
 #include <ctime>
 
 #include "base/text.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "volume/volume.h"
 
 namespace nua {
@@ -223,7 +223,7 @@ void WizardController::prepareForScan() {
 }
 
 void WizardController::readPartitionListOfSelectedDrive() {
-  auto drive = std::make_shared<DMedia>();
+  auto drive = std::make_shared<MediaReader>();
   drive->initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   selectedDrive = drive;
   partitionListDictArray =

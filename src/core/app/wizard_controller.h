@@ -41,7 +41,7 @@
 
 namespace nua {
 
-class DMedia;
+class MediaReader;
 class Volume;
 
 // NOLINTNEXTLINE(readability-identifier-naming): the controller's name
@@ -251,7 +251,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   std::int32_t isPTListOrPTScanListChosen = -1;
   std::int32_t displayDrvOrVolOrBoth = -1;
   DriveRow selectedDriveRow;
-  std::shared_ptr<DMedia> selectedDrive;
+  std::shared_ptr<MediaReader> selectedDrive;
   std::shared_ptr<Volume> selectedVolume;
   std::vector<PartitionRow> partitionListDictArray;
   std::vector<PartitionRow> partitionScanListDictArray;

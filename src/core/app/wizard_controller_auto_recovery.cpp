@@ -5,7 +5,7 @@
 
 #include "app/wizard_controller.h"
 #include "base/log.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 namespace nua {
 namespace {
@@ -61,12 +61,12 @@ void WizardController::installAutoRecovery(RecoveryPairData data) {
   volume->openedScanInfo = true;
   volume->arena = data.arena;
   volume->dirRoot = data.root;
-  volume->entryCount += data.entryCount;
-  volume->folderCount += data.folderCount;
-  volume->fileCount += data.fileCount;
-  volume->dataSize += data.dataSize;
+  volume->counters.entryCount += data.entryCount;
+  volume->counters.folderCount += data.folderCount;
+  volume->counters.fileCount += data.fileCount;
+  volume->counters.dataSize += data.dataSize;
   volume->maxFileID = std::max(volume->maxFileID, largestFileID(data.root));
-  volume->btreeFirstFileBlock = knownFileTable(data.knownFileKeys);
+  volume->tables.btreeFirstFileBlock = knownFileTable(data.knownFileKeys);
   joinFreeTree();
   selectedVolume = volume;
   selectedDrive.reset();

@@ -4,7 +4,7 @@
 #include <ctime>
 
 #include "app/wizard_controller.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 namespace nua {
 
@@ -23,7 +23,7 @@ std::string startTimeText(std::chrono::system_clock::time_point when) {
 
 void WizardController::startVolumeScan() {
   // A fresh object: the search owns its fields until it reports "Scan Complete".
-  auto drive = std::make_shared<DMedia>();
+  auto drive = std::make_shared<MediaReader>();
   drive->initWithDictionary(selectedDriveRow.toDict(), MediaContext{&ui_, &deviceLists_});
   selectedDrive = drive;
   scanStartDate = std::chrono::system_clock::now();

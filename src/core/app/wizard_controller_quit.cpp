@@ -1,7 +1,7 @@
 // The controller's decisions of quitting and of the window's size, which depend on the screen shown.
 // The rules themselves are in lifecycle_decisions.h; this file gathers the facts and acts.
 #include "app/wizard_controller.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "volume/volume.h"
 
 namespace nua {

@@ -2,7 +2,7 @@
 // "Drives List", "PT list", "Tree scan mode", "Signatures" and "Raw slider", without showing them.
 #include "app/drive_discovery.h"
 #include "app/wizard_controller.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "volume/volume.h"
 
 namespace nua {

@@ -1,7 +1,7 @@
 #include "app/wizard_navigation.h"
 
 #include "app/wizard_controller.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "signature/check_controller_sig.h"
 
 namespace nua {

@@ -3,7 +3,7 @@
 #include <memory>
 
 #include "app/wizard_controller.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "signature/sig.h"
 
 namespace nua {
@@ -29,7 +29,7 @@ class RecordingLauncher : public ScanLauncher {
     entry = scanEntryName(scanEntry);
     args = std::move(arguments);
   }
-  void detachVolumeScan(std::shared_ptr<DMedia>) override { volumeScanStarted = true; }
+  void detachVolumeScan(std::shared_ptr<MediaReader>) override { volumeScanStarted = true; }
   std::string entry = "none";
   ScanArguments args;
   bool volumeScanStarted = false;
@@ -121,7 +121,7 @@ WizardPlanResult runWizardPlan(const WizardPlanRequest& r) {
     listing.driveDictArray.push_back(disk);
     return listing;
   };
-  sources.partitionsOfDrive = [&r](DMedia&) {
+  sources.partitionsOfDrive = [&r](MediaReader&) {
     return r.volumeScanType == 0 ? std::vector<PartitionRow>{partitionRow(r, PartitionScanType::kPartitionMap)}
                                  : std::vector<PartitionRow>{};
   };

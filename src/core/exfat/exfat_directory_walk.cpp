@@ -115,15 +115,15 @@ Entry* ExfatDirectoryWalk::makeRecord(const ExfatEntrySet& set, bool deleted, En
   dir->parent = parent;
   dir->createDate = exfatTimestampToHFSSeconds(set.create);
   dir->modDate = exfatTimestampToHFSSeconds(set.lastModified);
-  ++v.entryCount;
+  ++v.counters.entryCount;
   if (folder) {
-    ++v.folderCount;
-    dir->fileID = static_cast<std::uint32_t>(v.fileCount);  // shared with the file made just before
+    ++v.counters.folderCount;
+    dir->fileID = static_cast<std::uint32_t>(v.counters.fileCount);  // shared with the file made just before
   } else {
     dir->fileSize = set.dataLength;
     dir->fileCount = 1;
-    ++v.fileCount;
-    dir->fileID = static_cast<std::uint32_t>(v.fileCount);
+    ++v.counters.fileCount;
+    dir->fileID = static_cast<std::uint32_t>(v.counters.fileCount);
     dir->sectorsPerBlock = units_.sectorsPerBlock;
   }
   addChild(dir, parent);
@@ -131,7 +131,7 @@ Entry* ExfatDirectoryWalk::makeRecord(const ExfatEntrySet& set, bool deleted, En
     raiseAncestorCountsForFolder(dir);
   } else {
     raiseAncestorCountsForFile(dir);
-    v.dataSize += set.dataLength;
+    v.counters.dataSize += set.dataLength;
   }
   if (deleted) dir->deleted = 1;
   arena.setFileName(set.name, dir);
@@ -142,7 +142,7 @@ Entry* ExfatDirectoryWalk::makeRecord(const ExfatEntrySet& set, bool deleted, En
   if (!folder) {
     dir->complete = 1;
     if (set.dataLength != 0) addFileExtents(set, deleted, dir);
-    if (v.btreeFirstFileBlock) v.btreeFirstFileBlock->insert(CountedKeyItem{set.firstCluster, 0});
+    if (v.tables.btreeFirstFileBlock) v.tables.btreeFirstFileBlock->insert(CountedKeyItem{set.firstCluster, 0});
   }
   return dir;
 }

@@ -105,7 +105,7 @@ std::uint8_t ExfatVolume::startExfatFileSystemRecovery() {
                      {"OK"}});
     return 0;
   }
-  v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
+  v.counters.fileCount = v.counters.folderCount = v.counters.entryCount = v.counters.dataSize = 0;
   v.fat.bFATOneIsHealthy = true;
   v.fat.u8SectorPerCluster = units->sectorsPerBlock;
   v.blockSize = units->sectorsPerBlock;

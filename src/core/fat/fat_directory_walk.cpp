@@ -123,15 +123,15 @@ Entry* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder,
   dir->parent = parent;
   dir->createDate = dosDateTimeToHFSSeconds(entry.createDate, entry.createTime);
   dir->modDate = dosDateTimeToHFSSeconds(entry.writeDate, entry.writeTime);
-  ++v.entryCount;
+  ++v.counters.entryCount;
   if (folder) {
-    ++v.folderCount;
-    dir->fileID = static_cast<std::uint32_t>(v.fileCount);  // shared with the file made just before
+    ++v.counters.folderCount;
+    dir->fileID = static_cast<std::uint32_t>(v.counters.fileCount);  // shared with the file made just before
   } else {
     dir->fileSize = entry.fileSize;
     dir->fileCount = 1;
-    ++v.fileCount;
-    dir->fileID = static_cast<std::uint32_t>(v.fileCount);
+    ++v.counters.fileCount;
+    dir->fileID = static_cast<std::uint32_t>(v.counters.fileCount);
     dir->sectorsPerBlock = v.fat.u8SectorPerCluster;
   }
   addChild(dir, parent);
@@ -139,7 +139,7 @@ Entry* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder,
     raiseAncestorCountsForFolder(dir);
   } else {
     raiseAncestorCountsForFile(dir);
-    v.dataSize += entry.fileSize;
+    v.counters.dataSize += entry.fileSize;
   }
   if (entry.isDeleted()) dir->deleted = 1;
   arena.setFileName(longName ? std::u16string_view(*longName) : std::u16string_view(toUtf16(shortNameText(entry))),
@@ -150,7 +150,7 @@ Entry* FatDirectoryWalk::makeRecord(const FatDirectoryEntry& entry, bool folder,
   arena.setPathName(path, dir);
   if (!folder) {
     if (entry.fileSize != 0) addFileExtents(entry, dir);
-    if (v.btreeFirstFileBlock) v.btreeFirstFileBlock->insert(CountedKeyItem{entry.firstCluster(), 0});
+    if (v.tables.btreeFirstFileBlock) v.tables.btreeFirstFileBlock->insert(CountedKeyItem{entry.firstCluster(), 0});
   }
   return dir;
 }

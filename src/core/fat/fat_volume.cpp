@@ -20,7 +20,7 @@ std::vector<std::byte> pageBuffer(const Volume& volume, std::int32_t& sectors) {
 
 }  // namespace
 
-std::string FatVolume::fatFileSystemDetermination(DMedia& media, const Dict& volumeDict) {
+std::string FatVolume::fatFileSystemDetermination(MediaReader& media, const Dict& volumeDict) {
   const auto sectorBytes = static_cast<std::size_t>(std::max(media.u32BytesInSector, 1));
   std::vector<std::byte> buffer(std::max(4 * sectorBytes, kFatBootSectorSize), std::byte{0});
   (void)media.readSector(volumeDict.uint64("Volume Start"), 4, buffer);
@@ -95,7 +95,7 @@ std::uint8_t FatVolume::startFATFileSystemRecovery() {
                      {"OK"}});
     return 0;
   }
-  v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
+  v.counters.fileCount = v.counters.folderCount = v.counters.entryCount = v.counters.dataSize = 0;
   v.fat.u32RootDirectoryStart =
       static_cast<std::uint32_t>(v.fat.u16ReservedSectorCount + std::uint64_t{v.fat.u16NumberOfFats} * v.fat.u32FATSize);
   v.fat.u64SaveVolumeStart = std::uint64_t{v.fat.u32RootDirectoryStart} + v.fat.u32RootDirectorySectors;

@@ -20,7 +20,7 @@ class FatVolume {
   // "FAT12", "FAT16" or "FAT32" for the volume at the dictionary's "Volume Start", by its data
   // cluster count; "-" when the boot sector gives 0 bytes per sector or sectors per cluster. A total
   // that is 0 or past the source is replaced by "Volume Size In Sectors" (or "Size").
-  [[nodiscard]] static std::string fatFileSystemDetermination(DMedia& media, const Dict& volumeDict);
+  [[nodiscard]] static std::string fatFileSystemDetermination(MediaReader& media, const Dict& volumeDict);
 
   // 1 when the boot sector and the first (or else second) table look like FAT: jump, signature,
   // bytes per sector a multiple of 512, sectors per cluster 1 or even, two tables, media byte. Fills

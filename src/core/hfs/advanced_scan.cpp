@@ -13,37 +13,37 @@ int makeAdvTree(HfsVolume& hfs) {
   // The root exists exactly when the catalog walk ran.
   const bool walkRan = v.dirRoot != nullptr;
   if (!walkRan) {
-    Entry* root = makeRootDir(*v.arena, v.btree.get());
+    Entry* root = makeRootDir(*v.arena, v.tables.btree.get());
     root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
     v.dirRoot = root;
   }
   // Whatever the walk left waiting has been handled by its own orphan pass.
-  v.btreeOrph = std::make_unique<OrphanTable>();
+  v.tables.btreeOrph = std::make_unique<OrphanTable>();
   if (walkRan) {
     // The walk read only live records: what deletion left in the catalog's nodes is judged against
     // them and placed before the volume search, whose catalog-file finds the walk already has.
-    v.orphEntriesTotal = 0;
+    v.counters.orphEntriesTotal = 0;
     const LiveCatalogIds live = liveCatalogIdsOfTree(v.dirRoot);
     NodeSlackSearch slack(hfs, &live);
     slack.findDeletedEntries();
-    if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, hfs.progress(), false, false);
+    if (v.counters.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, hfs.progress(), false, false);
     slack.finishFiles();
-    v.btreeOrph = std::make_unique<OrphanTable>();
-    v.orphEntriesTotal = 0;
+    v.tables.btreeOrph = std::make_unique<OrphanTable>();
+    v.counters.orphEntriesTotal = 0;
   }
   searchCatFrags(hfs);
   hfs.checkAllocationFile();
   if (walkRan) {
     // Fragments inside the live catalog file hold records the walk has already taken.
-    v.orphEntriesTotal = 0;
-  } else if (v.orphEntriesTotal != 0) {
+    v.counters.orphEntriesTotal = 0;
+  } else if (v.counters.orphEntriesTotal != 0) {
     // No walk took them: the catalog's intact leaves are all there is of the live tree.
     processOrphanEntriesWithIncrement(v, hfs.progress(), true, false);
   }
-  if (v.orphAdvScanEntriesTotal == 0) return 1;
+  if (v.counters.orphAdvScanEntriesTotal == 0) return 1;
   processOrphanAdvScanEntriesWithIncrement(v, hfs.progress(), true, false);
   processOrphanAdvScanEntriesRun2WithIncrement(v, hfs.progress(), true, false);
-  v.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
+  v.tables.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
   return 1;
 }
 

@@ -79,12 +79,12 @@ void journalFile(Volume& v, const FragmentRecord& record) {
   const std::uint64_t blockBytes = blockBytesOf(v);
   if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
     return;
-  if (v.btree->retrieveKeyField(f.fileID) != nullptr) return;
+  if (v.tables.btree->retrieveKeyField(f.fileID) != nullptr) return;
   const HFSPlusExtentDescriptor& first = f.dataFork.extents[0];
   if (f.dataFork.logicalSize == 0 || f.dataFork.totalBlocks == 0 || first.startBlock == 0 || first.blockCount == 0)
     return;
   // A copy of a living file: same id, data size and name in the live catalog.
-  if (EntryItem* live = v.btreeNormalScan ? v.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
+  if (EntryItem* live = v.tables.btreeNormalScan ? v.tables.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
       live != nullptr && live->dir != nullptr && live->dir->fileSize == f.dataFork.logicalSize &&
       EntryArena::fileNameOfDir(live->dir).value_or(u"") == record.key.name)
     return;
@@ -95,19 +95,19 @@ void journalFile(Volume& v, const FragmentRecord& record) {
   (void)detail::addRecordExtents(f.dataFork, dir);
   dir->fileCount = 1;
   dir->deleted = 1;
-  ++v.fileCount;
-  ++v.entryCount;
-  v.dataSize += dir->fileSize;
+  ++v.counters.fileCount;
+  ++v.counters.entryCount;
+  v.counters.dataSize += dir->fileSize;
   placeDeletedEntry(v, dir);
 }
 
 void journalFolder(Volume& v, const FragmentRecord& record) {
   const HFSPlusCatalogFolder& f = record.folder;
-  if (v.btree->retrieveKeyField(f.folderID) != nullptr) return;  // known already
+  if (v.tables.btree->retrieveKeyField(f.folderID) != nullptr) return;  // known already
   Entry* dir = newFragmentEntry(v, 1, record.key, f.folderID, f.createDate, f.contentModDate);
   dir->deleted = 1;
-  ++v.folderCount;
-  ++v.entryCount;
+  ++v.counters.folderCount;
+  ++v.counters.entryCount;
   placeDeletedEntry(v, dir);
 }
 
@@ -121,10 +121,10 @@ ScanProgress journalCounts(const Volume& v, const std::string* timeRemaining) {
 
 // Hangs a deleted entry under its parent when btree knows it, else leaves it to the orphan pass.
 void placeDeletedEntry(Volume& v, Entry* dir) {
-  EntryItem* parentItem = v.btree->retrieveKeyField(dir->parentID);
+  EntryItem* parentItem = v.tables.btree->retrieveKeyField(dir->parentID);
   if (parentItem != nullptr && parentItem->dir != nullptr && parentItem->dir != dir) {
     dir->parent = parentItem->dir;
-    dir->childBTree = v.btree.get();
+    dir->childBTree = v.tables.btree.get();
     if (dir->fileType == 2) {
       raiseAncestorCountsForFile(dir);
     } else {
@@ -133,15 +133,15 @@ void placeDeletedEntry(Volume& v, Entry* dir) {
     addChildUpdateBTree(dir, parentItem->dir, TreeSide::kVolume);
     return;
   }
-  ++v.orphEntriesTotal;
-  storeOrphan(v, *v.btreeOrph, dir);
+  ++v.counters.orphEntriesTotal;
+  storeOrphan(v, *v.tables.btreeOrph, dir);
 }
 
 void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSectors) {
   Volume& v = hfs.volume();
   if (nodeSectors <= 0) {
-    if (v.catNodeSize == 0) v.catNodeSize = 16;
-    nodeSectors = v.catNodeSize;
+    if (v.catalog.catNodeSize == 0) v.catalog.catNodeSize = 16;
+    nodeSectors = v.catalog.catNodeSize;
   }
   (void)hfs.getIfUnusedSectorForCatalogNode(sector);
   const bool inCatalog = v.advScanEntriesCanBePutIntoOrphanEntryArray && hfs.sectorIsInCatalogFile(sector);
@@ -163,11 +163,11 @@ void processCatFrags(HfsVolume& hfs, std::uint64_t sector, std::int32_t nodeSect
     if (dir == nullptr) continue;
     // Records of the live catalog file wait for the catalog walk's tree; the rest form their own.
     if (inCatalog) {
-      ++v.orphEntriesTotal;
-      storeOrphan(v, *v.btreeOrph, dir);
+      ++v.counters.orphEntriesTotal;
+      storeOrphan(v, *v.tables.btreeOrph, dir);
     } else {
-      ++v.orphAdvScanEntriesTotal;
-      storeOrphan(v, *v.btreeOrphAdvScanEntries, dir);
+      ++v.counters.orphAdvScanEntriesTotal;
+      storeOrphan(v, *v.tables.btreeOrphAdvScanEntries, dir);
     }
   }
 }
@@ -177,9 +177,9 @@ void processCatFragForDeletedFiles(HfsVolume& hfs, std::uint64_t sector, const s
   ScanProgress status = ScanProgress::withStatus(progress_text::kScanStatus);
   if (timeRemaining != nullptr) status.timeRemaining = *timeRemaining;
   hfs.progress().report(status);
-  if (v.catNodeSize <= 0 || !v.btree || !v.btreeOrph) return;
+  if (v.catalog.catNodeSize <= 0 || !v.tables.btree || !v.tables.btreeOrph) return;
   std::vector<std::byte> node;
-  const auto descriptor = readNode(v, sector, v.catNodeSize, node);
+  const auto descriptor = readNode(v, sector, v.catalog.catNodeSize, node);
   if (!descriptor || descriptor->numRecords == 0) return;
   const auto sectorBytes = static_cast<std::size_t>(v.u32BytesInSector);
   for (std::size_t i = 0; i < descriptor->numRecords && !v.stopTreeThread; ++i) {

@@ -23,7 +23,7 @@ double secondsSince(Clock::time_point start) { return std::chrono::duration<doub
 
 // "Lost Folders" of the advanced scan, under the root and in btreeAdvScan under id 8.
 void makeLostFolders(Volume& v) {
-  if (v.dirRoot == nullptr || !v.btree) return;
+  if (v.dirRoot == nullptr || !v.tables.btree) return;
   EntryArena& arena = *v.arena;
   Entry* lost = arena.newDir();
   arena.setFileName(u"Lost Folders", lost);
@@ -32,19 +32,19 @@ void makeLostFolders(Volume& v) {
   lost->parentID = kRootID;
   lost->fileType = 1;
   lost->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
-  lost->childBTree = v.btree.get();
-  lost->advScanBTree = v.btreeAdvScan;
+  lost->childBTree = v.tables.btree.get();
+  lost->advScanBTree = v.tables.btreeAdvScan;
   lost->parent = v.dirRoot;
   lost->deleted = 1;
   addChildUpdateBTree(lost, v.dirRoot, TreeSide::kVolume);
   ++v.dirRoot->childrenCount;
-  if (v.btreeAdvScan != nullptr) v.btreeAdvScan->insert(EntryItem{kLostFoldersID, lost});
+  if (v.tables.btreeAdvScan != nullptr) v.tables.btreeAdvScan->insert(EntryItem{kLostFoldersID, lost});
   v.dirLostFolders = lost;
 }
 
 // Node sizes, in sectors, that a tail hit is tried with: the catalog's own, else 4096 then 8192 bytes.
 std::vector<std::int32_t> candidateNodeSizes(const Volume& v) {
-  if (v.catNodeSize > 0) return {v.catNodeSize};
+  if (v.catalog.catNodeSize > 0) return {v.catalog.catNodeSize};
   std::vector<std::int32_t> sizes;
   for (std::int32_t bytes : {4096, 8192}) {
     const std::int32_t sectors = std::max(bytes / v.u32BytesInSector, 1);
@@ -126,7 +126,7 @@ void searchCatFrags(HfsVolume& hfs) {
 void searchCatFragsForDeletedFiles(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   const auto sectorBytes = static_cast<std::uint64_t>(v.u32BytesInSector);
-  v.fileCount = v.folderCount = v.entryCount = v.dataSize = 0;
+  v.counters.fileCount = v.counters.folderCount = v.counters.entryCount = v.counters.dataSize = 0;
   const detail::JournalSectors journal = detail::journalSectors(v);
   const std::uint64_t sectors = journal.count;
   const std::uint64_t journalFirst = journal.first;
@@ -147,8 +147,8 @@ void searchCatFragsForDeletedFiles(HfsVolume& hfs) {
     }
     std::fill(tail.begin(), tail.end(), std::byte{0});
     (void)v.readSector(journalFirst + i, 1, tail);
-    if (!sectorEndsLikeLeafNode(tail) || v.catNodeSize <= 0) continue;
-    const auto back = static_cast<std::uint64_t>(v.catNodeSize - 1);
+    if (!sectorEndsLikeLeafNode(tail) || v.catalog.catNodeSize <= 0) continue;
+    const auto back = static_cast<std::uint64_t>(v.catalog.catNodeSize - 1);
     if (journalFirst + i < back) continue;
     const std::uint64_t nodeStart = journalFirst + i - back;
     std::fill(head.begin(), head.end(), std::byte{0});

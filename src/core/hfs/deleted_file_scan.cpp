@@ -98,7 +98,7 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey& key, const HFSPlusCatalo
   if (forkSum < f.dataFork.logicalSize || forkSum >= volumeBytes) return;
   if (!detail::forkFitsItsBlocks(f.dataFork, blockBytes) || !detail::forkFitsItsBlocks(f.resourceFork, blockBytes))
     return;
-  if (v_.btreeNormalScan->retrieveKeyField(f.fileID) != nullptr) return;  // the first record of an id stands
+  if (v_.tables.btreeNormalScan->retrieveKeyField(f.fileID) != nullptr) return;  // the first record of an id stands
   EntryArena& arena = *v_.arena;
   Entry* dir = arena.newDir();
   dir->blockBaseSector = static_cast<std::uint32_t>(v_.blocksStartsAtSector);
@@ -118,7 +118,7 @@ void LiveFileWalk::addLiveFile(const HFSPlusCatalogKey& key, const HFSPlusCatalo
     return;
   }
   dir->fileCount = 1;
-  v_.btreeNormalScan->insert(EntryItem{f.fileID, dir});
+  v_.tables.btreeNormalScan->insert(EntryItem{f.fileID, dir});
 }
 
 void LiveFileWalk::reportProgress() {
@@ -136,9 +136,9 @@ void LiveFileWalk::reportProgress() {
 // An entry whose folder still lives, but left no copy in the journal, belongs under that folder: the
 // folder and those above it are made from the live catalog, so the orphan pass finds them in btree.
 void placeOrphansUnderLiveFolders(Volume& v, const LiveFolders& folders) {
-  if (folders.empty() || !v.btreeOrph || !v.btree || v.dirRoot == nullptr) return;
+  if (folders.empty() || !v.tables.btreeOrph || !v.tables.btree || v.dirRoot == nullptr) return;
   std::vector<std::uint32_t> wanted;
-  v.btreeOrph->forEachItemInOrder([&](OrphanItem& item) {
+  v.tables.btreeOrph->forEachItemInOrder([&](OrphanItem& item) {
     if (item.dir != nullptr) wanted.push_back(item.dir->parentID);
   });
   EntryArena& arena = *v.arena;
@@ -146,12 +146,12 @@ void placeOrphansUnderLiveFolders(Volume& v, const LiveFolders& folders) {
     // The chain up to a folder already in the tree; every id of it must be a live folder.
     std::vector<std::uint32_t> chain;
     std::uint32_t at = id;
-    while (chain.size() < folders.size() && v.btree->retrieveKeyField(at) == nullptr &&
-           v.btreeOrph->retrieveKeyField(at) == nullptr && folders.count(at) != 0) {
+    while (chain.size() < folders.size() && v.tables.btree->retrieveKeyField(at) == nullptr &&
+           v.tables.btreeOrph->retrieveKeyField(at) == nullptr && folders.count(at) != 0) {
       chain.push_back(at);
       at = folders.at(at).parentID == kParentOfRootID ? kRootID : folders.at(at).parentID;
     }
-    EntryItem* top = v.btree->retrieveKeyField(at);
+    EntryItem* top = v.tables.btree->retrieveKeyField(at);
     if (chain.empty() || top == nullptr || top->dir == nullptr) continue;
     Entry* parent = top->dir;
     for (auto it = chain.rbegin(); it != chain.rend(); ++it) {
@@ -165,10 +165,10 @@ void placeOrphansUnderLiveFolders(Volume& v, const LiveFolders& folders) {
       dir->modDate = f.modDate;
       dir->deleted = 1;  // a folder on the way to a deleted entry
       arena.setFileName(f.name, dir);
-      dir->childBTree = v.btree.get();
+      dir->childBTree = v.tables.btree.get();
       dir->parent = parent;
-      ++v.folderCount;
-      ++v.entryCount;
+      ++v.counters.folderCount;
+      ++v.counters.entryCount;
       raiseAncestorCountsForFolder(dir);
       addChildUpdateBTree(dir, parent, TreeSide::kVolume);
       parent = dir;
@@ -192,14 +192,14 @@ int makeTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
 void startMakingTreeDeletedFileScan(HfsVolume& hfs, LiveFolders* folders) {
   Volume& v = hfs.volume();
   v.aborting = false;
-  if (v.catNodeSize != 0) findLeafNodesForCatalogWalk(hfs);
-  if (v.firstLeafNode != 0 && v.catNodeSize != 0) (void)makeTreeDeletedFileScan(hfs, folders);
+  if (v.catalog.catNodeSize != 0) findLeafNodesForCatalogWalk(hfs);
+  if (v.catalog.firstLeafNode != 0 && v.catalog.catNodeSize != 0) (void)makeTreeDeletedFileScan(hfs, folders);
 }
 
 void freeBtreeNormalScanNDIRs(Volume& v) {
-  if (!v.btreeNormalScan || v.btreeNormalScan->numItems() == 0) return;
+  if (!v.tables.btreeNormalScan || v.tables.btreeNormalScan->numItems() == 0) return;
   // The live records hang nowhere, so each is freed on its own.
-  v.btreeNormalScan->forEachNodePreOrder([&](const EntryTableNode& node) {
+  v.tables.btreeNormalScan->forEachNodePreOrder([&](const EntryTableNode& node) {
     for (int i = 0; i < node.count(); ++i)
       if (EntryItem* item = node.key(i); item != nullptr && item->dir != nullptr) {
         v.arena->freeNDir(item->dir);
@@ -212,7 +212,7 @@ void searchJournalForDeletedEntries(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   LiveFolders liveFolders;
   startMakingTreeDeletedFileScan(hfs, &liveFolders);
-  v.orphEntriesTotal = 0;
+  v.counters.orphEntriesTotal = 0;
   hfs.getJournalSizeAndStart();
   searchCatFragsForDeletedFiles(hfs);
   // Most volumes have no journal, or one long overwritten: the catalog's own leftovers come next, and
@@ -224,9 +224,9 @@ void searchJournalForDeletedEntries(HfsVolume& hfs) {
   placeOrphansUnderLiveFolders(v, liveFolders);
   logLine("Removing redundant entries..");
   freeBtreeNormalScanNDIRs(v);
-  v.btreeNormalScan.reset();
-  v.btreeForUsedCatNodeSector.reset();
-  if (v.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, hfs.progress(), false, true);
+  v.tables.btreeNormalScan.reset();
+  v.tables.btreeForUsedCatNodeSector.reset();
+  if (v.counters.orphEntriesTotal != 0) processOrphanEntriesWithIncrement(v, hfs.progress(), false, true);
   searchJournalForExtraExtents(hfs);
   ScanProgress rearranging = ScanProgress::withStatus(progress_text::kRearrangingExtraExtents);
   rearranging.bar = ProgressBar::kIndeterminate;

@@ -181,64 +181,64 @@ bool HfsVolume::checkCatalogAndExtentsFile() {
   Volume& v = volume_;
   const auto sectorBytes = static_cast<std::uint32_t>(v.u32BytesInSector);
   progress_.report(checkBegins(v, progress_text::kCheckingExtentsFile));
-  v.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
+  v.catalog.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
   BTHeaderRecord header;
   // A node smaller than a sector can't be read by sectors.
-  if (!headerNodeAt(v.extentsExt, header) || header.nodeSize / sectorBytes == 0) {
+  if (!headerNodeAt(v.catalog.extentsExt, header) || header.nodeSize / sectorBytes == 0) {
     progress_.report(checkEnds(progress_text::kCheckingExtentsFileDone));
     return false;
   }
-  v.extNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
-  v.extRootNode = header.rootNode;
+  v.catalog.extNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
+  v.catalog.extRootNode = header.rootNode;
   progress_.report(checkEnds(progress_text::kCheckingExtentsFileDone));
   progress_.report(checkBegins(v, progress_text::kCheckingCatalogFile));
 
   std::uint64_t catalogBlocks = 0;
-  v.catalogExt = nonEmptyExtents(vib_.catalogFile.extents, &catalogBlocks);
-  if (!headerNodeAt(v.catalogExt, header) || header.nodeSize / sectorBytes == 0) {
+  v.catalog.catalogExt = nonEmptyExtents(vib_.catalogFile.extents, &catalogBlocks);
+  if (!headerNodeAt(v.catalog.catalogExt, header) || header.nodeSize / sectorBytes == 0) {
     progress_.report(checkEnds(progress_text::kCheckingCatalogFileDone));
     return false;
   }
-  v.catNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
-  v.catRootNode = header.rootNode;
-  v.firstLeafNode = header.firstLeafNode;
+  v.catalog.catNodeSize = static_cast<std::int32_t>(header.nodeSize / sectorBytes);
+  v.catalog.catRootNode = header.rootNode;
+  v.catalog.firstLeafNode = header.firstLeafNode;
   v.catalog.leafRecords = header.leafRecords >> 1;
   v.catalog.catTreeDepth = header.treeDepth;
   if (catalogBlocks < vib_.catalogFile.totalBlocks) {
     auto more = extentsForID(4, kDataFork, static_cast<std::uint32_t>(catalogBlocks), vib_.catalogFile.totalBlocks);
-    if (more) v.catalogExt.insert(v.catalogExt.end(), more->begin(), more->end());
+    if (more) v.catalog.catalogExt.insert(v.catalog.catalogExt.end(), more->begin(), more->end());
   }
   return true;
 }
 
 void HfsVolume::getCatalogExtFromVIB() {
-  volume_.catalogExtAsPerVIB.clear();
+  volume_.tables.catalogExtAsPerVIB.clear();
   for (const auto& d : vib_.catalogFile.extents) {
     if (d.blockCount == 0) break;
-    volume_.catalogExtAsPerVIB.push_back(Extent{d.startBlock, d.blockCount});
+    volume_.tables.catalogExtAsPerVIB.push_back(Extent{d.startBlock, d.blockCount});
   }
 }
 
 void HfsVolume::fillAllocationExt() {
-  volume_.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
+  volume_.catalog.extentsExt = nonEmptyExtents(vib_.extentsFile.extents, nullptr);
   checkAllocationFile();
 }
 
 void HfsVolume::checkAllocationFile() {
   std::uint64_t blocks = 0;
-  volume_.allocationExt = nonEmptyExtents(vib_.allocationFile.extents, &blocks);
+  volume_.tables.allocationExt = nonEmptyExtents(vib_.allocationFile.extents, &blocks);
   if (blocks < vib_.allocationFile.totalBlocks) {
     auto more = extentsForID(6, kDataFork, static_cast<std::uint32_t>(blocks), vib_.allocationFile.totalBlocks);
-    if (more) volume_.allocationExt.insert(volume_.allocationExt.end(), more->begin(), more->end());
+    if (more) volume_.tables.allocationExt.insert(volume_.tables.allocationExt.end(), more->begin(), more->end());
   }
 }
 
 std::uint64_t HfsVolume::catNodeToSector(std::uint64_t node) const {
-  const auto nodeSize = static_cast<std::uint64_t>(volume_.catNodeSize);
+  const auto nodeSize = static_cast<std::uint64_t>(volume_.catalog.catNodeSize);
   const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
   if (nodeSize == 0) return 0;
   std::uint64_t m = node;
-  for (const Extent& e : volume_.catalogExt) {
+  for (const Extent& e : volume_.catalog.catalogExt) {
     const std::uint64_t sectors = static_cast<std::uint64_t>(e.blockCount) * perBlock;
     if (m * nodeSize < sectors) return volume_.HPlusVolStart + e.startBlock * perBlock + m * nodeSize;
     m -= sectors / nodeSize;
@@ -247,7 +247,7 @@ std::uint64_t HfsVolume::catNodeToSector(std::uint64_t node) const {
 }
 
 std::uint64_t HfsVolume::extNodeToSector(std::uint64_t node) const {
-  const auto nodeSize = static_cast<std::uint64_t>(volume_.extNodeSize);
+  const auto nodeSize = static_cast<std::uint64_t>(volume_.catalog.extNodeSize);
   const auto perBlock = static_cast<std::uint64_t>(volume_.blockSize);
   if (nodeSize == 0) return 0;
   std::uint64_t m = node;
@@ -270,7 +270,7 @@ bool HfsVolume::sectorIsInThisExtArray(const std::vector<Extent>& extents, std::
 }
 
 bool HfsVolume::sectorIsInCatalogFile(std::uint64_t sector) const {
-  return sectorIsInThisExtArray(volume_.catalogExt.empty() ? volume_.catalogExtAsPerVIB : volume_.catalogExt, sector);
+  return sectorIsInThisExtArray(volume_.catalog.catalogExt.empty() ? volume_.tables.catalogExtAsPerVIB : volume_.catalog.catalogExt, sector);
 }
 
 void HfsVolume::getJournalSizeAndStart() {
@@ -284,7 +284,7 @@ void HfsVolume::getJournalSizeAndStart() {
 }
 
 int HfsVolume::getIfUnusedSectorForCatalogNode(std::uint64_t sector) {
-  if (volume_.btreeForUsedCatNodeSector) (void)volume_.btreeForUsedCatNodeSector->retrieveKeyField(sector);
+  if (volume_.tables.btreeForUsedCatNodeSector) (void)volume_.tables.btreeForUsedCatNodeSector->retrieveKeyField(sector);
   return 1;
 }
 

@@ -32,7 +32,7 @@ void takeExtentRecords(Volume& v, ByteSpan block, std::uint64_t blockBytes) {
   std::size_t p = kBTNodeDescriptorSize;
   while (fits(block.size(), p, kExtentLeafRecordSize)) {
     auto key = parseHFSPlusExtentKey(block.subspan(p));
-    EntryItem* item = key ? v.btree->retrieveKeyField(key->fileID) : nullptr;
+    EntryItem* item = key ? v.tables.btree->retrieveKeyField(key->fileID) : nullptr;
     if (item != nullptr && item->dir != nullptr && item->dir->complete != 1 && key->forkType == kDataFork) {
       Entry* dir = item->dir;
       const std::uint64_t sum = blocksIn(*dir);
@@ -98,7 +98,7 @@ void searchJournalForExtraExtents(HfsVolume& hfs) {
   const std::uint64_t journalFirst = journal.first;
   ProgressSink& progress = hfs.progress();
   detail::reportJournalPassStart(progress, progress_text::kSearchingExtraExtents, sectors);
-  if (sectors < 1 || !v.btree || v.blockSize <= 0) return;
+  if (sectors < 1 || !v.tables.btree || v.blockSize <= 0) return;
   const std::uint64_t blockBytes = hfs.blockBytes();
   std::vector<std::byte> first(sectorBytes);
   std::vector<std::byte> block(blockBytes);

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <vector>
 
-#include "hfs/detail/node_chain.h"
+#include "media/node_chain.h"
 #include "ondisk/bt_node_descriptor.h"
 
 namespace nua {
@@ -30,14 +30,14 @@ bool firstRecordAt14(ByteSpan node) {
 }
 
 std::size_t nodeBytes(const Volume& v) {
-  return static_cast<std::size_t>(v.catNodeSize) * static_cast<std::size_t>(v.u32BytesInSector);
+  return static_cast<std::size_t>(v.catalog.catNodeSize) * static_cast<std::size_t>(v.u32BytesInSector);
 }
 
 // One node of the catalog at an absolute sector. Sector 0 stands for "past the catalog's extents" and
 // gives zeros, as an unreadable spot does, so every node test after it fails.
 std::vector<std::byte> readNodeAtSector(Volume& v, std::uint64_t sector) {
   std::vector<std::byte> node(nodeBytes(v), std::byte{0});
-  if (sector != 0 && !node.empty()) (void)v.readSector(sector, v.catNodeSize, node);
+  if (sector != 0 && !node.empty()) (void)v.readSector(sector, v.catalog.catNodeSize, node);
   return node;
 }
 
@@ -47,12 +47,12 @@ std::vector<std::byte> readNode(HfsVolume& hfs, std::uint32_t number) {
 
 std::uint64_t nodesInExtent(const Volume& v, const Extent& e) {
   return static_cast<std::uint64_t>(e.blockCount) * static_cast<std::uint64_t>(v.blockSize) /
-         static_cast<std::uint64_t>(v.catNodeSize);
+         static_cast<std::uint64_t>(v.catalog.catNodeSize);
 }
 
 std::uint64_t catalogNodeCount(const Volume& v) {
   std::uint64_t nodes = 0;
-  for (const Extent& e : v.catalogExt) nodes += nodesInExtent(v, e);
+  for (const Extent& e : v.catalog.catalogExt) nodes += nodesInExtent(v, e);
   return nodes;
 }
 
@@ -64,7 +64,7 @@ std::uint64_t readableNodesInExtent(const Volume& v, const Extent& e) {
   const std::uint64_t volumeEnd = v.startSector + v.sizeInSect;
   const std::uint64_t first = v.HPlusVolStart + static_cast<std::uint64_t>(e.startBlock) * v.blockSize;
   if (first >= volumeEnd) return 0;
-  return std::min(nodes, (volumeEnd - first) / static_cast<std::uint64_t>(v.catNodeSize));
+  return std::min(nodes, (volumeEnd - first) / static_cast<std::uint64_t>(v.catalog.catNodeSize));
 }
 
 // Appends the child pointer of every record of an index node. A record whose key or pointer lies
@@ -93,7 +93,7 @@ bool appendChildPointers(ByteSpan node, std::vector<std::uint32_t>& out) {
 // or a bad record sets the problem flag; a failed test or a repeat ends the chain.
 void collectLevel2Chain(HfsVolume& hfs, std::uint32_t first) {
   Volume& v = hfs.volume();
-  detail::NodeChain chain(catalogNodeCount(v));
+  NodeChain chain(catalogNodeCount(v));
   for (std::uint32_t number = first; number != 0 && !v.stopTreeThread;) {
     if (!chain.step(number)) {
       v.catalog.level2IndexNodeHasProblems = true;
@@ -153,8 +153,8 @@ void enumerateLevel2IndexNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   v.catalog.level2IndexNodeHasProblems = false;
   v.catalog.leafNodePointerArray.clear();
-  if (v.catalog.catTreeDepth < 2 || v.catNodeSize <= 0) return;
-  std::uint32_t number = v.catRootNode;
+  if (v.catalog.catTreeDepth < 2 || v.catalog.catNodeSize <= 0) return;
+  std::uint32_t number = v.catalog.catRootNode;
   // Each step goes one level down, so the descent ends by itself.
   for (auto level = static_cast<std::uint32_t>(v.catalog.catTreeDepth); level >= 2 && !v.stopTreeThread; --level) {
     const std::vector<std::byte> node = readNode(hfs, number);
@@ -178,26 +178,26 @@ void enumerateLevel2IndexNodes(HfsVolume& hfs) {
 
 void searchForLevel2IndexNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  if (v.catNodeSize <= 0) {
+  if (v.catalog.catNodeSize <= 0) {
     v.catalog.level2IndexNodeHasProblems = true;
     return;
   }
   SearchProgress progress(hfs.progress(), catalogNodeCount(v));
-  if (v.catalogExt.empty()) {
+  if (v.catalog.catalogExt.empty()) {
     v.catalog.level2IndexNodeHasProblems = true;
     return;
   }
   // The running position counts the nodes passed in catalog order; an extent is left at its find.
   std::uint64_t position = 0;
   bool found = false;
-  for (const Extent& e : v.catalogExt) {
+  for (const Extent& e : v.catalog.catalogExt) {
     const std::uint64_t nodes = nodesInExtent(v, e);
     const std::uint64_t readable = readableNodesInExtent(v, e);
     const std::uint64_t first = v.HPlusVolStart + static_cast<std::uint64_t>(e.startBlock) * v.blockSize;
     bool foundHere = false;
     for (std::uint64_t i = 0; i < readable && !v.stopTreeThread; ++i) {
       progress.step();
-      const std::vector<std::byte> node = readNodeAtSector(v, first + i * static_cast<std::uint64_t>(v.catNodeSize));
+      const std::vector<std::byte> node = readNodeAtSector(v, first + i * static_cast<std::uint64_t>(v.catalog.catNodeSize));
       ++position;
       // An only node of its level, with no sibling, isn't taken for a find.
       if (isIndexNodeAtLevel(node, 2) && (fLinkOf(node) != 0 || bLinkOf(node) != 0)) {
@@ -224,7 +224,7 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
   }
   if (fLinkOf(node) == 0 && bLinkOf(node) == 0) return;
   // Left along bLink to the first node of the level; a failed test keeps the last good node.
-  detail::NodeChain chain(catalogNodeCount(v));
+  NodeChain chain(catalogNodeCount(v));
   (void)chain.step(number);
   for (std::uint32_t left = bLinkOf(node); left != 0 && !v.stopTreeThread;) {
     if (!chain.step(left)) {
@@ -246,16 +246,16 @@ void searchForLevel2IndexNodes(HfsVolume& hfs) {
 void searchForLeafNodes(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   v.catalog.leafNodePointerTotalArray.clear();
-  if (v.catNodeSize <= 0) return;
+  if (v.catalog.catNodeSize <= 0) return;
   SearchProgress progress(hfs.progress(), catalogNodeCount(v));
   std::uint64_t number = 0;
-  for (const Extent& e : v.catalogExt) {
+  for (const Extent& e : v.catalog.catalogExt) {
     if (v.stopTreeThread) break;
     const std::uint64_t readable = readableNodesInExtent(v, e);
     const std::uint64_t first = v.HPlusVolStart + static_cast<std::uint64_t>(e.startBlock) * v.blockSize;
     for (std::uint64_t i = 0; i < readable && !v.stopTreeThread; ++i) {
       progress.step();
-      const std::vector<std::byte> node = readNodeAtSector(v, first + i * static_cast<std::uint64_t>(v.catNodeSize));
+      const std::vector<std::byte> node = readNodeAtSector(v, first + i * static_cast<std::uint64_t>(v.catalog.catNodeSize));
       if (looksLikeLeafNode(node)) v.catalog.leafNodePointerTotalArray.push_back(static_cast<std::uint32_t>(number + i));
     }
     number += nodesInExtent(v, e);

@@ -8,7 +8,7 @@
 #include "hfs/catalog_fragments.h"
 #include "hfs/detail/allocation_bitmap.h"
 #include "hfs/detail/catalog_leaf_walk.h"
-#include "hfs/detail/node_chain.h"
+#include "media/node_chain.h"
 #include "hfs/detail/node_slack.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/bt_node_descriptor.h"
@@ -53,7 +53,7 @@ class TreeFile {
     nodeCount_ = std::min<std::uint64_t>(header->totalNodes, nodesInFork_);
     std::vector<bool> used;
     appendMapRecord(node, 2, used);
-    detail::NodeChain chain(nodeCount_);
+    NodeChain chain(nodeCount_);
     for (std::uint32_t next = descriptor.fLink; next != 0 && used.size() < nodeCount_ && chain.step(next);) {
       if (!read(next, node, descriptor) || descriptor.kind != kBTMapNode || descriptor.numRecords < 1) break;
       appendMapRecord(node, 0, used);
@@ -109,8 +109,8 @@ using StaleExtents = std::map<ExtentKey, HFSPlusExtentRecord>;
 StaleExtents staleExtentRecords(HfsVolume& hfs) {
   Volume& v = hfs.volume();
   StaleExtents found;
-  const std::uint64_t nodeBytes = static_cast<std::uint64_t>(std::max(v.extNodeSize, 0)) * v.u32BytesInSector;
-  TreeFile tree(hfs, &HfsVolume::extNodeToSector, v.extNodeSize, hfs.extentsFileNodeCount());
+  const std::uint64_t nodeBytes = static_cast<std::uint64_t>(std::max(v.catalog.extNodeSize, 0)) * v.u32BytesInSector;
+  TreeFile tree(hfs, &HfsVolume::extNodeToSector, v.catalog.extNodeSize, hfs.extentsFileNodeCount());
   tree.readHeaderAndMap();
   if (nodeBytes == 0) return found;
   std::vector<std::byte> node;
@@ -128,14 +128,14 @@ StaleExtents staleExtentRecords(HfsVolume& hfs) {
 }  // namespace
 
 void NodeSlackSearch::findDeletedEntries() {
-  if (v_.catNodeSize <= 0 || !v_.btree || !v_.btreeOrph || v_.blockSize <= 0) return;
+  if (v_.catalog.catNodeSize <= 0 || !v_.tables.btree || !v_.tables.btreeOrph || v_.blockSize <= 0) return;
   ScanProgress begins = ScanProgress::withStatus(progress_text::kScanStatus);
   begins.bar = ProgressBar::kIndeterminate;
   begins.animation = ProgressAnimation::kStart;
   hfs_.progress().report(begins);
   const std::uint64_t blockBytes = hfs_.blockBytes();
-  const std::uint64_t nodeBytes = static_cast<std::uint64_t>(v_.catNodeSize) * v_.u32BytesInSector;
-  TreeFile catalog(hfs_, &HfsVolume::catNodeToSector, v_.catNodeSize, nodesIn(v_.catalogExt, blockBytes, nodeBytes));
+  const std::uint64_t nodeBytes = static_cast<std::uint64_t>(v_.catalog.catNodeSize) * v_.u32BytesInSector;
+  TreeFile catalog(hfs_, &HfsVolume::catNodeToSector, v_.catalog.catNodeSize, nodesIn(v_.catalog.catalogExt, blockBytes, nodeBytes));
   catalog.readHeaderAndMap();
   std::vector<std::byte> node;
   BTNodeDescriptor descriptor;
@@ -163,11 +163,11 @@ Entry* NodeSlackSearch::newEntry(std::uint16_t fileType, const FragmentRecord& r
 
 void NodeSlackSearch::takeFolder(const FragmentRecord& record) {
   const std::uint32_t id = record.folder.folderID;
-  if (v_.btree->retrieveKeyField(id) != nullptr || v_.btreeOrph->retrieveKeyField(id) != nullptr) return;
+  if (v_.tables.btree->retrieveKeyField(id) != nullptr || v_.tables.btreeOrph->retrieveKeyField(id) != nullptr) return;
   if (live_ != nullptr && live_->folders.count(id) != 0) return;  // a living folder's older copy
   Entry* dir = newEntry(1, record, id, record.folder.createDate, record.folder.contentModDate);
-  ++v_.folderCount;
-  ++v_.entryCount;
+  ++v_.counters.folderCount;
+  ++v_.counters.entryCount;
   placeDeletedEntry(v_, dir);
 }
 
@@ -179,7 +179,7 @@ bool NodeSlackSearch::copyOfLiveFile(const FragmentRecord& record) const {
     const LiveCatalogIds::LiveFile& file = live_->files.at(f.fileID);
     size = file.size;
     name = file.name;
-  } else if (EntryItem* item = v_.btreeNormalScan ? v_.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
+  } else if (EntryItem* item = v_.tables.btreeNormalScan ? v_.tables.btreeNormalScan->retrieveKeyField(f.fileID) : nullptr;
              item != nullptr && item->dir != nullptr) {
     size = item->dir->fileSize;
     name = EntryArena::fileNameOfDir(item->dir).value_or(u"");
@@ -194,7 +194,7 @@ bool NodeSlackSearch::copyOfLiveFile(const FragmentRecord& record) const {
 
 void NodeSlackSearch::takeFile(const FragmentRecord& record) {
   const HFSPlusCatalogFile& f = record.file;
-  if (v_.btree->retrieveKeyField(f.fileID) != nullptr || v_.btreeOrph->retrieveKeyField(f.fileID) != nullptr) return;
+  if (v_.tables.btree->retrieveKeyField(f.fileID) != nullptr || v_.tables.btreeOrph->retrieveKeyField(f.fileID) != nullptr) return;
   if (copyOfLiveFile(record)) return;
   if (f.dataFork.logicalSize == 0 || f.dataFork.extents[0].blockCount == 0) return;  // nothing to save
   const std::uint64_t volumeBlocks = hfs_.vib().totalBlocks;
@@ -208,9 +208,9 @@ void NodeSlackSearch::takeFile(const FragmentRecord& record) {
     addDataExtStartBlock(d.startBlock, d.blockCount, dir);
   }
   dir->fileCount = 1;
-  ++v_.fileCount;
-  ++v_.entryCount;
-  v_.dataSize += dir->fileSize;
+  ++v_.counters.fileCount;
+  ++v_.counters.entryCount;
+  v_.counters.dataSize += dir->fileSize;
   files_.push_back(SlackFile{dir, f.dataFork.totalBlocks});
   placeDeletedEntry(v_, dir);
 }

@@ -79,13 +79,13 @@ void CatalogWalk::addFolder(const HFSPlusCatalogKey& key, ByteSpan body) {
   if (walk_.doubting() && (f.accessDate == 0 || f.contentModDate == 0 || f.createDate == 0 || f.folderID == 0 ||
                     f.recordType != kFolderRecordType))
     return;
-  EntryItem* parentItem = v_.btree->retrieveKeyField(key.parentID);
+  EntryItem* parentItem = v_.tables.btree->retrieveKeyField(key.parentID);
   EntryArena& arena = *v_.arena;
   Entry* dir = detail::newCatalogEntry(v_, 1, key, f.folderID, f.createDate, f.contentModDate);
   arena.setFileName(key.name, dir);
-  ++v_.folderCount;
-  ++v_.entryCount;
-  dir->childBTree = v_.btree.get();
+  ++v_.counters.folderCount;
+  ++v_.counters.entryCount;
+  dir->childBTree = v_.tables.btree.get();
   if (parentItem != nullptr && parentItem->dir != nullptr) {
     Entry* parent = parentItem->dir;
     std::u16string path = EntryArena::pathNameOfDir(parent).value_or(u"");
@@ -96,8 +96,8 @@ void CatalogWalk::addFolder(const HFSPlusCatalogKey& key, ByteSpan body) {
     raiseAncestorCountsForFolder(dir);
     addChildUpdateBTree(dir, parent, TreeSide::kVolume);
   } else {
-    ++v_.orphEntriesTotal;
-    v_.btreeOrph->insert(OrphanItem{f.folderID, dir, false, false});
+    ++v_.counters.orphEntriesTotal;
+    v_.tables.btreeOrph->insert(OrphanItem{f.folderID, dir, false, false});
   }
 }
 
@@ -136,20 +136,20 @@ void CatalogWalk::addFile(const HFSPlusCatalogKey& key, ByteSpan body) {
   arena.setFileName(key.name, dir);
   const std::uint32_t firstBlock = f.dataFork.extents[0].startBlock;
   dir->fileCount = 1;
-  ++v_.fileCount;
-  ++v_.entryCount;
-  EntryItem* parentItem = v_.btree->retrieveKeyField(key.parentID);
+  ++v_.counters.fileCount;
+  ++v_.counters.entryCount;
+  EntryItem* parentItem = v_.tables.btree->retrieveKeyField(key.parentID);
   if (parentItem != nullptr && parentItem->dir != nullptr) {
-    if (firstBlock != 0) v_.btreeFirstFileBlock->insert(CountedKeyItem{firstBlock, 0});
-    v_.dataSize += dataSize;
+    if (firstBlock != 0) v_.tables.btreeFirstFileBlock->insert(CountedKeyItem{firstBlock, 0});
+    v_.counters.dataSize += dataSize;
     dir->parent = parentItem->dir;
     raiseAncestorCountsForFile(dir);
     addChild(dir, parentItem->dir);
   } else {
-    v_.btreeFirstFileBlock->insert(CountedKeyItem{firstBlock, 0});
-    v_.dataSize += forkSum;
-    ++v_.orphEntriesTotal;
-    v_.btreeOrph->insert(OrphanItem{f.fileID, dir, false, false});
+    v_.tables.btreeFirstFileBlock->insert(CountedKeyItem{firstBlock, 0});
+    v_.counters.dataSize += forkSum;
+    ++v_.counters.orphEntriesTotal;
+    v_.tables.btreeOrph->insert(OrphanItem{f.fileID, dir, false, false});
   }
 }
 
@@ -161,7 +161,7 @@ void CatalogWalk::reportProgress() {
   const double remaining = (total - seen) * elapsed / seen;
   ScanProgress update = ScanProgress::withCounts(v_.counts());
   update.timeRemaining = getTimeFormStringForInterval(remaining);
-  update.barValue = v_.entryCount;
+  update.barValue = v_.counters.entryCount;
   progress_.offerForTick(update);
 }
 
@@ -175,7 +175,7 @@ int readFilesAndFolders(HfsVolume& hfs) {
 
 void makeTree(HfsVolume& hfs) {
   Volume& v = hfs.volume();
-  Entry* root = makeRootDir(*v.arena, v.btree.get());
+  Entry* root = makeRootDir(*v.arena, v.tables.btree.get());
   root->blockBaseSector = static_cast<std::uint32_t>(v.blocksStartsAtSector);
   v.dirRoot = root;
   (void)readFilesAndFolders(hfs);

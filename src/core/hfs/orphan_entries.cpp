@@ -20,11 +20,11 @@ Entry* makeDeletedFolderUnderRoot(Volume& v, std::u16string_view name, std::uint
   folder->parentID = kRootID;
   folder->fileType = 1;
   arena.setPathName(u"/Root", folder);
-  folder->childBTree = v.btree.get();
+  folder->childBTree = v.tables.btree.get();
   folder->parent = v.dirRoot;
   folder->deleted = 1;
-  ++v.folderCount;
-  ++v.entryCount;
+  ++v.counters.folderCount;
+  ++v.counters.entryCount;
   ++v.dirRoot->childrenCount;
   addChildUpdateBTree(folder, v.dirRoot, TreeSide::kVolume);
   return folder;
@@ -76,12 +76,12 @@ void OrphanPass::attach(Entry* entry, Entry* parent) {
 void OrphanPass::processThisOrphanEntry(OrphanItem& item) {
   Entry* entry = item.dir;
   if (entry == nullptr) return;
-  ++v_.orphEntryCount;
-  entry->childBTree = v_.btree.get();
+  ++v_.counters.orphEntryCount;
+  entry->childBTree = v_.tables.btree.get();
   Entry* parent = nullptr;
-  if (OrphanItem* waiting = v_.btreeOrph->retrieveKeyField(entry->parentID)) parent = waiting->dir;
+  if (OrphanItem* waiting = v_.tables.btreeOrph->retrieveKeyField(entry->parentID)) parent = waiting->dir;
   if (parent == nullptr)
-    if (EntryItem* placed = v_.btree->retrieveKeyField(entry->parentID)) parent = placed->dir;
+    if (EntryItem* placed = v_.tables.btree->retrieveKeyField(entry->parentID)) parent = placed->dir;
   // An entry can't become its own ancestor: damaged ids that would close a loop count as no parent.
   if (parent != nullptr && leadsTo(parent, entry)) parent = nullptr;
   if (parent != nullptr) {
@@ -96,13 +96,13 @@ void OrphanPass::processThisOrphanEntry(OrphanItem& item) {
   } else {
     return;  // a folder with no parent stays out of the tree, with all that hangs on it
   }
-  if (v_.btreeOrph->incrementData()) {
-    ++v_.entryCount;
+  if (v_.tables.btreeOrph->incrementData()) {
+    ++v_.counters.entryCount;
     if (entry->fileType == 1) {
-      ++v_.folderCount;
+      ++v_.counters.folderCount;
     } else {
-      ++v_.fileCount;
-      v_.dataSize += entry->fileSize;
+      ++v_.counters.fileCount;
+      v_.counters.dataSize += entry->fileSize;
     }
   }
   reportProgress();
@@ -110,45 +110,45 @@ void OrphanPass::processThisOrphanEntry(OrphanItem& item) {
 
 void OrphanPass::countPlaced(const Entry* entry, bool incrementData) {
   if (!incrementData) return;
-  ++v_.entryCount;
+  ++v_.counters.entryCount;
   if (entry->fileType == 1) {
-    ++v_.folderCount;
+    ++v_.counters.folderCount;
   } else {
-    ++v_.fileCount;
-    v_.dataSize += entry->fileSize;
+    ++v_.counters.fileCount;
+    v_.counters.dataSize += entry->fileSize;
   }
 }
 
 void OrphanPass::processThisOrphanEntryAdvScan(OrphanItem& item) {
   Entry* entry = item.dir;
   if (entry == nullptr) return;
-  ++v_.orphAdvScanEntryCount;
-  entry->advScanBTree = v_.btreeAdvScan;
+  ++v_.counters.orphAdvScanEntryCount;
+  entry->advScanBTree = v_.tables.btreeAdvScan;
   // Only the fragment search's own table is asked: its finds don't join the catalog walk's tree.
   Entry* parent = nullptr;
-  if (OrphanItem* waiting = v_.btreeOrphAdvScanEntries->retrieveKeyField(entry->parentID)) parent = waiting->dir;
+  if (OrphanItem* waiting = v_.tables.btreeOrphAdvScanEntries->retrieveKeyField(entry->parentID)) parent = waiting->dir;
   if (parent != nullptr && parent->fileType == 1 && !leadsTo(parent, entry)) {
     attach(entry, parent);
     item.alreadyPolled = true;
     item.parentFoundInBtree = true;
-    countPlaced(entry, v_.btreeOrphAdvScanEntries->incrementData());
+    countPlaced(entry, v_.tables.btreeOrphAdvScanEntries->incrementData());
   }
   reportAdvScanProgress();
 }
 
 Entry* OrphanPass::lostFolders() {
-  if (EntryItem* found = v_.btree->retrieveKeyField(kLostFoldersID); found != nullptr && found->dir != nullptr)
+  if (EntryItem* found = v_.tables.btree->retrieveKeyField(kLostFoldersID); found != nullptr && found->dir != nullptr)
     return found->dir;
   Entry* lost = makeDeletedFolderUnderRoot(v_, u"Lost Folders", kLostFoldersID);
-  lost->advScanBTree = v_.btreeAdvScan;
+  lost->advScanBTree = v_.tables.btreeAdvScan;
   return lost;
 }
 
 void OrphanPass::processThisOrphanEntryAdvScanRun2(OrphanItem& item) {
   Entry* entry = item.dir;
   if (entry == nullptr || v_.dirRoot == nullptr) return;
-  ++v_.orphAdvScanEntryCount;
-  const bool incrementData = v_.btreeOrphAdvScanEntries->incrementData();
+  ++v_.counters.orphAdvScanEntryCount;
+  const bool incrementData = v_.tables.btreeOrphAdvScanEntries->incrementData();
   EntryArena& arena = *v_.arena;
   if (entry->fileType == 2) {
     const std::uint64_t blocks = v_.blockSize > 0 ? v_.sizeInSect / static_cast<std::uint64_t>(v_.blockSize) : 0;
@@ -182,7 +182,7 @@ void OrphanPass::processThisOrphanEntryAdvScanRun2(OrphanItem& item) {
     const std::u16string lostPath = EntryArena::pathNameOfDir(lost).value_or(u"") + u"/" +
                                     EntryArena::fileNameOfDir(lost).value_or(u"");
     arena.setPathName(lostPath, folder);
-    folder->advScanBTree = v_.btreeAdvScan;
+    folder->advScanBTree = v_.tables.btreeAdvScan;
     addChildAdvScan(folder, lost);
     raiseAncestorCountsForFolder(folder);
     arena.setPathName(lostPath + u"/" + EntryArena::fileNameOfDir(folder).value_or(u""), entry);
@@ -194,21 +194,21 @@ void OrphanPass::processThisOrphanEntryAdvScanRun2(OrphanItem& item) {
     raiseAncestorCountsForSubtree(entry);
     item.parentFoundInBtree = true;
     if (incrementData) {
-      v_.folderCount += 2;
-      v_.entryCount += 2;
+      v_.counters.folderCount += 2;
+      v_.counters.entryCount += 2;
     }
   }
   reportAdvScanProgress();
 }
 
 void OrphanPass::reportAdvScanProgress() {
-  if (v_.orphAdvScanEntryCount == 0 || progress_.tickPending()) return;
-  offerProgress(v_.orphAdvScanEntryCount, v_.orphAdvScanEntriesTotal);
+  if (v_.counters.orphAdvScanEntryCount == 0 || progress_.tickPending()) return;
+  offerProgress(v_.counters.orphAdvScanEntryCount, v_.counters.orphAdvScanEntriesTotal);
 }
 
 void OrphanPass::reportProgress() {
-  if (v_.orphEntryCount == 0 || progress_.tickPending()) return;
-  offerProgress(v_.orphEntryCount, v_.orphEntriesTotal);
+  if (v_.counters.orphEntryCount == 0 || progress_.tickPending()) return;
+  offerProgress(v_.counters.orphEntryCount, v_.counters.orphEntriesTotal);
 }
 
 void OrphanPass::offerProgress(std::uint64_t done, std::uint64_t total) {
@@ -224,8 +224,8 @@ void OrphanPass::offerProgress(std::uint64_t done, std::uint64_t total) {
 }  // namespace
 
 Entry* findOrMakeLostFiles(Volume& v) {
-  if (v.dirRoot == nullptr || !v.btree) return nullptr;
-  if (EntryItem* existing = v.btree->retrieveKeyField(kLostFilesID); existing != nullptr && existing->dir != nullptr) {
+  if (v.dirRoot == nullptr || !v.tables.btree) return nullptr;
+  if (EntryItem* existing = v.tables.btree->retrieveKeyField(kLostFilesID); existing != nullptr && existing->dir != nullptr) {
     existing->dir->deleted = 1;
     return existing->dir;
   }
@@ -275,19 +275,19 @@ void runOrphanPass(Volume& v, ProgressSink& progress, OrphanTable& table, Run ru
 }  // namespace
 
 void processOrphanEntriesWithIncrement(Volume& v, ProgressSink& progress, bool incrementData, bool showVolNameOnly) {
-  if (!v.btreeOrph || !v.btree) return;
-  runOrphanPass(v, progress, *v.btreeOrph, Run::kCatalog, v.orphEntryCount, v.orphEntriesTotal, incrementData, showVolNameOnly);
+  if (!v.tables.btreeOrph || !v.tables.btree) return;
+  runOrphanPass(v, progress, *v.tables.btreeOrph, Run::kCatalog, v.counters.orphEntryCount, v.counters.orphEntriesTotal, incrementData, showVolNameOnly);
 }
 
 void processOrphanAdvScanEntriesWithIncrement(Volume& v, ProgressSink& progress, bool incrementData, bool showVolNameOnly) {
-  if (!v.btreeOrphAdvScanEntries || !v.btree) return;
-  runOrphanPass(v, progress, *v.btreeOrphAdvScanEntries, Run::kAdvScan, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
+  if (!v.tables.btreeOrphAdvScanEntries || !v.tables.btree) return;
+  runOrphanPass(v, progress, *v.tables.btreeOrphAdvScanEntries, Run::kAdvScan, v.counters.orphAdvScanEntryCount, v.counters.orphAdvScanEntriesTotal,
                 incrementData, showVolNameOnly);
 }
 
 void processOrphanAdvScanEntriesRun2WithIncrement(Volume& v, ProgressSink& progress, bool incrementData, bool showVolNameOnly) {
-  if (!v.btreeOrphAdvScanEntries || !v.btree) return;
-  runOrphanPass(v, progress, *v.btreeOrphAdvScanEntries, Run::kAdvScanRun2, v.orphAdvScanEntryCount, v.orphAdvScanEntriesTotal,
+  if (!v.tables.btreeOrphAdvScanEntries || !v.tables.btree) return;
+  runOrphanPass(v, progress, *v.tables.btreeOrphAdvScanEntries, Run::kAdvScanRun2, v.counters.orphAdvScanEntryCount, v.counters.orphAdvScanEntriesTotal,
                 incrementData, showVolNameOnly);
 }
 

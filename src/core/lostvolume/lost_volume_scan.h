@@ -10,7 +10,8 @@
 
 #include "base/dict.h"
 #include "lostvolume/volume_search_progress.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
+#include "media/hfs_btree_layout.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/volume_information_block.h"
 #include "records/key_table.h"
@@ -22,7 +23,7 @@ inline constexpr std::uint64_t kVolumeScanChunkSectors = 63;
 
 class LostVolumeScan {
  public:
-  LostVolumeScan(DMedia& media, VolumeSearchSink& progress) : media_(media), progress_(progress) {}
+  LostVolumeScan(MediaReader& media, VolumeSearchSink& progress) : media_(media), progress_(progress) {}
 
   // Sweeps the whole disk, reporting to the sink. Rows of the found-volume table ("Found Column",
   // "Validity Column") are appended to `volumeScanFoundArray` as they are found; at the end the volume
@@ -71,10 +72,12 @@ class LostVolumeScan {
     std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
   };
 
-  DMedia& media_;
+  MediaReader& media_;
   VolumeSearchSink& progress_;
   SearchState search_;
   VolumeInformationBlock vib_;
+  // The catalog and extents trees of the volume under judgement.
+  HfsBTreeLayout trees_;
   std::uint32_t volumeValidity_ = 0;
   std::uint64_t catalogTotalNodes_ = 0;
 };

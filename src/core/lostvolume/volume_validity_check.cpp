@@ -6,7 +6,6 @@
 #include "base/text.h"
 #include "hfs/hfs_volume.h"
 #include "lostvolume/lost_volume_scan.h"
-#include "media/partition_reader.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/bt_node_descriptor.h"
 #include "ondisk/hfs_catalog_folder.h"
@@ -24,7 +23,7 @@ constexpr std::uint32_t kRootFolderID = 2;
 constexpr std::uint16_t kHeaderNodeRecords = 3;
 
 // Reads the first sector of a B-tree file and decodes its header node; nullopt when it isn't one.
-std::optional<BTHeaderRecord> readHeaderNode(DMedia& media, std::uint64_t sector) {
+std::optional<BTHeaderRecord> readHeaderNode(MediaReader& media, std::uint64_t sector) {
   std::vector<std::byte> bytes(static_cast<std::size_t>(media.u32BytesInSector), std::byte{0});
   if (!media.readSector(sector, 1, bytes)) return std::nullopt;
   const auto descriptor = parseBTNodeDescriptor(bytes);
@@ -40,9 +39,9 @@ bool isCountedLeaf(const BTNodeDescriptor& d) { return d.height == 1 && d.kind =
 
 // The catalog's extents past the header's eight, from the extents-overflow file, read the way a scan
 // of the volume reads them.
-std::vector<Extent> catalogOverflowExtents(const DMedia& media, std::uint64_t whetherAlternateSector,
-                                           std::uint64_t volumeSectors, std::uint32_t startBlock,
-                                           std::uint32_t totalBlocks) {
+std::vector<Extent> catalogOverflowExtents(const MediaReader& media, const HfsBTreeLayout& trees,
+                                           std::uint64_t whetherAlternateSector, std::uint64_t volumeSectors,
+                                           std::uint32_t startBlock, std::uint32_t totalBlocks) {
   PartitionRow shape;
   shape.path = media.path;
   shape.sectorSizeBytes = static_cast<std::uint64_t>(media.u32BytesInSector);
@@ -53,8 +52,8 @@ std::vector<Extent> catalogOverflowExtents(const DMedia& media, std::uint64_t wh
   const std::unique_ptr<Volume> volume = Volume::initWithPartitionRow(shape, media.context());
   HfsVolume hfs(*volume, ProgressSink::none());  // only the extents lookup runs, which reports nothing
   if (!hfs.initializeVIB()) return {};
-  volume->extNodeSize = media.extNodeSize;
-  volume->extRootNode = media.extRootNode;
+  volume->catalog.extNodeSize = trees.extNodeSize;
+  volume->catalog.extRootNode = trees.extRootNode;
   auto more = hfs.extentsForID(4, 0, startBlock, totalBlocks);
   return more ? *more : std::vector<Extent>{};
 }
@@ -93,10 +92,10 @@ bool LostVolumeScan::countLeafNodes(std::uint64_t nodeSectors, std::uint64_t& le
   const auto perBlock = static_cast<std::uint64_t>(media_.blockSize);
   const std::uint64_t diskSectors = media_.sizeInBytes / static_cast<std::uint64_t>(media_.u32BytesInSector);
   std::uint64_t planned = 0;
-  for (const Extent& e : media_.catalogExt) planned += std::uint64_t{e.blockCount} * perBlock / nodeSectors;
+  for (const Extent& e : trees_.catalogExt) planned += std::uint64_t{e.blockCount} * perBlock / nodeSectors;
   std::vector<std::byte> bytes(static_cast<std::size_t>(media_.u32BytesInSector), std::byte{0});
   const auto start = std::chrono::steady_clock::now();
-  for (const Extent& e : media_.catalogExt) {
+  for (const Extent& e : trees_.catalogExt) {
     const std::uint64_t first = media_.HPlusVolStart + std::uint64_t{e.startBlock} * perBlock;
     const std::uint64_t inExtent = std::uint64_t{e.blockCount} * perBlock / nodeSectors;
     for (std::uint64_t j = 0; j < inExtent; ++j) {
@@ -118,18 +117,17 @@ bool LostVolumeScan::countLeafNodes(std::uint64_t nodeSectors, std::uint64_t& le
 }
 
 std::uint64_t LostVolumeScan::sumLeafChainRecords(std::uint64_t leafRecords) {
-  PartitionReader nodes(media_);
   std::vector<std::byte> bytes(static_cast<std::size_t>(media_.u32BytesInSector), std::byte{0});
   std::uint64_t sum = 0;
   std::uint64_t visited = 0;
   const auto start = std::chrono::steady_clock::now();
   // The chain can't be longer than the file has nodes; the visited table ends a loop earlier.
   const std::uint64_t maxNodes = std::max<std::uint64_t>(catalogTotalNodes_, 1);
-  for (std::uint32_t node = media_.firstLeafNode; node != 0 && !media_.abortVolumeScan && visited < maxNodes;) {
+  for (std::uint32_t node = trees_.firstLeafNode; node != 0 && !media_.abortVolumeScan && visited < maxNodes;) {
     if (search_.btreeForUsedCatNodeSector->retrieveKeyField(node) != nullptr) break;
     (void)search_.btreeForUsedCatNodeSector->insert(CountedKeyItem{node, 0});
     ++visited;
-    const std::uint64_t sector = nodes.catalogNodeToSector(node);
+    const std::uint64_t sector = trees_.catalogNodeToSector(node, media_.blockSize, media_.HPlusVolStart);
     std::fill(bytes.begin(), bytes.end(), std::byte{0});
     if (sector == 0 || !media_.readSector(sector, 1, bytes)) break;
     const auto descriptor = parseBTNodeDescriptor(bytes);
@@ -146,10 +144,7 @@ std::uint64_t LostVolumeScan::sumLeafChainRecords(std::uint64_t leafRecords) {
 void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t whetherAlternateSector) {
   const std::size_t listedBefore = search_.volumeScanArray.size();
   const auto sectorBytes = static_cast<std::uint32_t>(media_.u32BytesInSector);
-  media_.catalogExt.clear();
-  media_.extentsExt.clear();
-  media_.extNodeSize = media_.catNodeSize = 0;
-  media_.extRootNode = media_.catRootNode = media_.firstLeafNode = 0;
+  trees_ = HfsBTreeLayout{};
   media_.blockSize = static_cast<std::int32_t>(vib_.blockSize / std::max<std::uint32_t>(sectorBytes, 1));
   search_.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
   volumeValidity_ = 0;
@@ -158,12 +153,12 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
   if (sectorBytes == 0 || perBlock == 0) return;
 
   for (const auto& e : vib_.extentsFile.extents)
-    if (e.startBlock != 0) media_.extentsExt.push_back({e.startBlock, e.blockCount});
+    if (e.startBlock != 0) trees_.extentsExt.push_back({e.startBlock, e.blockCount});
   const auto extentsHeader =
       readHeaderNode(media_, media_.HPlusVolStart + std::uint64_t{vib_.extentsFile.extents[0].startBlock} * perBlock);
   if (extentsHeader) {
-    media_.extNodeSize = static_cast<std::int32_t>(extentsHeader->nodeSize / sectorBytes);
-    media_.extRootNode = extentsHeader->rootNode;
+    trees_.extNodeSize = static_cast<std::int32_t>(extentsHeader->nodeSize / sectorBytes);
+    trees_.extRootNode = extentsHeader->rootNode;
   } else {
     validity.push_back(10);
     validity.push_back("Partial Valid");
@@ -172,14 +167,14 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
   std::uint64_t catalogBlocks = 0;
   for (const auto& e : vib_.catalogFile.extents) {
     if (e.startBlock == 0) continue;
-    media_.catalogExt.push_back({e.startBlock, e.blockCount});
+    trees_.catalogExt.push_back({e.startBlock, e.blockCount});
     catalogBlocks += e.blockCount;
   }
   if (extentsHeader && catalogBlocks < vib_.catalogFile.totalBlocks) {
     const std::uint64_t volumeSectors = std::uint64_t{vib_.totalBlocks} * perBlock;
-    for (const Extent& e : catalogOverflowExtents(media_, whetherAlternateSector, volumeSectors,
+    for (const Extent& e : catalogOverflowExtents(media_, trees_, whetherAlternateSector, volumeSectors,
                                                   static_cast<std::uint32_t>(catalogBlocks), vib_.catalogFile.totalBlocks))
-      media_.catalogExt.push_back(e);
+      trees_.catalogExt.push_back(e);
   }
 
   const auto catalogHeader =
@@ -190,7 +185,7 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
     validity.push_back(10);
     validity.push_back("Partial Valid");
     // Guess the catalog's size by counting leaf nodes, taking the common node size.
-    media_.catNodeSize = static_cast<std::int32_t>(kAssumedCatalogNodeSectors);
+    trees_.catNodeSize = static_cast<std::int32_t>(kAssumedCatalogNodeSectors);
     std::uint64_t leaves = 0, counted = 0;
     if (!countLeafNodes(kAssumedCatalogNodeSectors, leaves, counted)) return;
     const std::uint64_t nodes = catalogBlocks * perBlock / kAssumedCatalogNodeSectors;
@@ -199,9 +194,9 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
     validity = DictArray{DictValue(volumeValidity_), DictValue("Valid")};
     search_.volumeScanArray.push_back(volumeRow(whetherAlternateSector, "Untitled"));
   } else {
-    media_.catNodeSize = static_cast<std::int32_t>(catalogHeader->nodeSize / sectorBytes);
-    media_.catRootNode = catalogHeader->rootNode;
-    media_.firstLeafNode = catalogHeader->firstLeafNode;
+    trees_.catNodeSize = static_cast<std::int32_t>(catalogHeader->nodeSize / sectorBytes);
+    trees_.catRootNode = catalogHeader->rootNode;
+    trees_.firstLeafNode = catalogHeader->firstLeafNode;
     catalogTotalNodes_ = catalogHeader->totalNodes;
     const std::uint64_t leafRecords = catalogHeader->leafRecords;
     const std::uint64_t sum = sumLeafChainRecords(leafRecords);
@@ -223,8 +218,7 @@ void LostVolumeScan::verifyVolumeAndGetData(DictArray& validity, std::uint64_t w
 void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAlternateSector,
                                     const BTHeaderRecord& catalogHeader) {
   const auto sectorBytes = static_cast<std::size_t>(media_.u32BytesInSector);
-  PartitionReader nodes(media_);
-  const std::uint64_t sector = nodes.catalogNodeToSector(media_.firstLeafNode);
+  const std::uint64_t sector = trees_.catalogNodeToSector(trees_.firstLeafNode, media_.blockSize, media_.HPlusVolStart);
   std::vector<std::byte> leaf(2 * sectorBytes, std::byte{0});
   const bool read = sector != 0 && media_.readSector(sector, 2, leaf);
   const auto descriptor = read ? parseBTNodeDescriptor(leaf) : Parsed<BTNodeDescriptor>::failure("unread");
@@ -249,7 +243,7 @@ void LostVolumeScan::judgeFirstLeaf(DictArray& validity, std::uint64_t whetherAl
   }
   // No usable first leaf: judge by the share of leaf nodes among the nodes in use.
   std::uint64_t leaves = 0, counted = 0;
-  (void)countLeafNodes(static_cast<std::uint64_t>(media_.catNodeSize), leaves, counted);
+  (void)countLeafNodes(static_cast<std::uint64_t>(trees_.catNodeSize), leaves, counted);
   const std::uint64_t used = catalogHeader.totalNodes > catalogHeader.freeNodes
                                  ? std::uint64_t{catalogHeader.totalNodes} - catalogHeader.freeNodes
                                  : 0;

@@ -5,7 +5,7 @@
 
 #include "base/bytes.h"
 #include "media/device_file.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "media/drive_finder.h"
 #include "media/fat_boot_peek.h"
 #include "media/image_geometry.h"
@@ -75,7 +75,7 @@ std::vector<Dict> imageMediaEntries(const std::string& path, std::uint32_t secto
   if (file->containerKind() != ContainerKind::kRaw)
     drive.set("Container", std::string(containerKindName(file->containerKind())));
 
-  DMedia media;
+  MediaReader media;
   media.initWithDictionary(drive, {});
   const std::vector<PartitionRow> partitions = PartitionReader(media).listAllPartitions();
   // Names of the HFS+ partitions come from their catalogs.

@@ -1,13 +1,14 @@
 // The partition list of a whole disk or image: which scheme it carries (MBR with its extended chain,
 // GPT, Apple partition map, or a bare HFS+ volume), its HFS+ partitions, and each one's true name
-// from the root folder of its catalog. Reads through the DMedia's sector reader only.
+// from the root folder of its catalog. Reads through the MediaReader's sector reader only.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "media/dmedia.h"
+#include "media/media_reader.h"
+#include "media/hfs_btree_layout.h"
 #include "ondisk/volume_information_block.h"
 #include "records/extent.h"
 
@@ -15,14 +16,14 @@ namespace nua {
 
 class PartitionReader {
  public:
-  explicit PartitionReader(DMedia& media) : media_(media) {}
+  explicit PartitionReader(MediaReader& media) : media_(media) {}
 
   // Finds the scheme and appends one row per HFS+ partition to `partitions` (found in the map,
-  // content "Apple_HFS", on the drive of the DMedia). Unreadable or damaged maps give a short or
+  // content "Apple_HFS", on the drive of the MediaReader). Unreadable or damaged maps give a short or
   // empty list, never an error.
   void initialize(std::vector<PartitionRow>& partitions);
 
-  // The scheme readers fill the DMedia's volumePMArray.
+  // The scheme readers fill the MediaReader's volumePMArray.
   void readAndInterpretMBR();
   void readAndInterpretGPT();
   void readAndInterpretPM();
@@ -58,7 +59,9 @@ class PartitionReader {
   void bareVolume();
   [[nodiscard]] bool hasAlternateHfsHeader();
 
-  DMedia& media_;
+  MediaReader& media_;
+  // The catalog and extents trees of the HFS+ volume being named.
+  HfsBTreeLayout trees_;
   std::vector<Extent> extentsFileExtents_;  // the extents file's own eight descriptors
   std::string chainStopReason_;
   std::string gptHeaderUsed_;

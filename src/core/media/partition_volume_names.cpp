@@ -1,21 +1,21 @@
 // The names of listed HFS+ partitions, read from the root folder's record in the first catalog
 // leaf, and the node-to-sector and extent lookups that reach it.
-#include <set>
+#include <algorithm>
 
 #include "base/bytes.h"
+#include "media/hfs_extents_overflow.h"
 #include "media/partition_reader.h"
 #include "ondisk/bt_header_record.h"
 #include "ondisk/bt_node_descriptor.h"
 #include "ondisk/catalog_root_folder.h"
-#include "ondisk/hfs_extent_key.h"
 #include "ondisk/hfs_fork_data.h"
 #include "ondisk/master_directory_block.h"
 
 namespace nua {
 namespace {
 
-constexpr int kMaxIndexDepth = 16;
-constexpr std::size_t kMaxLeafSteps = 65536;
+// Larger nodes than any volume format makes are taken as a damaged header record.
+constexpr std::int32_t kMaxExtentsNodeSectors = 64;
 
 }  // namespace
 
@@ -64,17 +64,14 @@ void PartitionReader::getVolumeNamesPM() {
 
 void PartitionReader::nameFromCatalog(PartitionRow& partition) {
   const auto sectorSize = static_cast<std::uint32_t>(media_.u32BytesInSector);
-  media_.catalogExt.clear();
-  media_.extentsExt.clear();
-  media_.extNodeSize = media_.catNodeSize = 0;
-  media_.extRootNode = media_.catRootNode = media_.firstLeafNode = 0;
+  trees_ = HfsBTreeLayout{};
   media_.blockSize = static_cast<std::int32_t>(header_.blockSize / sectorSize);
   if (media_.blockSize <= 0) return;
   const auto blockSize = static_cast<std::uint64_t>(media_.blockSize);
   std::vector<std::byte> node(static_cast<std::size_t>(sectorSize), std::byte{0});
 
   for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents)
-    if (e.startBlock != 0) media_.extentsExt.push_back({e.startBlock, e.blockCount});
+    if (e.startBlock != 0) trees_.extentsExt.push_back({e.startBlock, e.blockCount});
   // The header node is the first node of its file; its record follows the 14-byte descriptor.
   auto readHeaderNode = [&](std::uint32_t firstBlock, std::int32_t& nodeSize, std::uint32_t& root,
                             std::uint32_t* firstLeaf) {
@@ -88,130 +85,61 @@ void PartitionReader::nameFromCatalog(PartitionRow& partition) {
     if (firstLeaf) *firstLeaf = record->firstLeafNode;
     return true;
   };
-  (void)readHeaderNode(header_.extentsFile.extents[0].startBlock, media_.extNodeSize, media_.extRootNode, nullptr);
+  (void)readHeaderNode(header_.extentsFile.extents[0].startBlock, trees_.extNodeSize, trees_.extRootNode, nullptr);
 
   std::uint64_t sum = 0;
   for (const HFSPlusExtentDescriptor& e : header_.catalogFile.extents) {
     if (e.startBlock == 0) continue;
-    media_.catalogExt.push_back({e.startBlock, e.blockCount});
+    trees_.catalogExt.push_back({e.startBlock, e.blockCount});
     sum += e.blockCount;
   }
   if (sum < header_.catalogFile.totalBlocks)
     for (const Extent& e :
          extentsForID(4, 0, static_cast<std::uint32_t>(sum), header_.catalogFile.totalBlocks))
-      media_.catalogExt.push_back(e);
-  if (!readHeaderNode(header_.catalogFile.extents[0].startBlock, media_.catNodeSize, media_.catRootNode,
-                      &media_.firstLeafNode))
+      trees_.catalogExt.push_back(e);
+  if (!readHeaderNode(header_.catalogFile.extents[0].startBlock, trees_.catNodeSize, trees_.catRootNode,
+                      &trees_.firstLeafNode))
     return;
   // A node size below one sector would make every node the same sector.
-  if (media_.catNodeSize <= 0) return;
-  const std::uint64_t leafSector = catalogNodeToSector(media_.firstLeafNode);
+  if (trees_.catNodeSize <= 0) return;
+  const std::uint64_t leafSector = catalogNodeToSector(trees_.firstLeafNode);
   if (leafSector == 0) return;
   std::vector<std::byte> leaf(2 * static_cast<std::size_t>(sectorSize), std::byte{0});
   if (!media_.readSector(leafSector, 2, leaf)) return;
   if (const auto name = parseRootFolderName(leaf); name && !name->empty()) partition.volumeName = *name;
 }
 
-namespace {
-
-// Walks extents for the sector of `node`; 64-bit throughout, so large volumes do not wrap.
-std::uint64_t nodeToSector(const std::vector<Extent>& extents, std::uint64_t node, std::int32_t nodeSize,
-                           std::int32_t blockSize, std::uint64_t volumeStart) {
-  if (nodeSize <= 0 || blockSize <= 0) return 0;
-  const auto perNode = static_cast<std::uint64_t>(nodeSize);
-  const auto perBlock = static_cast<std::uint64_t>(blockSize);
-  for (const Extent& e : extents) {
-    const std::uint64_t sectors = std::uint64_t{e.blockCount} * perBlock;
-    if (node * perNode < sectors) return volumeStart + std::uint64_t{e.startBlock} * perBlock + node * perNode;
-    node -= sectors / perNode;
-  }
-  return 0;
-}
-
-}  // namespace
-
 std::uint64_t PartitionReader::catalogNodeToSector(std::uint32_t node) const {
-  return nodeToSector(media_.catalogExt, node, media_.catNodeSize, media_.blockSize, media_.HPlusVolStart);
+  return trees_.catalogNodeToSector(node, media_.blockSize, media_.HPlusVolStart);
 }
 
 std::uint64_t PartitionReader::extentsNodeToSector(std::int32_t node) const {
   if (node < 0) return 0;
   std::vector<Extent> extents;
   for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents) extents.push_back({e.startBlock, e.blockCount});
-  return nodeToSector(extents, static_cast<std::uint64_t>(node), media_.extNodeSize, media_.blockSize,
-                      media_.HPlusVolStart);
+  return btreeNodeToSector(extents, static_cast<std::uint64_t>(node), trees_.extNodeSize, media_.blockSize,
+                           media_.HPlusVolStart);
 }
 
 std::vector<Extent> PartitionReader::extentsForID(std::uint32_t fileID, std::uint8_t fork, std::uint32_t startBlock,
                                                   std::uint32_t totalBlocks) {
-  std::vector<Extent> found;
-  if (media_.extRootNode == 0 || media_.extNodeSize <= 0 || media_.extNodeSize > 64) return found;
-  const std::size_t nodeBytes = static_cast<std::size_t>(media_.extNodeSize) * static_cast<std::size_t>(media_.u32BytesInSector);
-  std::vector<std::byte> node(nodeBytes, std::byte{0});
-  auto readNode = [&](std::uint32_t number) {
+  if (trees_.extRootNode == 0 || trees_.extNodeSize <= 0 || trees_.extNodeSize > kMaxExtentsNodeSectors) return {};
+  const auto nodeSectors = static_cast<std::uint64_t>(trees_.extNodeSize);
+  ExtentsOverflowTree tree;
+  tree.rootNode = trees_.extRootNode;
+  tree.nodeBytes = static_cast<std::size_t>(nodeSectors) * static_cast<std::size_t>(media_.u32BytesInSector);
+  // No more nodes than the extents file's eight extents place, nor than the disk holds.
+  for (const HFSPlusExtentDescriptor& e : header_.extentsFile.extents)
+    tree.nodeCount += std::uint64_t{e.blockCount} * static_cast<std::uint64_t>(std::max(media_.blockSize, 0)) / nodeSectors;
+  if (const std::uint64_t diskNodes = media_.sizeInSect / nodeSectors; diskNodes != 0)
+    tree.nodeCount = std::min(tree.nodeCount, diskNodes);
+  tree.readNode = [this](std::uint32_t number, std::span<std::byte> node) {
     const std::uint64_t sector = extentsNodeToSector(static_cast<std::int32_t>(number));
-    return sector != 0 && media_.readSector(sector, media_.extNodeSize, node);
+    if (sector == 0) return false;
+    (void)media_.readSector(sector, trees_.extNodeSize, node);
+    return true;
   };
-  auto recordOffset = [&](std::size_t index) -> std::size_t {
-    const std::size_t slot = nodeBytes - 2 * (index + 1);
-    const std::size_t offset = be16(node, slot);
-    return fits(nodeBytes, offset, 20) && offset >= kBTNodeDescriptorSize ? offset : 0;
-  };
-  // Keys order by fork type, then file ID, then start block: at or left of the leaf that holds a
-  // data-fork record.
-  auto keyAt = [&](std::size_t at) { return parseHFSPlusExtentKey(ByteSpan(node).subspan(at)); };
-  auto keyAtOrBelow = [&](std::size_t at, std::uint32_t start) {
-    const auto key = keyAt(at);
-    if (!key) return false;
-    if (key->forkType != fork) return key->forkType < fork;
-    if (key->fileID != fileID) return key->fileID < fileID;
-    return key->startBlock <= start;
-  };
-
-  std::uint32_t current = media_.extRootNode;
-  // Descend the index nodes; a node with no usable key ends the lookup instead of being read again.
-  for (int depth = 0;; ++depth) {
-    if (depth >= kMaxIndexDepth || !readNode(current)) return found;
-    const auto d = parseBTNodeDescriptor(node);
-    if (!d) return found;
-    if (d->kind != 0) break;
-    std::uint32_t child = 0;
-    for (std::size_t i = d->numRecords; i-- > 0;) {
-      const std::size_t at = recordOffset(i);
-      if (at != 0 && keyAtOrBelow(at, startBlock)) {
-        child = be32(node, at + 12);
-        break;
-      }
-    }
-    if (child == 0) return found;
-    current = child;
-  }
-
-  std::uint32_t have = startBlock;
-  std::set<std::uint32_t> visited;
-  for (std::size_t step = 0; step < kMaxLeafSteps && visited.insert(current).second; ++step) {
-    const auto d = parseBTNodeDescriptor(node);
-    if (!d || d->numRecords == 0) break;
-    if (d->kind == -1) {
-      // Records in key order: take each one that continues the fork where the last one ended.
-      for (std::size_t i = 0; i < d->numRecords; ++i) {
-        const std::size_t at = recordOffset(i);
-        if (at == 0 || !fits(nodeBytes, at, 76)) continue;
-        const auto key = keyAt(at);
-        if (!key || key->forkType != fork || key->fileID != fileID || key->startBlock != have) continue;
-        for (const HFSPlusExtentDescriptor& e : readExtentRecord(node, at + kExtentKeySize)) {
-          if (e.startBlock == 0) break;
-          found.push_back({e.startBlock, e.blockCount});
-          have += e.blockCount;
-        }
-        if (have >= totalBlocks) return found;
-      }
-    }
-    // A leaf without the next record passes on to its neighbour rather than searching again.
-    if (d->fLink == 0 || !readNode(d->fLink)) break;
-    current = d->fLink;
-  }
-  return found;
+  return findOverflowExtents(tree, fileID, fork, startBlock, totalBlocks).value_or(std::vector<Extent>{});
 }
 
 }  // namespace nua

@@ -76,7 +76,7 @@ struct SaveRun::Folder {
   std::uint32_t next = 0;
 };
 
-SaveRun::SaveRun(DMedia& source, TreeViewState& view, UiBridge& ui) : source_(source), view_(view), ui_(ui) {}
+SaveRun::SaveRun(MediaReader& source, TreeViewState& view, UiBridge& ui) : source_(source), view_(view), ui_(ui) {}
 
 SaveRun::~SaveRun() = default;
 

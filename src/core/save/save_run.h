@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "base/ui_bridge.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 #include "records/entry.h"
 #include "save/destination_check.h"
 #include "view/tree_view_state.h"
@@ -54,7 +54,7 @@ struct SaveReport {
 class SaveRun {
  public:
   // source is read only through readSaveSector; view gives the tree on screen and the marks.
-  SaveRun(DMedia& source, TreeViewState& view, UiBridge& ui);
+  SaveRun(MediaReader& source, TreeViewState& view, UiBridge& ui);
   ~SaveRun();
   SaveRun(const SaveRun&) = delete;
   SaveRun& operator=(const SaveRun&) = delete;
@@ -112,7 +112,7 @@ class SaveRun {
   void countFailedBelow(const Entry* folder, const std::string& path, const std::string& why);
   void giveToUser(int fd) const;
 
-  DMedia& source_;
+  MediaReader& source_;
   TreeViewState& view_;
   UiBridge& ui_;
   SaveProgressSink* sink_ = nullptr;

@@ -1,6 +1,8 @@
 #include "signature/carved_entry_registrar.h"
 
+#include <algorithm>
 #include <array>
+#include <limits>
 
 #include "base/text.h"
 #include "filecheck/file_check.h"
@@ -93,7 +95,17 @@ void CarvedEntryRegistrar::setExtent(Entry* file, std::uint64_t sector, std::uin
   file->fileSize = sizeBytes;
   file->fileCount = 1;
   const std::uint64_t sectors = (sizeBytes + setup_.bytesPerSector - 1) / setup_.bytesPerSector;
-  addDataExtStartBlock(static_cast<std::uint32_t>(sector), static_cast<std::uint32_t>(sectors), file);
+  // Extents count blocks in 32 bits. Past 2^32 sectors (2 TiB of 512-byte sectors) a find is kept in
+  // larger blocks counted from a base sector below one block, so its first block still starts at its
+  // own sector; past what 128-sector blocks reach it gets no extent and can't be saved as wrong bytes.
+  std::uint64_t perBlock = 1;
+  while (sector / perBlock > std::numeric_limits<std::uint32_t>::max() && perBlock < 128) perBlock *= 2;
+  if (sector / perBlock > std::numeric_limits<std::uint32_t>::max()) return;
+  file->sectorsPerBlock = static_cast<std::uint8_t>(perBlock);
+  file->blockBaseSector = static_cast<std::uint32_t>(sector % perBlock);
+  const std::uint64_t blocks = std::min<std::uint64_t>((sectors + perBlock - 1) / perBlock,
+                                                       std::numeric_limits<std::uint32_t>::max());
+  addDataExtStartBlock(static_cast<std::uint32_t>(sector / perBlock), static_cast<std::uint32_t>(blocks), file);
 }
 
 Entry* CarvedEntryRegistrar::fileCheckFolder(std::string_view parentKey, std::string_view extensionOverride) {

@@ -124,10 +124,16 @@ bool SignatureScanRunner::knownFileStartsAt(std::uint64_t unit) const {
   return setup_.knownFiles->startsAt(key);
 }
 
-void SignatureScanRunner::countForResume(std::uint64_t unit) {
+void SignatureScanRunner::countForResume() {
   if (++saveCounter_ <= saveInterval_) return;
-  if (setup_.resume != nullptr) setup_.resume->savePosition(unit);
+  savePending_ = true;
   saveCounter_ = 0;
+}
+
+void SignatureScanRunner::savePositionAtBufferStart(std::uint64_t unit) {
+  if (!savePending_) return;
+  savePending_ = false;
+  if (setup_.resume != nullptr) setup_.resume->savePosition(unit);
 }
 
 void SignatureScanRunner::refresh() {

@@ -10,6 +10,7 @@ void SignatureScanRunner::runDiskSectors(std::uint64_t startUnit) {
   const std::uint64_t volumeStart = setup_.geometry.volumeStartSector;
   std::uint64_t sector = startUnit;
   while (sector < range_.endUnit && !stopRequested()) {
+    savePositionAtBufferStart(sector);
     readBuffer(volumeStart + sector, kDiskBufferSectors);
     std::uint64_t nextRead = sector + kDiskStepsPerBuffer;
     std::uint32_t index = 0;
@@ -18,7 +19,7 @@ void SignatureScanRunner::runDiskSectors(std::uint64_t startUnit) {
       if (current >= range_.endUnit || stopRequested()) break;
       ++progressCounter_;
       refresh();
-      countForResume(current);
+      countForResume();
       if (!sectorReadable_[index]) {
         ++index;
         continue;
@@ -47,6 +48,8 @@ void SignatureScanRunner::runFortyUnits(std::uint64_t startUnit) {
   std::uint32_t startIndex = 0;
   while (bufferFirst < range_.endUnit && !stopRequested()) {
     if (!traits_.refreshEveryStep) refresh();
+    // A buffer entered part-way, after a jump, cannot be rebuilt from one number: save at the next.
+    if (startIndex == 0) savePositionAtBufferStart(bufferFirst);
     used.fill(false);
     if (traits_.freeSpaceFilter && setup_.freeSpace != nullptr) {
       used.fill(true);
@@ -70,9 +73,9 @@ void SignatureScanRunner::runFortyUnits(std::uint64_t startUnit) {
         }
         if (s == 0) ++progressCounter_;
         if (traits_.refreshEveryStep) refresh();
-        if (traits_.saveBeforeFilter) countForResume(b);
+        if (traits_.saveBeforeFilter) countForResume();
         if (used[i]) continue;
-        if (!traits_.saveBeforeFilter) countForResume(b);
+        if (!traits_.saveBeforeFilter) countForResume();
         if (knownFileStartsAt(b)) break;
         const std::uint32_t sectorIndex = i * sectorsPerUnit_ + s;
         if (!sectorReadable_[sectorIndex]) continue;

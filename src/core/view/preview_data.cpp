@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 namespace nua {
 
@@ -116,7 +116,7 @@ class PreviewGatherer {
 
 }  // namespace
 
-PreviewSource previewSourceOf(DMedia& media) {
+PreviewSource previewSourceOf(MediaReader& media) {
   PreviewSource source;
   source.readPreviewSector = [&media](std::uint64_t sector, std::int32_t count, std::span<std::byte> buffer) {
     return media.readPreviewSector(sector, count, buffer);

@@ -15,7 +15,7 @@
 
 namespace nua {
 
-class DMedia;
+class MediaReader;
 
 // Largest preview in bytes: for the size test, each read and the total.
 inline constexpr std::uint32_t kPreviewSizeLimit = 50000000;
@@ -29,7 +29,7 @@ struct PreviewSource {
 };
 
 // The preview reader of a drive or volume object.
-[[nodiscard]] PreviewSource previewSourceOf(DMedia& media);
+[[nodiscard]] PreviewSource previewSourceOf(MediaReader& media);
 
 // What a preview needs of a record, copied on the main thread so a worker never touches the tree.
 struct PreviewEntry {

@@ -44,8 +44,7 @@ std::string getTimeFormStringForInterval(double interval) {
   return std::to_string(days) + ":" + two(hours) + ":" + two(wholeMinutes % 60) + ":" + two(seconds);
 }
 
-Volume::Volume()
-    : folderNameIndex(std::make_unique<FolderNameIndex>()), btreeForUsedCatNodeSector(std::make_unique<CountedKeyTable>()) {}
+Volume::Volume() : folderNameIndex(std::make_unique<FolderNameIndex>()) {}
 Volume::~Volume() = default;
 
 void Volume::setStopTreeThread(bool stop) {
@@ -59,29 +58,30 @@ void Volume::resetSigArraysAndBtreesAndOthers() {
     // The tree, its records, the known-file table and the counts came from the recovery pair and stay;
     // the scan's lookup tables start anew.
     if (!arena) arena = std::make_shared<EntryArena>();
-    if (!btreeFirstFileBlock) btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
+    if (!tables.btreeFirstFileBlock) tables.btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
     if (!folderNameIndex) folderNameIndex = std::make_unique<FolderNameIndex>();
-    btree = std::make_unique<EntryTable>();
-    btreeAdvScan = btree.get();
-    btreeNormalScan = std::make_unique<EntryTable>();
-    btreeOrph = std::make_unique<OrphanTable>();
-    btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
-    btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
-    catalogExt.clear();
-    extentsExt.clear();
-    allocationExt.clear();
+    tables.btree = std::make_unique<EntryTable>();
+    tables.btreeAdvScan = tables.btree.get();
+    tables.btreeNormalScan = std::make_unique<EntryTable>();
+    tables.btreeOrph = std::make_unique<OrphanTable>();
+    tables.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
+    tables.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+    catalog.catalogExt.clear();
+    catalog.extentsExt.clear();
+    tables.allocationExt.clear();
   } else {
-    catalogExt.clear();
-    extentsExt.clear();
-    allocationExt.clear();
-    entryCount = folderCount = fileCount = dataSize = 0;
+    catalog.catalogExt.clear();
+    catalog.extentsExt.clear();
+    tables.allocationExt.clear();
+    counters.entryCount = counters.folderCount = counters.fileCount = counters.dataSize = 0;
     maxFileID = kFirstFreeFileID;
     blocksStartsAtSector = 0;
   }
   stopTreeThread = false;
   openedScanInfo = false;
-  catNodeSize = 0;
-  orphEntryCount = orphEntriesTotal = orphAdvScanEntryCount = orphAdvScanEntriesTotal = 0;
+  catalog.catNodeSize = 0;
+  counters.orphEntryCount = counters.orphEntriesTotal = counters.orphAdvScanEntryCount =
+      counters.orphAdvScanEntriesTotal = 0;
 }
 
 void Volume::finishTree(ProgressSink& progress) {
@@ -113,13 +113,13 @@ void Volume::finishTree(ProgressSink& progress) {
   }
   logLine("Removing helper trees..");
   progress.report(ScanProgress::withStatus(text::kRemovingHelperTrees));
-  btree.reset();
-  btreeAdvScan = nullptr;
-  btreeNormalScan.reset();
-  btreeFirstFileBlock.reset();
-  btreeForUsedCatNodeSector.reset();
-  btreeOrph.reset();
-  btreeOrphAdvScanEntries.reset();
+  tables.btree.reset();
+  tables.btreeAdvScan = nullptr;
+  tables.btreeNormalScan.reset();
+  tables.btreeFirstFileBlock.reset();
+  tables.btreeForUsedCatNodeSector.reset();
+  tables.btreeOrph.reset();
+  tables.btreeOrphAdvScanEntries.reset();
   folderNameIndex = std::make_unique<FolderNameIndex>();
   ScanProgress done = ScanProgress::withStatus(text::kRearrangingTreeDone);
   done.animation = ProgressAnimation::kStop;
@@ -128,17 +128,17 @@ void Volume::finishTree(ProgressSink& progress) {
 
 void Volume::makeTables() {
   arena = std::make_shared<EntryArena>();
-  btree = std::make_unique<EntryTable>();
-  btreeAdvScan = btree.get();
-  btreeNormalScan = std::make_unique<EntryTable>();
-  btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
-  btreeOrph = std::make_unique<OrphanTable>();
-  btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
-  btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
-  catalogExt.clear();
-  extentsExt.clear();
-  allocationExt.clear();
-  orphanCount = entryCount = fileCount = folderCount = dataSize = 0;
+  tables.btree = std::make_unique<EntryTable>();
+  tables.btreeAdvScan = tables.btree.get();
+  tables.btreeNormalScan = std::make_unique<EntryTable>();
+  tables.btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
+  tables.btreeOrph = std::make_unique<OrphanTable>();
+  tables.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
+  tables.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+  catalog.catalogExt.clear();
+  catalog.extentsExt.clear();
+  tables.allocationExt.clear();
+  counters.orphanCount = counters.entryCount = counters.fileCount = counters.folderCount = counters.dataSize = 0;
   folderNameIndex = std::make_unique<FolderNameIndex>();
 }
 
@@ -162,7 +162,7 @@ std::unique_ptr<Volume> Volume::initWithPartitionRow(const PartitionRow& row, Me
 }
 
 void Volume::readDiskShape(const Dict& dict) {
-  DMedia::initWithDictionary(dict, context());
+  MediaReader::initWithDictionary(dict, context());
   volumeScanType = 3;
   totalBlocks = sizeInSect;
   HPlusVolStart = 0;
@@ -172,7 +172,7 @@ void Volume::readDiskShape(const Dict& dict) {
 }
 
 void Volume::readLogicalVolumeShape(const Dict& dict) {
-  DMedia::initWithDictionary(dict, context());
+  MediaReader::initWithDictionary(dict, context());
   volumeScanType = 2;
   volumeName = dict.string("Volume Name");
   parentDrivePath = dict.string("Parent Drive Path");
@@ -192,7 +192,7 @@ void Volume::readLogicalVolumeShape(const Dict& dict) {
 
 void Volume::readPartitionShape(const Dict& dict) {
   // Partition dictionaries carry no "Size": the size comes from the volume's own sector count.
-  DMedia::initWithDictionary(dict, context());
+  MediaReader::initWithDictionary(dict, context());
   volumeScanType = static_cast<std::int32_t>(dict.int64("Volume Scan Type"));
   volumeName = dict.string("Volume Name");
   sizeInSect = dict.uint64("Volume Size In Sectors");
@@ -207,7 +207,7 @@ void Volume::readPartitionShape(const Dict& dict) {
   deletedFilesPath = "Deleted Files";
   deletedFileName = "Deleted File";
   maxFileID = 0;
-  catNodeSize = 0;
+  catalog.catNodeSize = 0;
 }
 
 }  // namespace nua

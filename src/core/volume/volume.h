@@ -1,4 +1,4 @@
-// Volume: the object every scan runs on, a DMedia with the fields of one scan. Made from a drive,
+// Volume: the object every scan runs on, a MediaReader with the fields of one scan. Made from a drive,
 // volume, partition or lost-volume dictionary; the engines add their operations in their own folders.
 #pragma once
 
@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "base/ui_bridge.h"
-#include "media/dmedia.h"
+#include "media/media_reader.h"
+#include "media/hfs_btree_layout.h"
 #include "volume/progress_sink.h"
 #include "records/key_table.h"
 #include "records/entry.h"
@@ -27,9 +28,9 @@ class FolderNameIndex;
 // An interval in seconds as "days:hours:minutes:seconds", hours, minutes and seconds two digits.
 [[nodiscard]] std::string getTimeFormStringForInterval(double interval);
 
-// What the HFS+ scans know of the catalog: facts from its header record and the journal, and the leaf
-// nodes gathered on the way.
-struct HfsCatalogState {
+// What the HFS+ scans know of the catalog: where its B-trees lie (HfsBTreeLayout), facts from its
+// header record and the journal, and the leaf nodes gathered on the way.
+struct HfsCatalogState : HfsBTreeLayout {
   std::uint32_t leafRecords = 0;  // entries: half the catalog's leaf records (entry plus thread)
   std::int32_t catTreeDepth = 0;
   std::uint64_t journalStart = 0, journalSize = 0;
@@ -52,7 +53,29 @@ struct FatGeometry {
   bool bFATOneIsHealthy = false;
 };
 
-class Volume : public DMedia {
+// What a scan has found so far, and the orphan passes' progress.
+struct ScanCounters {
+  std::uint64_t orphanCount = 0, entryCount = 0, fileCount = 0, folderCount = 0, dataSize = 0;
+  std::uint64_t orphEntryCount = 0, orphEntriesTotal = 0;
+  std::uint64_t orphAdvScanEntryCount = 0, orphAdvScanEntriesTotal = 0;
+};
+
+// The tables a scan finds parents and duplicates through; finishTree releases them.
+struct ScanTables {
+  // btreeAdvScan is not owned: it is btree itself in every shape.
+  std::unique_ptr<EntryTable> btree;
+  EntryTable* btreeAdvScan = nullptr;
+  std::unique_ptr<EntryTable> btreeNormalScan;
+  std::unique_ptr<CountedKeyTable> btreeFirstFileBlock;
+  // Catalog nodes the walks have visited, by number.
+  std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+  std::unique_ptr<OrphanTable> btreeOrph;
+  std::unique_ptr<OrphanTable> btreeOrphAdvScanEntries;
+  // The allocation file's extents, and the catalog's as the volume header alone lists them.
+  std::vector<Extent> allocationExt, catalogExtAsPerVIB;
+};
+
+class Volume : public MediaReader {
  public:
   Volume();
   ~Volume() override;
@@ -73,7 +96,9 @@ class Volume : public DMedia {
   void setFilterTreeForMedia(bool filter) { filterTreeForMedia = filter; }
 
   // What the scan has found so far, as the progress screen shows it.
-  [[nodiscard]] ScanCounts counts() const { return {entryCount, folderCount, fileCount, dataSize}; }
+  [[nodiscard]] ScanCounts counts() const {
+    return {counters.entryCount, counters.folderCount, counters.fileCount, counters.dataSize};
+  }
   // Also sets the process-wide bCancelScanning.
   void setStopTreeThread(bool stop);
 
@@ -110,18 +135,17 @@ class Volume : public DMedia {
   bool cutShortMovSize = false;
   std::string scanMode;            // "Normal Scan" or "Advanced Scan" once a tree scan starts
   std::int32_t treeScanMode = -1;
-  std::uint64_t orphanCount = 0, entryCount = 0, fileCount = 0, folderCount = 0, dataSize = 0;
   bool aborting = false;
   bool advScanEntriesCanBePutIntoOrphanEntryArray = false;
+
+  ScanCounters counters;
 
   // HFS Plus catalog facts from the header records and the journal, read by the HFS+ scans.
   HfsCatalogState catalog;
   // FAT geometry from the boot sector, read by the FAT walk and saving (kept in session files).
   FatGeometry fat;
 
-  // Orphan passes.
-  std::uint64_t orphEntryCount = 0, orphEntriesTotal = 0;
-  std::uint64_t orphAdvScanEntryCount = 0, orphAdvScanEntriesTotal = 0;
+  // The orphan passes' folders.
   Entry* dirLostFiles = nullptr;
   Entry* dirLostFolders = nullptr;
   // Names of each folder's children, so a clash is found without walking the folder.
@@ -131,16 +155,7 @@ class Volume : public DMedia {
   std::shared_ptr<EntryArena> arena;
   Entry* dirRoot = nullptr;
 
-  // Tables. btreeAdvScan is not owned: it is btree itself in every shape.
-  std::unique_ptr<EntryTable> btree;
-  EntryTable* btreeAdvScan = nullptr;
-  std::unique_ptr<EntryTable> btreeNormalScan;
-  std::unique_ptr<CountedKeyTable> btreeFirstFileBlock;
-  // Catalog nodes the walks have visited, by number.
-  std::unique_ptr<CountedKeyTable> btreeForUsedCatNodeSector;
-  std::unique_ptr<OrphanTable> btreeOrph;
-  std::unique_ptr<OrphanTable> btreeOrphAdvScanEntries;
-  std::vector<Extent> allocationExt, catalogExtAsPerVIB;
+  ScanTables tables;
 
  private:
   void makeTables();

@@ -19,7 +19,6 @@
 #include "tree/saving_sheet.h"
 #include "base/text.h"
 #include "view/preview_data.h"
-#include "app/scanned_volume.h"
 
 namespace nua::ui {
 

@@ -9,7 +9,6 @@
 
 #include "tree/main_thread_ui_bridge.h"
 #include "tree/saving_sheet.h"
-#include "app/scanned_volume.h"
 
 namespace nua::ui {
 

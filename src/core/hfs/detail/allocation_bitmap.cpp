@@ -4,7 +4,7 @@
 namespace nua::detail {
 
 AllocationBitmap::AllocationBitmap(HfsVolume& hfs) : hfs_(hfs), v_(hfs.volume()) {
-  if (v_.allocationExt.empty()) hfs_.fillAllocationExt();
+  if (v_.tables.allocationExt.empty()) hfs_.fillAllocationExt();
 }
 
 std::optional<bool> AllocationBitmap::blockIsUsed(std::uint64_t block) {
@@ -12,7 +12,7 @@ std::optional<bool> AllocationBitmap::blockIsUsed(std::uint64_t block) {
   const auto sectorBytes = static_cast<std::uint64_t>(v_.u32BytesInSector);
   if (blockBytes == 0 || sectorBytes == 0 || block >= hfs_.vib().totalBlocks) return std::nullopt;
   std::uint64_t forkByte = block / 8;
-  for (const Extent& e : v_.allocationExt) {
+  for (const Extent& e : v_.tables.allocationExt) {
     const std::uint64_t extentBytes = static_cast<std::uint64_t>(e.blockCount) * blockBytes;
     if (forkByte >= extentBytes) {
       forkByte -= extentBytes;

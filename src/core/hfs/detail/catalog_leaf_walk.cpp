@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "hfs/detail/node_chain.h"
+#include "media/node_chain.h"
 #include "ondisk/bt_node_descriptor.h"
 #include "records/entry_arena.h"
 
@@ -10,7 +10,7 @@ namespace nua::detail {
 
 void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
   const auto sectorBytes = static_cast<std::size_t>(v_.u32BytesInSector);
-  node_.assign(static_cast<std::size_t>(v_.catNodeSize) * sectorBytes, std::byte{0});
+  node_.assign(static_cast<std::size_t>(v_.catalog.catNodeSize) * sectorBytes, std::byte{0});
   // Every leaf is read once. A link to a node already read, or a broken one, hands over to the
   // gathered lists, which go on with the leaves not yet read: one bad link loses no other node.
   NodeChain chain(catalogNodeCount());
@@ -26,7 +26,7 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
     }
     return 0;
   };
-  std::uint32_t nodeNumber = v_.firstLeafNode;
+  std::uint32_t nodeNumber = v_.catalog.firstLeafNode;
   while (nodeNumber != 0 && !v_.stopTreeThread && !node_.empty()) {
     if (!chain.step(nodeNumber)) {
       if (chain.exhausted()) break;
@@ -37,14 +37,14 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
     std::optional<BTNodeDescriptor> descriptor;
     if (sector != 0) {
       std::fill(node_.begin(), node_.end(), std::byte{0});
-      (void)v_.readSector(sector, v_.catNodeSize, node_);
+      (void)v_.readSector(sector, v_.catalog.catNodeSize, node_);
       if (auto parsed = parseBTNodeDescriptor(node_); parsed && verifyLeafNodeDesc(*parsed)) descriptor = *parsed;
     }
     // Two node numbers may share a sector only through a damaged list; its records count once.
-    const bool sectorRead = descriptor && v_.btreeForUsedCatNodeSector->retrieveKeyField(sector) != nullptr;
+    const bool sectorRead = descriptor && v_.tables.btreeForUsedCatNodeSector->retrieveKeyField(sector) != nullptr;
     const bool completed = descriptor && !sectorRead;
     if (completed) {
-      v_.btreeForUsedCatNodeSector->insert(CountedKeyItem{sector, 0});
+      v_.tables.btreeForUsedCatNodeSector->insert(CountedKeyItem{sector, 0});
       numRecords_ = descriptor->numRecords;
       recordsSeen_ += numRecords_;
       readRecords();
@@ -64,10 +64,10 @@ void CatalogLeafWalk::run(const std::function<void()>& readRecords) {
 }
 
 std::uint64_t CatalogLeafWalk::catalogNodeCount() const {
-  const auto nodeSize = static_cast<std::uint64_t>(v_.catNodeSize);
+  const auto nodeSize = static_cast<std::uint64_t>(v_.catalog.catNodeSize);
   if (nodeSize == 0) return 0;
   std::uint64_t nodes = 0;
-  for (const Extent& e : v_.catalogExt)
+  for (const Extent& e : v_.catalog.catalogExt)
     nodes += static_cast<std::uint64_t>(e.blockCount) * static_cast<std::uint64_t>(v_.blockSize) / nodeSize;
   return nodes;
 }

@@ -36,7 +36,11 @@ class SignatureScanRunner {
   [[nodiscard]] std::uint64_t unitsForBytes(std::uint64_t bytes) const;
   [[nodiscard]] std::uint64_t unitFirstSector(std::uint64_t unit) const;
   [[nodiscard]] bool knownFileStartsAt(std::uint64_t unit) const;
-  void countForResume(std::uint64_t unit);
+  // Counts a step; once the save interval has passed, the next buffer's first unit is saved. A search
+  // resumed there reads the same buffers as one never stopped, and the jump rules, which depend on
+  // where a buffer ends, then skip and find exactly the same files.
+  void countForResume();
+  void savePositionAtBufferStart(std::uint64_t unit);
   void refresh();
   [[nodiscard]] bool stopRequested() const { return setup_.stop != nullptr && setup_.stop->load(); }
 
@@ -47,6 +51,7 @@ class SignatureScanRunner {
   std::uint32_t sectorsPerUnit_;  // sectors of one unit; 1 on the whole-disk loop
   std::uint64_t saveInterval_;
   std::uint64_t saveCounter_ = 0;
+  bool savePending_ = false;
   std::uint64_t progressCounter_ = 0;
   std::vector<std::byte> buffer_;
   std::vector<bool> sectorReadable_;

@@ -6,7 +6,7 @@
 #include <string>
 #include <unordered_set>
 
-namespace nua::detail {
+namespace nua {
 
 class NodeChain {
  public:
@@ -37,4 +37,4 @@ class NodeChain {
   bool exhausted_ = false;
 };
 
-}  // namespace nua::detail
+}  // namespace nua

@@ -1,5 +1,5 @@
-// DMedia: the program's object for a drive or image. It knows the path and sector size, reads raw
-// sectors read-only, and holds the HFS+ bookkeeping needed to look into a partition.
+// MediaReader: the program's reader of a drive or image. It knows the path, the size and the sector size,
+// reads raw sectors read-only through three readers (scan, preview, save) and keeps the open file.
 #pragma once
 
 #include <atomic>
@@ -15,7 +15,6 @@
 #include "media/device_file.h"
 #include "media/device_lists.h"
 #include "media/rows.h"
-#include "records/extent.h"
 
 namespace nua {
 
@@ -25,19 +24,19 @@ struct MediaContext {
   const DeviceListStore* lists = nullptr;
 };
 
-class DMedia {
+class MediaReader {
  public:
-  DMedia();
-  virtual ~DMedia();
-  DMedia(const DMedia&) = delete;
-  DMedia& operator=(const DMedia&) = delete;
+  MediaReader();
+  virtual ~MediaReader();
+  MediaReader(const MediaReader&) = delete;
+  MediaReader& operator=(const MediaReader&) = delete;
 
   // Reads a drive dictionary: "Preferred Block Size", "Path", "Size", "device model", "device serial",
   // "device revision". A missing or zero sector size is taken as 512 so no division can fail.
   void initWithDictionary(const Dict& dict, MediaContext context);
   // The copy of the partition list: path, texts, sizeInSect, u32BytesInSector, HPlusVolStart and
   // blockSize, each only when set (a zero HPlusVolStart leaves the copy's own value).
-  [[nodiscard]] std::unique_ptr<DMedia> mutableCopy() const;
+  [[nodiscard]] std::unique_ptr<MediaReader> mutableCopy() const;
 
   // The three sector readers. `size` sectors of u32BytesInSector bytes are read at `sector` into the
   // front of `buffer`; a buffer too small for them is refused. For scans and previews a read that meets
@@ -60,10 +59,9 @@ class DMedia {
   std::string model, serial, revision;
   std::vector<PartitionRow> volumePMArray;
   std::int32_t u32BytesInSector = 512;
+  // The geometry of the volume being read: where it starts, in sectors, and its sectors per
+  // allocation block (0 until a volume header has been read).
   std::uint64_t HPlusVolStart = 0;  // NOLINT(readability-identifier-naming): the engine's name
-  std::vector<Extent> catalogExt, extentsExt;
-  std::int32_t extNodeSize = 0, catNodeSize = 0;
-  std::uint32_t extRootNode = 0, catRootNode = 0, firstLeafNode = 0;
   std::int32_t blockSize = 0;
   std::atomic<bool> abortVolumeScan{false};
 

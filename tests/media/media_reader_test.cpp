@@ -1,5 +1,5 @@
 // The sector readers on real files: reads at and past the end, failing reads, and the device-gone rule.
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -33,8 +33,8 @@ class ReaderTest : public ::testing::Test {
     setLogSink({});
     fs::remove_all(dir);
   }
-  std::unique_ptr<DMedia> media(const std::string& path) {
-    auto m = std::make_unique<DMedia>();
+  std::unique_ptr<MediaReader> media(const std::string& path) {
+    auto m = std::make_unique<MediaReader>();
     m->initWithDictionary(Dict{{"Path", path}, {"Preferred Block Size", 512}, {"Size", std::uint64_t{2048}}},
                           MediaContext{&ui, &lists});
     return m;
@@ -103,7 +103,7 @@ TEST_F(ReaderTest, FailingReadOnAListedPathIsABadSpotWithoutAlert) {
   auto m = media(dir);
   listPath(dir);
   std::vector<std::byte> buffer(512);
-  for (auto read : {&DMedia::readSector, &DMedia::readPreviewSector}) EXPECT_FALSE(((*m).*read)(0, 1, buffer));
+  for (auto read : {&MediaReader::readSector, &MediaReader::readPreviewSector}) EXPECT_FALSE(((*m).*read)(0, 1, buffer));
   EXPECT_EQ(m->readSaveSector(0, 1, buffer), ReadOutcome::kFailed);
   EXPECT_TRUE(ui.alerts.empty());
   EXPECT_EQ(ui.terminated, 0);

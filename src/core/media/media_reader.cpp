@@ -1,15 +1,15 @@
-#include "media/dmedia.h"
+#include "media/media_reader.h"
 
 #include "base/log.h"
 #include "base/text.h"
 
 namespace nua {
 
-DMedia::DMedia() = default;
+MediaReader::MediaReader() = default;
 
-DMedia::~DMedia() = default;
+MediaReader::~MediaReader() = default;
 
-void DMedia::initWithDictionary(const Dict& dict, MediaContext context) {
+void MediaReader::initWithDictionary(const Dict& dict, MediaContext context) {
   context_ = context;
   const std::int64_t sector = dict.int64("Preferred Block Size");
   u32BytesInSector = sector > 0 && sector <= (1 << 20) ? static_cast<std::int32_t>(sector) : 512;
@@ -24,8 +24,8 @@ void DMedia::initWithDictionary(const Dict& dict, MediaContext context) {
   abortVolumeScan = false;
 }
 
-std::unique_ptr<DMedia> DMedia::mutableCopy() const {
-  auto copy = std::make_unique<DMedia>();
+std::unique_ptr<MediaReader> MediaReader::mutableCopy() const {
+  auto copy = std::make_unique<MediaReader>();
   copy->context_ = context_;
   if (!path.empty()) copy->path = path;
   if (!model.empty()) copy->model = model;
@@ -38,26 +38,26 @@ std::unique_ptr<DMedia> DMedia::mutableCopy() const {
   return copy;
 }
 
-std::shared_ptr<DeviceFile> DMedia::deviceFile(int& errorNumber) {
+std::shared_ptr<DeviceFile> MediaReader::deviceFile(int& errorNumber) {
   std::lock_guard lock(openMutex_);
   errorNumber = 0;
   if (!file_) file_ = DeviceFile::open(path, errorNumber);
   return file_;
 }
 
-bool DMedia::readSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
+bool MediaReader::readSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
   return readWith(ReaderKind::kScan, sector, size, buffer) != ReadOutcome::kFailed;
 }
 
-bool DMedia::readPreviewSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
+bool MediaReader::readPreviewSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
   return readWith(ReaderKind::kPreview, sector, size, buffer) != ReadOutcome::kFailed;
 }
 
-ReadOutcome DMedia::readSaveSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
+ReadOutcome MediaReader::readSaveSector(std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
   return readWith(ReaderKind::kSave, sector, size, buffer);
 }
 
-ReadOutcome DMedia::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
+ReadOutcome MediaReader::readWith(ReaderKind kind, std::uint64_t sector, std::int32_t size, std::span<std::byte> buffer) {
   if (size <= 0 || u32BytesInSector <= 0) return ReadOutcome::kFailed;
   // 64-bit products: a 32-bit byte count wraps for large runs and would read a wrong length.
   const std::uint64_t byteCount = static_cast<std::uint64_t>(u32BytesInSector) * static_cast<std::uint64_t>(size);
