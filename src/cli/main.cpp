@@ -18,6 +18,7 @@ const char* kUsage =
     "  partitions  list the HFS+ partitions of a disk or image (--json)\n"
     "  find-volumes  search a whole disk or image for lost HFS+ volumes (--json)\n"
     "  scan     run the scan of any goal on a volume or disk and print the tree (nua-recover scan --help)\n"
+    "  resume   continue a signature search that was killed midway (nua-recover scan --help)\n"
     "  open     open a recovery session file (.nvs) without scanning (nua-recover open --help)\n"
     "  preview  write what a preview of one entry shows (nua-recover preview --help)\n"
     "\n"
@@ -51,6 +52,10 @@ int main(int argc, char** argv) {
   if (command == "drives") return nua::cli::drivesCommand(args);
   if (command == "partitions") return nua::cli::partitionsCommand(args);
   if (command == "scan") return nua::cli::scanCommand(args);
+  if (command == "resume") {
+    args.emplace_back("--resume");
+    return nua::cli::scanCommand(args);
+  }
   if (command == "open") return nua::cli::openCommand(args);
   if (command == "find-volumes") return nua::cli::findVolumesCommand(args);
   if (command == "preview") return nua::cli::previewCommand(args);

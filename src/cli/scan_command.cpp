@@ -26,6 +26,7 @@
 #include "tree_output.h"
 #include "wizard_answers.h"
 #include "records/entry_arena.h"
+#include "session/recovery_pair_location.h"
 
 namespace nua::cli {
 namespace {
@@ -38,7 +39,7 @@ const char* kScanUsage =
     "                        [--list] [--json] [--quiet] [--progress] [--verbose]\n"
     "                        [--find TEXT] [--save DIR [--select all|deleted|find:TEXT|GLOB...] [--view data|types]\n"
     "                        [--deleted-only]]\n"
-    "                        [--session-out FILE.nvs]\n"
+    "                        [--session-out FILE.nvs] [--no-recovery-pair | --recovery-folder DIR] [--resume]\n"
     "--find TEXT prints the entries whose names hold TEXT (any case); find:TEXT marks them for --save.\n"
     "TARGET is a disk image or device.\n"
     "--session-out writes the result as a recovery session, to be opened with nua-recover open.\n"
@@ -58,7 +59,12 @@ const char* kScanUsage =
     "--range START-END limits the signature search to that part of the target, in percent (0-100).\n"
     "--progress draws the progress bar on standard error even when it is no terminal (a line each time);\n"
     "on a terminal the bar is drawn unless --quiet or --json.\n"
-    "--verbose prints the scan that starts (entry, arguments, range) as nua-recover plan names it.\n";
+    "--verbose prints the scan that starts (entry, arguments, range) as nua-recover plan names it.\n"
+    "A signature search keeps its state in $XDG_STATE_HOME/nua-recovery/ (~/.local/state/nua-recovery/,\n"
+    "/var/lib/nua-recovery/ as root) until it ends, so that a search killed midway can be resumed;\n"
+    "--no-recovery-pair keeps nothing there; --recovery-folder DIR keeps it in DIR instead.\n"
+    "--resume (or nua-recover resume) continues the search killed midway from that state; no TARGET\n"
+    "or other scan option is needed, and the tree is printed and saved as after any scan.\n";
 
 volatile std::sig_atomic_t interrupted = 0;
 void onInterrupt(int) { interrupted = 1; }
@@ -149,6 +155,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
     return 0;
   }
   if (!parsed.error.empty()) return usageError(parsed.error);
+  const bool resume = options.flag("--resume");
   ScanRequest& request = parsed.request;
   const std::string& target = request.targetPath;
   const std::string& sectorSize = parsed.sectorSize;
@@ -172,7 +179,7 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
   // A quiet scan shows only its errors; its completion note still ends the printed result.
   ui.quiet = options.flag("--quiet");
   sources.loadSigData = signatureCatalogSource(ui);
-  if (request.signatures == SignatureChoice::kList) {
+  if (!resume && request.signatures == SignatureChoice::kList) {
     const std::string unknown = matchCatalogExtensions(request.signatureExtensions, sources.loadSigData(request.scanMode));
     if (!unknown.empty()) return usageError(unknown);
   }
@@ -188,8 +195,20 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
       terminal, ui);
   controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
 
+  // The image or device is only read, so the user's state folder is never on it.
+  const std::optional<std::string> chosenFolder = options.value("--recovery-folder");
+  StateFolderLocation pairFolder =
+      chosenFolder ? StateFolderLocation(*chosenFolder, nullptr) : StateFolderLocation::forThisProcess(nullptr);
+  if (resume || !options.flag("--no-recovery-pair")) controller.setRecoveryPairLocation(&pairFolder);
+
   std::signal(SIGINT, onInterrupt);
-  if (parsed.lostTarget) {
+  if (resume) {
+    const std::string error = controller.openScanInfoAutoRecoveryAndScan();
+    if (!error.empty()) {
+      std::fprintf(stderr, "nua-recover resume: %s\n", error.c_str());
+      return 1;
+    }
+  } else if (parsed.lostTarget) {
     const std::string error = controller.startLostVolumeSearch(target);
     if (!error.empty()) {
       std::fprintf(stderr, "nua-recover scan: %s\n", error.c_str());
@@ -201,10 +220,12 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
     launcher.join();
     controller.mainThread().runPending();
   }
-  const ScanRequestResult started = controller.runScanRequest(request);
-  if (!started.error.empty()) {
-    std::fprintf(stderr, "nua-recover scan: %s\n", started.error.c_str());
-    return 1;
+  if (!resume) {
+    const ScanRequestResult started = controller.runScanRequest(request);
+    if (!started.error.empty()) {
+      std::fprintf(stderr, "nua-recover scan: %s\n", started.error.c_str());
+      return 1;
+    }
   }
   if (options.flag("--verbose") && launcher.started) printStartedScan(*launcher.started);
   const std::shared_ptr<Volume> volume = controller.selectedVolume;

@@ -60,12 +60,19 @@ ScanCommandOptions parseScanOptions(const std::vector<std::string>& args) {
   ScanCommandOptions parsed;
   parsed.words = parseOptions(args,
                               {"--mode", "--tree-scan", "--signatures", "--partition", "--volume", "--session-out",
-                               "--target", "--sector-size", "--range", "--fs-recovery"},
-                              {"--list", "--json", "--quiet", "--help", "--verbose", "--progress"});
+                               "--target", "--sector-size", "--range", "--fs-recovery", "--recovery-folder"},
+                              {"--list", "--json", "--quiet", "--help", "--verbose", "--progress", "--resume",
+                               "--no-recovery-pair"});
   const ParsedOptions& options = parsed.words;
   std::string& error = parsed.error;
   if (options.flag("--help")) return parsed;
   if (!options.error.empty()) return error = options.error, parsed;
+  // A resume takes what to scan from the recovery pair; the rest of the command line is not asked.
+  if (options.flag("--resume")) {
+    if (options.flag("--no-recovery-pair"))
+      return error = "--resume reads the recovery pair: no --no-recovery-pair", parsed;
+    return parsed;
+  }
   if (options.positional.size() != 1) return error = "one TARGET is needed", parsed;
   const std::string mode = options.value("--mode").value_or("partitions");
   const auto scanMode = scanModeNamed(mode);

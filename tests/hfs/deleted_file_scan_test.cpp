@@ -40,7 +40,7 @@ std::unique_ptr<Volume> openDeleted(const std::string& path, std::uint64_t start
 std::unique_ptr<Volume> scanDeleted(const std::string& path, std::uint64_t startSector, std::uint64_t sectors,
                                     const ScanArguments& arguments = {std::int64_t{1}, std::int64_t{0}}) {
   auto volume = openDeleted(path, startSector, sectors);
-  (void)scanForDeletedFilesHFS(*volume, arguments, ProgressSink::none());
+  (void)scanForDeletedFilesHFS(*volume, arguments, ScanRunSink::none());
   return volume;
 }
 

@@ -37,7 +37,7 @@ std::unique_ptr<Volume> runScan(const KitImage& image, Scan scan) {
                                                 {"journaled", "No"}},
                                            MediaContext{});
   volume->resetSigArraysAndBtreesAndOthers();
-  (void)scanForDeletedFilesHFS(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, ProgressSink::none());
+  (void)scanForDeletedFilesHFS(*volume, ScanArguments{std::int64_t{1}, std::int64_t{0}}, ScanRunSink::none());
   return volume;
 }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "app/scan_launcher.h"
+#include "app/scan_progress.h"
 #include "volume/progress_sink.h"
 #include "volume/volume.h"
 
@@ -22,11 +23,11 @@ void startMakingTreeExFAT(Volume& volume, ProgressSink& progress);
 // The deleted-file scans with their argument arrays as the wizard built them. Each returns the update
 // that completes it ("Tree Completed ..." with the tree), which the runner sends once its tick is stopped.
 [[nodiscard]] ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments,
-                                                  ProgressSink& progress);
+                                                  ScanRunSink& progress);
 [[nodiscard]] ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments,
-                                                  ProgressSink& progress);
+                                                  ScanRunSink& progress);
 [[nodiscard]] ScanProgress scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments,
-                                                    ProgressSink& progress);
+                                                    ScanRunSink& progress);
 
 // The last update of a deleted-file scan: "Tree Completed ..." with the tree, and the bar's animation
 // as the scan leaves it.

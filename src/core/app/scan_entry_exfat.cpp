@@ -20,7 +20,7 @@ void startMakingTreeExFAT(Volume& volume, ProgressSink& progress) {
   (void)exfat.startExfatFileSystemRecovery();
 }
 
-ScanProgress scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
+ScanProgress scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
   // After a crash resume the tree has come from the recovery file; no walk happens.
   if (!volume.autoCrashRecovery) {
     makeExfatRoot(volume);
@@ -34,8 +34,7 @@ ScanProgress scanForDeletedFilesExFAT(Volume& volume, const ScanArguments& argum
     volume.treeScanMode = 0;
     const std::int64_t method = scanArgumentNumber(arguments, 3).value_or(-1);
     if (method == 0 || method == 1) {
-      (void)runSignatureSearch(volume, SignatureScanLoop::kWholeVolumePhoto, signatureSearchSignatures(arguments, 2),
-                               signatureSearchResumePosition(arguments), progress);
+      (void)runRecoverableSignatureSearch(volume, SignatureScanLoop::kWholeVolumePhoto, arguments, 2, progress);
     }
   }
   volume.finishTree(progress);

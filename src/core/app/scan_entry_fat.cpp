@@ -23,12 +23,16 @@ void startMakingTreeFAT(Volume& volume, ProgressSink& progress) {
   (void)fat.startFATFileSystemRecovery();
 }
 
-ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
+ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
   // After a crash resume the tree has come from the recovery file; no walk happens.
   if (!volume.autoCrashRecovery) {
     makeFatRoot(volume);
     FatVolume fat(volume, progress);
     (void)fat.startFATFileSystemRecovery();
+  } else {
+    // The recovery pair keeps no FAT geometry; the search divides the volume by the boot sector's.
+    FatVolume fat(volume, progress);
+    (void)fat.checkFATFileSystemHealthy();
   }
   // Element 0 asks for the walk, which the FAT path runs regardless; element 1 for a signature search.
   const bool signatureStage = scanArgumentNumber(arguments, 1).value_or(0) != 0;
@@ -37,8 +41,7 @@ ScanProgress scanForDeletedFilesFAT(Volume& volume, const ScanArguments& argumen
     // checks. Both pass over the clusters the table marks as used.
     volume.treeScanMode = 0;
     if (const auto loop = fatSearchLoop(scanArgumentNumber(arguments, 3).value_or(-1))) {
-      (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 2),
-                               signatureSearchResumePosition(arguments), progress);
+      (void)runRecoverableSignatureSearch(volume, *loop, arguments, 2, progress);
     }
   }
   volume.finishTree(progress);

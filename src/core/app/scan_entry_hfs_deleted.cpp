@@ -9,7 +9,7 @@
 
 namespace nua {
 
-ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments, ProgressSink& progress) {
+ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& arguments, ScanRunSink& progress) {
   const bool searchJournal = scanArgumentNumber(arguments, 0).value_or(0) == 1;
   const bool signatureSearch = scanArgumentNumber(arguments, 1).value_or(0) == 1;
   if (!volume.autoCrashRecovery) {
@@ -30,8 +30,7 @@ ScanProgress scanForDeletedFilesHFS(Volume& volume, const ScanArguments& argumen
     volume.treeScanMode = 0;
     hfs.fillAllocationExt();
     if (const auto loop = hfsSearchLoop(scanArgumentNumber(arguments, 3).value_or(-1))) {
-      (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 2),
-                               signatureSearchResumePosition(arguments), progress);
+      (void)runRecoverableSignatureSearch(volume, *loop, arguments, 2, progress);
     }
   }
   volume.finishTree(progress);

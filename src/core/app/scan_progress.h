@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include "app/signature_search_recovery.h"
 #include "volume/progress_sink.h"
 #include "volume/volume.h"
 
@@ -37,6 +38,12 @@ class ScanRunSink : public ProgressSink {
   virtual void stopTicks() = 0;
   // The scan's last update: shown after everything reported before it; the scan doesn't wait for it.
   virtual void complete(const ScanProgress& last) = 0;
+  // Told on the scan thread just before a signature search of `volume` begins, while its tree stands
+  // still: keeps the crash-recovery pair and says where the search records what a resume needs. The
+  // default keeps nothing.
+  virtual SignatureSearchRecovery signatureSearchStarting(Volume& /*volume*/) { return {}; }
+  // Told on the scan thread when the search's clean-up begins, after its end or a stop.
+  virtual void signatureSearchCleanUp() {}
 
   // A runner's sink that shows nothing, for scans run without a screen.
   [[nodiscard]] static ScanRunSink& none();

@@ -31,8 +31,7 @@ void startMakingTree(Volume& volume, const ScanArguments& arguments, ScanRunSink
   }
   // The whole volume is searched after its tree, so the files the tree holds are passed over.
   if (signatureSearch && !volume.aborting) {
-    (void)runSignatureSearch(volume, SignatureScanLoop::kWholeVolumePhoto, signatureSearchSignatures(arguments, 2),
-                             signatureSearchResumePosition(arguments), progress);
+    (void)runRecoverableSignatureSearch(volume, SignatureScanLoop::kWholeVolumePhoto, arguments, 2, progress);
   }
   if (!volume.aborting) {
     volume.finishTree(progress);
@@ -80,8 +79,7 @@ void scanForDeletedFilesDisk(Volume& volume, const ScanArguments& arguments, Sca
   }
   // scanMode 4 and 5 carry no method: the disk is not searched and the tree stays empty.
   if (const auto loop = diskSearchLoop(scanArgumentNumber(arguments, 1).value_or(-1))) {
-    (void)runSignatureSearch(volume, *loop, signatureSearchSignatures(arguments, 0),
-                             signatureSearchResumePosition(arguments), progress);
+    (void)runRecoverableSignatureSearch(volume, *loop, arguments, 0, progress);
   }
   volume.finishTree(progress);
   if (volume.dirRoot != nullptr) fixPathNames(volume.dirRoot);

@@ -50,6 +50,19 @@ void ScanRunner::startScan(bool resume) {
       scanLaunchFor(controller_.rawSearchMode, controller_.scanMode, controller_.treeScanMode, controller_.sigSelArray,
                     resume ? std::optional(controller_.autoRecBeginSize) : std::nullopt);
   if (!launch) return;
+  RecoveryPairWizardState state;
+  state.mainScanStatus = controller_.mainScanStatus;
+  state.treeScanMode = controller_.treeScanMode;
+  state.scanMode = controller_.scanMode;
+  state.rawSearchMode = controller_.rawSearchMode;
+  state.isPTListOrPTScanListChosen = controller_.isPTListOrPTScanListChosen;
+  state.partitionListDictArray = controller_.partitionListDictArray;
+  state.partitionScanListDictArray = controller_.partitionScanListDictArray;
+  for (const auto& node : controller_.sigSelArray)
+    if (node && node->sig) state.signatureExtensions.push_back(node->sig->extension);
+  // Only a resumed search starts with streams already walked.
+  controller_.recoveryPair_.scanStarting(std::move(state), resume ? controller_.autoRecMp3DoneArray : std::vector<std::uint64_t>{},
+                                         resume ? controller_.autoRecMpgDoneArray : std::vector<std::uint64_t>{});
   controller_.view_.showTab("Progress");
   controller_.launcher_.detach(launch->entry, controller_.selectedVolume, std::move(launch->arguments));
 }

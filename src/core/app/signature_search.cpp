@@ -98,6 +98,15 @@ const char* statusOf(SignatureScanLoop loop) {
   return wholeDisk ? progress_text::kScanStatus : progress_text::kSearchingLostFiles;
 }
 
+// The root the finds go under, made first if the tree has none.
+void makeSearchRoot(Volume& volume) {
+  if (!volume.arena) volume.arena = std::make_shared<EntryArena>();
+  if (volume.dirRoot == nullptr) {
+    volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
+    volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
+  }
+}
+
 }  // namespace
 
 SignatureScanGeometry signatureScanGeometry(const Volume& volume) {
@@ -140,11 +149,7 @@ std::unique_ptr<FreeSpaceMap> freeSpaceMapFor(const Volume& volume, SignatureSca
 SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, const SigSelArray& signatures,
                                        std::uint64_t resumeUnit, ProgressSink& progress,
                                        const SignatureSearchRecovery& recovery) {
-  if (!volume.arena) volume.arena = std::make_shared<EntryArena>();
-  if (volume.dirRoot == nullptr) {
-    volume.dirRoot = makeRootDir(*volume.arena, volume.tables.btree.get());
-    volume.dirRoot->blockBaseSector = static_cast<std::uint32_t>(volume.blocksStartsAtSector);
-  }
+  makeSearchRoot(volume);
   int openError = 0;
   const std::shared_ptr<DeviceFile> file = volume.deviceFile(openError);
   if (!file) return {};
@@ -167,6 +172,8 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
   FormatContext context;
   context.bytesPerSector = geometry.bytesPerSector;
   context.deviceEndSector = whole.totalUnits * unitSectors;
+  for (std::uint64_t sector : recovery.mp3DoneArray) context.mp3Done.add(sector);
+  for (std::uint64_t sector : recovery.mpgDoneArray) context.mpgDone.add(sector);
 
   const std::unique_ptr<FreeSpaceMap> freeSpace = freeSpaceMapFor(volume, loop, source);
   const FirstFileBlocks knownFiles(volume.tables.btreeFirstFileBlock.get());
@@ -213,6 +220,18 @@ SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, c
   volume.counters.folderCount = after.folders;
   volume.counters.fileCount = after.files;
   volume.counters.dataSize = after.data;
+  return result;
+}
+
+SignatureScanResult runRecoverableSignatureSearch(Volume& volume, SignatureScanLoop loop,
+                                                  const ScanArguments& arguments, std::size_t signaturesIndex,
+                                                  ScanRunSink& progress) {
+  makeSearchRoot(volume);  // the pair holds the tree from its root
+  const SignatureSearchRecovery recovery = progress.signatureSearchStarting(volume);
+  const SignatureScanResult result =
+      runSignatureSearch(volume, loop, signatureSearchSignatures(arguments, signaturesIndex),
+                         signatureSearchResumePosition(arguments), progress, recovery);
+  progress.signatureSearchCleanUp();
   return result;
 }
 

@@ -8,19 +8,14 @@
 #include <optional>
 
 #include "app/scan_launcher.h"
+#include "app/scan_progress.h"
+#include "app/signature_search_recovery.h"
 #include "signature/carved_entry_registrar.h"
 #include "signature/signature_scan_engine.h"
 #include "volume/progress_sink.h"
 #include "volume/volume.h"
 
 namespace nua {
-
-// Where a search keeps what a crashed run needs to resume: the position reached and each record as it
-// is made. Either may be left out; nothing is then written anywhere.
-struct SignatureSearchRecovery {
-  ResumePositionSink* positions = nullptr;
-  CarvedRecordWriter* records = nullptr;
-};
 
 // The free-space map of a search: the HFS+ allocation file or the FAT, read through `source`. Null for
 // the loops without a free-space filter, or when the volume's map cannot be placed (every unit then
@@ -38,6 +33,13 @@ struct SignatureSearchRecovery {
 SignatureScanResult runSignatureSearch(Volume& volume, SignatureScanLoop loop, const SigSelArray& signatures,
                                        std::uint64_t resumeUnit, ProgressSink& progress,
                                        const SignatureSearchRecovery& recovery = {});
+
+// The search as a scan entry runs it: the sink is told just before it starts, so that the crash-recovery
+// pair stands, and again when its clean-up begins. The signatures are element `signaturesIndex` of the
+// arguments, the resume position their tail.
+SignatureScanResult runRecoverableSignatureSearch(Volume& volume, SignatureScanLoop loop,
+                                                  const ScanArguments& arguments, std::size_t signaturesIndex,
+                                                  ScanRunSink& progress);
 
 // The loop of a volume search by the method of the argument array (0 plain, 1 with the file checks);
 // nothing for any other method.

@@ -23,6 +23,10 @@ class CurrentScanSink final : public ScanRunSink {
   void startTicks() override { current().startTicks(); }
   void stopTicks() override { current().stopTicks(); }
   void complete(const ScanProgress& last) override { current().complete(last); }
+  SignatureSearchRecovery signatureSearchStarting(Volume& volume) override {
+    return current().signatureSearchStarting(volume);
+  }
+  void signatureSearchCleanUp() override { current().signatureSearchCleanUp(); }
 
  private:
   [[nodiscard]] ScanRunSink& current() const {

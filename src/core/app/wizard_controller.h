@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "app/media_sources.h"
+#include "app/recovery_pair_keeper.h"
 #include "app/lifecycle_decisions.h"
 #include "app/main_thread_queue.h"
 #include "app/repeating_timer.h"
@@ -33,6 +34,7 @@
 #include "base/dict.h"
 #include "base/ui_bridge.h"
 #include "lostvolume/lost_volume_scan.h"
+#include "session/recovery_pair_reader.h"
 #include "media/device_lists.h"
 #include "signature/sig_node.h"
 #include "volume/volume.h"
@@ -197,6 +199,24 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   // Cleared while a session is written or read, or files are saved: quitting and marks wait for it.
   std::atomic<bool> scanInfoOrSavingNotProcessing{true};
 
+  // ---- Crash recovery (wizard_controller_auto_recovery.cpp). ----
+  // Where the crash-recovery pair of each signature search is kept; null keeps none. The front end
+  // chooses the folder and keeps the location alive.
+  void setRecoveryPairLocation(RecoveryPairLocation* location) { recoveryPair_.setLocation(location); }
+  // Writes the pair before a search (on the scan thread); a pair that can't be written is told to the
+  // user and the search runs without it.
+  SignatureSearchRecovery signatureSearchStarting(Volume& volume) override;
+  void signatureSearchCleanUp() override { recoveryPair_.cleanUp(); }
+  // Reads the pair at the location and resumes its search. Empty when the search started; otherwise
+  // why nothing was resumed, and a pair that failed to decode or names no search has been removed.
+  [[nodiscard]] std::string openScanInfoAutoRecoveryAndScan();
+  // Installs what was read: the volume with its tree and known files, the modes, lists and extensions.
+  void installAutoRecovery(RecoveryPairData data);
+  // Replays the wizard without showing it and starts the search from autoRecBeginSize.
+  void scanAutoRecovery();
+  // The MP3 and MPEG done lists a resumed search starts with.
+  std::vector<std::uint64_t> autoRecMp3DoneArray, autoRecMpgDoneArray;
+
   // ---- Recovery sessions: saving the result and opening it again (SessionActions). ----
   [[nodiscard]] static std::string suggestedScanInfoFileName() { return SessionActions::suggestedScanInfoFileName(); }
   void save(const std::string& path) { session_.save(path); }
@@ -337,6 +357,9 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   QuitDecision decideQuit();
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;
+  RecoveryPairKeeper recoveryPair_;
+  // Selects the rows of the loaded catalog whose extensions the pair names.
+  void selectAutoRecoveryExtensions();
   SessionActions session_{*this};  // after mainThread_: its worker is joined first
   SignatureScreen signatures_{*this, ui_};
 };

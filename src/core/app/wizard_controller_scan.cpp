@@ -16,22 +16,7 @@ void WizardController::prepareForSignatureSearch() {
   loadSigData();
   deselectAllSig();
   if (scanMode < 6) view_.showTab("Signatures");
-  if (autoStartAfterRawCrash) {
-    // Rebuild the selection of the crashed scan from its saved extensions.
-    sigSelArray.clear();
-    for (const auto& root : sigRootArray) {
-      if (!root->children) continue;
-      for (const auto& child : *root->children) {
-        if (!child->sig) continue;
-        for (const std::string& ext : autoRecSigExtArray)
-          if (child->sig->extension == ext) {
-            sigSelArray.push_back(child);
-            break;
-          }
-      }
-    }
-    autoRecSigExtArray.clear();
-  }
+  if (autoStartAfterRawCrash) selectAutoRecoveryExtensions();
   rawSearchBox_ = CheckBox{};
   if (scanMode == 2) {
     // A fast photo recovery always searches the whole range.

@@ -130,9 +130,16 @@ void readAppendedRecords(SessionInput& in, TreeReader& reader, IdentityEntryTabl
       continue;
     }
     Entry* parent = parentItem->dir;
+    const bool isFile = record.fileType != 1;
+    if (!isFile) {
+      // A folder is written when its first find is made, with that find already counted; its finds
+      // follow it in the stream and are counted as they are placed.
+      dir->childrenCount = 0;
+      dir->fileCount = 0;
+      dir->fileSize = 0;
+    }
     dir->parent = parent;
     addChild(dir, parent);
-    const bool isFile = record.fileType != 1;
     for (Entry* up = parent; up != nullptr; up = up->parent) {
       ++up->childrenCount;
       if (isFile) {

@@ -55,7 +55,20 @@ void Volume::setStopTreeThread(bool stop) {
 void Volume::resetSigArraysAndBtreesAndOthers() {
   bCancelScanning = false;
   if (autoCrashRecovery) {
-    makeTables();
+    // The tree, its records, the known-file table and the counts came from the recovery pair and stay;
+    // the scan's lookup tables start anew.
+    if (!arena) arena = std::make_shared<EntryArena>();
+    if (!tables.btreeFirstFileBlock) tables.btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
+    if (!folderNameIndex) folderNameIndex = std::make_unique<FolderNameIndex>();
+    tables.btree = std::make_unique<EntryTable>();
+    tables.btreeAdvScan = tables.btree.get();
+    tables.btreeNormalScan = std::make_unique<EntryTable>();
+    tables.btreeOrph = std::make_unique<OrphanTable>();
+    tables.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
+    tables.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
+    catalog.catalogExt.clear();
+    catalog.extentsExt.clear();
+    tables.allocationExt.clear();
   } else {
     catalog.catalogExt.clear();
     catalog.extentsExt.clear();

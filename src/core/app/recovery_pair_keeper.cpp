@@ -1,0 +1,76 @@
+#include "app/recovery_pair_keeper.h"
+
+namespace nua {
+
+RecoveryPairKeeper::~RecoveryPairKeeper() {
+  // A keeper that goes while a search still records (the process ending) leaves the pair for a resume.
+  std::lock_guard lock(mutex_);
+  positions_.reset();
+  records_.reset();
+}
+
+void RecoveryPairKeeper::setLocation(RecoveryPairLocation* location) {
+  std::lock_guard lock(mutex_);
+  location_ = location;
+}
+
+RecoveryPairLocation* RecoveryPairKeeper::location() const {
+  std::lock_guard lock(mutex_);
+  return location_;
+}
+
+void RecoveryPairKeeper::scanStarting(RecoveryPairWizardState state, std::vector<std::uint64_t> mp3DoneArray,
+                                      std::vector<std::uint64_t> mpgDoneArray) {
+  std::lock_guard lock(mutex_);
+  state_ = std::move(state);
+  mp3DoneArray_ = std::move(mp3DoneArray);
+  mpgDoneArray_ = std::move(mpgDoneArray);
+}
+
+RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& volume) {
+  std::lock_guard lock(mutex_);
+  Started started;
+  started.recovery.mp3DoneArray = mp3DoneArray_;
+  started.recovery.mpgDoneArray = mpgDoneArray_;
+  if (location_ == nullptr) return started;
+  RecoveryPairFolderResult folder = location_->prepareFolder();
+  if (!folder.paths) {
+    started.error = folder.reason;
+    return started;
+  }
+  RecoveryPairState state;
+  state.selectedVolume = &volume;
+  state.mainScanStatus = state_.mainScanStatus;
+  state.treeScanMode = state_.treeScanMode;
+  state.scanMode = state_.scanMode;
+  state.rawSearchMode = state_.rawSearchMode;
+  state.isPTListOrPTScanListChosen = state_.isPTListOrPTScanListChosen;
+  state.partitionListDictArray = state_.partitionListDictArray;
+  state.partitionScanListDictArray = state_.partitionScanListDictArray;
+  state.signatureExtensions = state_.signatureExtensions;
+  state.btreeFirstFileBlock = volume.tables.btreeFirstFileBlock.get();
+  state.mp3DoneArray = mp3DoneArray_;
+  state.mpgDoneArray = mpgDoneArray_;
+  state.dirRoot = volume.dirRoot;
+  const RecoveryPairWriteResult written = saveScanInfoAutoRecovery(*folder.paths, state);
+  if (!written.ok) {
+    started.error = written.error;
+    return started;
+  }
+  written_ = std::make_unique<RecoveryPairPaths>(*folder.paths);
+  records_ = std::make_unique<RecoveryRecordAppender>(written_->recoveryFile);
+  positions_ = std::make_unique<RecoveryResumePosition>(written_->infoFile, records_.get());
+  started.recovery.records = records_.get();
+  started.recovery.positions = positions_.get();
+  return started;
+}
+
+void RecoveryPairKeeper::cleanUp() {
+  std::lock_guard lock(mutex_);
+  positions_.reset();
+  records_.reset();
+  if (written_) removeRecoveryPair(*written_);
+  written_.reset();
+}
+
+}  // namespace nua

@@ -1,0 +1,68 @@
+// Keeps the crash-recovery pair for the controller: the wizard's choices taken when a scan starts, the
+// pair written just before each signature search with the appender and position sink the search gets,
+// and the pair removed when the search's clean-up begins.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "app/signature_search_recovery.h"
+#include "media/rows.h"
+#include "session/recovery_pair.h"
+#include "session/recovery_pair_location.h"
+#include "volume/volume.h"
+
+namespace nua {
+
+// The wizard's part of the pair, as it stood when the scan started.
+struct RecoveryPairWizardState {
+  std::string mainScanStatus;
+  std::int32_t treeScanMode = -1;
+  std::int32_t scanMode = -1;
+  std::int32_t rawSearchMode = -1;
+  std::int32_t isPTListOrPTScanListChosen = -1;
+  std::vector<PartitionRow> partitionListDictArray;
+  std::vector<PartitionRow> partitionScanListDictArray;
+  std::vector<std::string> signatureExtensions;  // of the selected rows, in their order
+};
+
+class RecoveryPairKeeper {
+ public:
+  RecoveryPairKeeper() = default;
+  ~RecoveryPairKeeper();
+  RecoveryPairKeeper(const RecoveryPairKeeper&) = delete;
+  RecoveryPairKeeper& operator=(const RecoveryPairKeeper&) = delete;
+
+  // Where pairs go from now on; null keeps none. The caller keeps the location alive.
+  void setLocation(RecoveryPairLocation* location);
+  [[nodiscard]] RecoveryPairLocation* location() const;
+
+  // On the main thread, before the scan thread starts. `doneLists` are the MP3 and MPEG lists the
+  // search starts with: those read back on a resume, empty otherwise.
+  void scanStarting(RecoveryPairWizardState state, std::vector<std::uint64_t> mp3DoneArray,
+                    std::vector<std::uint64_t> mpgDoneArray);
+
+  struct Started {
+    SignatureSearchRecovery recovery;
+    std::string error;  // why no pair stands; the search runs without one
+  };
+  // On the scan thread just before the search: writes the pair for `volume` and opens the sinks the
+  // search records into. Without a location nothing is written and nothing is an error.
+  [[nodiscard]] Started searchStarting(const Volume& volume);
+  // On the scan thread when the clean-up begins: the sinks are closed and the pair removed.
+  void cleanUp();
+
+ private:
+  mutable std::mutex mutex_;
+  RecoveryPairLocation* location_ = nullptr;
+  RecoveryPairWizardState state_;
+  std::vector<std::uint64_t> mp3DoneArray_, mpgDoneArray_;
+  std::unique_ptr<RecoveryPairPaths> written_;
+  std::unique_ptr<RecoveryRecordAppender> records_;
+  std::unique_ptr<RecoveryResumePosition> positions_;
+};
+
+}  // namespace nua

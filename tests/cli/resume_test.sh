@@ -1,0 +1,76 @@
+#!/usr/bin/env bash
+# A signature search killed midway resumes from its recovery pair: the disk search of carve-disk copies
+# spread over a 4 GiB sparse disk is killed once it has passed the middle copy, both files of the pair
+# are there, `nua-recover resume` finishes it, and its tree equals that of a search never interrupted
+# (same finds, same names, same numbers); the pair is gone at the end.
+set -euo pipefail
+recover=$1
+mkimage=$2
+work=$(mktemp -d)
+pid=
+cleanup() {
+  if [ -n "$pid" ]; then kill -9 "$pid" 2> /dev/null || true; fi
+  rm -rf "$work"
+}
+trap cleanup EXIT
+"$mkimage" make carve-disk "$work/carve.img" > /dev/null
+disk="$work/disk.img"
+cp "$work/carve.img" "$disk"
+truncate -s 512M "$disk"
+cat "$work/carve.img" >> "$disk"
+truncate -s 4G "$disk"
+cat "$work/carve.img" >> "$disk"
+middleCopyEnd=$(( (512 * 1024 * 1024 + $(stat -c %s "$work/carve.img")) / 512 ))
+
+# The pair lives in $XDG_STATE_HOME/nua-recovery, but in /var/lib/nua-recovery for root; root is
+# pointed at the test's folder instead.
+export XDG_STATE_HOME="$work/state"
+folder="$XDG_STATE_HOME/nua-recovery"
+folderOption=()
+if [ "$(id -u)" -eq 0 ]; then folderOption=(--recovery-folder "$folder"); fi
+pair="$folder/KelvoMediaAutoRecovery.dat"
+info="$folder/KelvoMediaAutoRecoveryInfo.dat"
+search=(scan "$disk" --mode photos-advanced --target disk --signatures all --json --quiet)
+
+"$recover" "${search[@]}" "${folderOption[@]}" > "$work/whole.jsonl"
+[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "a finished search left its pair"; exit 1; }
+grep -q '"name":"file3.jpg"' "$work/whole.jsonl" || { echo "the whole search found too little"; exit 1; }
+
+"$recover" "${search[@]}" "${folderOption[@]}" > /dev/null 2>&1 &
+pid=$!
+position=0
+for _ in $(seq 1 1200); do
+  if [ -s "$info" ]; then
+    position=$(od -An -tu8 --endian=big -N8 "$info" | tr -d ' ')
+    [ "$position" -gt "$middleCopyEnd" ] && break
+  fi
+  kill -0 "$pid" 2> /dev/null || break
+  sleep 0.05
+done
+if ! kill -9 "$pid" 2> /dev/null; then echo "the search ended before it could be killed (at $position)"; exit 1; fi
+wait "$pid" 2> /dev/null || true
+pid=
+[ "$position" -gt "$middleCopyEnd" ] || { echo "the search never passed sector $middleCopyEnd ($position)"; exit 1; }
+[ -s "$pair" ] && [ -s "$info" ] || { echo "the killed search left no pair"; ls -la "$folder"; exit 1; }
+
+"$recover" resume --json --quiet "${folderOption[@]}" > "$work/resumed.jsonl"
+cmp -s "$work/whole.jsonl" "$work/resumed.jsonl" || {
+  echo "the resumed tree differs from the whole one"
+  diff "$work/whole.jsonl" "$work/resumed.jsonl" | head -20
+  exit 1
+}
+[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "the resumed search left its pair"; exit 1; }
+
+# Nothing left to resume is an error, not a scan.
+status=0
+"$recover" resume "${folderOption[@]}" > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] && grep -q "no interrupted search to resume" "$work/err.txt" || { echo "resume without a pair"; exit 1; }
+# A pair that doesn't decode is removed with a note and nothing resumes.
+mkdir -p "$folder"
+printf 'not a pair' > "$pair"
+: > "$info"
+status=0
+"$recover" resume "${folderOption[@]}" > /dev/null 2> "$work/err.txt" || status=$?
+[ "$status" -eq 1 ] && grep -q "could not be used and was removed" "$work/err.txt" || { echo "damaged pair"; exit 1; }
+[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "a damaged pair stayed"; exit 1; }
+echo "resume: all checks passed"
