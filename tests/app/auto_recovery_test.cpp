@@ -236,5 +236,33 @@ TEST_F(AutoRecoveryTest, AFolderThatCanNotHoldThePairIsToldAndTheSearchRunsWitho
   controller->signatureSearchCleanUp();  // nothing to remove, and no harm
 }
 
+// The pair's names are fixed, so a second search at the same time (two command lines) must neither
+// replace the first one's pair nor resume it as if it had crashed.
+TEST_F(AutoRecoveryTest, ASecondSearchLeavesTheRunningSearchsPairAlone) {
+  ASSERT_EQ(controller->openScanInfoAutoRecoveryAndScan(), "");
+  const SignatureSearchRecovery first = controller->signatureSearchStarting(*launcher.volume);
+  ASSERT_NE(first.records, nullptr);
+
+  RecoveryPairKeeper second;
+  second.setLocation(&location);
+  second.scanStarting({}, {}, {});
+  Volume other;
+  other.arena = std::make_shared<EntryArena>();
+  other.dirRoot = makeRootDir(*other.arena, nullptr);
+  const RecoveryPairKeeper::Started refused = second.searchStarting(other);
+  EXPECT_EQ(refused.recovery.records, nullptr);
+  EXPECT_NE(refused.error.find("another search"), std::string::npos) << refused.error;
+  EXPECT_TRUE(recoveryPairInUse(search.paths));
+  EXPECT_NE(controller->openScanInfoAutoRecoveryAndScan().find("still running"), std::string::npos);
+  second.cleanUp();
+  EXPECT_TRUE(recoveryPairPresence(search.paths).both()) << "the refused search removed the running one's pair";
+
+  controller->signatureSearchCleanUp();
+  EXPECT_FALSE(recoveryPairInUse(search.paths));
+  const RecoveryPairKeeper::Started now = second.searchStarting(other);
+  EXPECT_NE(now.recovery.records, nullptr) << now.error;
+  second.cleanUp();
+}
+
 }  // namespace
 }  // namespace nua

@@ -1,5 +1,11 @@
 #include "app/recovery_pair_keeper.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <filesystem>
+
 namespace nua {
 
 RecoveryPairKeeper::~RecoveryPairKeeper() {
@@ -7,6 +13,7 @@ RecoveryPairKeeper::~RecoveryPairKeeper() {
   std::lock_guard lock(mutex_);
   positions_.reset();
   records_.reset();
+  releaseLock();
 }
 
 void RecoveryPairKeeper::setLocation(RecoveryPairLocation* location) {
@@ -38,6 +45,18 @@ RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& vol
     started.error = folder.reason;
     return started;
   }
+  // The pair's names are fixed: a second search at the same time (two command lines) would replace
+  // the first one's pair and remove it at its end. The first search keeps the folder; others run
+  // without a pair.
+  const std::filesystem::path lockPath =
+      std::filesystem::path(folder.paths->infoFile).parent_path() / kRecoveryPairLockName;
+  const int lockFd = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  if (lockFd < 0 || ::flock(lockFd, LOCK_EX | LOCK_NB) != 0) {
+    if (lockFd >= 0) ::close(lockFd);
+    started.error = "another search keeps its recovery pair in " + lockPath.parent_path().string();
+    return started;
+  }
+  lockFd_ = lockFd;
   RecoveryPairState state;
   state.selectedVolume = &volume;
   state.mainScanStatus = state_.mainScanStatus;
@@ -55,6 +74,7 @@ RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& vol
   const RecoveryPairWriteResult written = saveScanInfoAutoRecovery(*folder.paths, state);
   if (!written.ok) {
     started.error = written.error;
+    releaseLock();
     return started;
   }
   written_ = std::make_unique<RecoveryPairPaths>(*folder.paths);
@@ -71,6 +91,21 @@ void RecoveryPairKeeper::cleanUp() {
   records_.reset();
   if (written_) removeRecoveryPair(*written_);
   written_.reset();
+  releaseLock();
+}
+
+void RecoveryPairKeeper::releaseLock() {
+  if (lockFd_ >= 0) ::close(lockFd_);  // closing drops the lock
+  lockFd_ = -1;
+}
+
+bool recoveryPairInUse(const RecoveryPairPaths& paths) {
+  const std::filesystem::path lockPath = std::filesystem::path(paths.infoFile).parent_path() / kRecoveryPairLockName;
+  const int fd = ::open(lockPath.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  const bool held = ::flock(fd, LOCK_SH | LOCK_NB) != 0;
+  ::close(fd);
+  return held;
 }
 
 }  // namespace nua

@@ -56,6 +56,8 @@ class RecoveryPairKeeper {
   void cleanUp();
 
  private:
+  void releaseLock();
+
   mutable std::mutex mutex_;
   RecoveryPairLocation* location_ = nullptr;
   RecoveryPairWizardState state_;
@@ -63,6 +65,12 @@ class RecoveryPairKeeper {
   std::unique_ptr<RecoveryPairPaths> written_;
   std::unique_ptr<RecoveryRecordAppender> records_;
   std::unique_ptr<RecoveryResumePosition> positions_;
+  int lockFd_ = -1;  // held from the pair's writing to its removal
 };
+
+// Beside the pair while a search keeps it; the lock, not the file, is what counts.
+inline constexpr const char* kRecoveryPairLockName = "search.lock";
+// Whether a running search holds the pair in these paths' folder (so it is no crash's leftover).
+[[nodiscard]] bool recoveryPairInUse(const RecoveryPairPaths& paths);
 
 }  // namespace nua

@@ -41,6 +41,10 @@ std::string WizardController::openScanInfoAutoRecoveryAndScan() {
   if (location == nullptr) return "no folder for the recovery pair";
   const RecoveryPairPaths paths = location->paths();
   if (!recoveryPairPresence(paths).both()) return "no interrupted search to resume in " + paths.recoveryFile;
+  // A pair whose search still runs is no crash's leftover: resuming it would run the search twice.
+  if (recoveryPairInUse(paths)) {
+    return "the search that keeps the recovery pair in " + paths.recoveryFile + " is still running";
+  }
   RecoveryPairReadResult read = openScanInfoAutoRecovery(paths);
   const bool resumable = read.ok() && read.data->rawSearchMode >= 1 && read.data->rawSearchMode <= 4 &&
                          read.data->scanMode >= 0;
