@@ -44,17 +44,18 @@ def time_report(path):
     clock = re.search(r"Elapsed \(wall clock\) time.*: (?:(\d+):)?(\d+):([\d.]+)", text)
     seconds = int(clock.group(1) or 0) * 3600 + int(clock.group(2)) * 60 + float(clock.group(3))
     peak_kib = int(re.search(r"Maximum resident set size \(kbytes\): (\d+)", text).group(1))
-    return seconds, peak_kib
+    cpu = sum(float(re.search(rf"{kind} time \(seconds\): ([\d.]+)", text).group(1)) for kind in ("User", "System"))
+    return seconds, cpu, peak_kib
 
 
 index = prefix_index(os.path.splitext(sys.argv[1])[0])
 print(f"Image: {size_mib} MiB, {len(planted)} planted files counted "
       f"({len(manifest['extra']['planted']) - len(planted)} decoys and fragmented files not counted)\n")
-print("| tool | seconds | MB/s | peak RSS MB | files recovered whole / planted |")
-print("|---|---:|---:|---:|---:|")
+print("| tool | seconds | MB/s | CPU s | peak RSS MB | files recovered whole / planted |")
+print("|---|---:|---:|---:|---:|---:|")
 for arg in sys.argv[3:]:
     tool, time_file, saved = arg.split("=")
-    seconds, peak_kib = time_report(time_file)
+    seconds, cpu, peak_kib = time_report(time_file)
     mb_per_s = size_mib * 1048576 / 1e6 / seconds if seconds > 0 else float("inf")
     whole = f"{recovered_whole(saved, index)} / {len(planted)}" if saved else "-"
-    print(f"| {tool} | {seconds:.2f} | {mb_per_s:.0f} | {peak_kib / 1024:.1f} | {whole} |")
+    print(f"| {tool} | {seconds:.2f} | {mb_per_s:.0f} | {cpu:.2f} | {peak_kib / 1024:.1f} | {whole} |")

@@ -6,8 +6,15 @@
 # and saves what it finds; a saved file is "recovered whole" when its first lengthBytes hash to a
 # planted file's sha256, each planted file counted once. Decoys and fragmented files are not counted.
 # Prints a Markdown table. Not a test: timings depend on the machine and what else runs on it.
+# Rows: our search saving every find; our search alone (--json, nothing saved); PhotoRec with its
+# defaults (every file type, plain text too, so it also saves the filler); PhotoRec with text off.
+# Our save flushes each file to its disk (fsync) to report write failures, PhotoRec does not: on a
+# real disk that flush, not the search, sets our save time, so WORK_DIR=/dev/shm/... (about 5 GiB at
+# 2048) compares the searches; a disk WORK_DIR shows the destination's cost.
+# CPU s is user plus system time, steadier than wall time when other work shares the machine.
 # usage: tools/bench/photo_search_vs_photorec.sh BUILD_DIR [SIZE_MIB]   (default 2048)
-#        WORK_DIR=DIR keeps the image and the saved files there instead of a temporary folder.
+#        WORK_DIR=DIR keeps the image and the saved files there instead of a temporary folder;
+#        an image already there is reused.
 set -euo pipefail
 build=$(cd "${1:?usage: tools/bench/photo_search_vs_photorec.sh BUILD_DIR [SIZE_MIB]}" && pwd)
 size=${2:-2048}
