@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "imagekit/carve_samples.h"
+#include "imagekit/carve_sized_disk.h"
 #include "imagekit/fat_builder.h"
 #include "imagekit/partition_disk.h"
 #include "imagekit/partition_map.h"
@@ -108,7 +109,13 @@ bool describePlantings(const std::string& outPath, const std::vector<Planting>& 
 }
 
 // The bare disk: every file at a sector of its own with text-like filler between, no file system.
+// With `--size-mib N` it is instead the benchmark disk of that size (see carve_sized_disk.h).
 bool makeCarveDisk(const std::string& outPath, const ScenarioOptions& options, Manifest& manifest, std::string& error) {
+  if (options.values.contains("size-mib")) {
+    std::uint64_t sizeMiB = 0;
+    if (!optionUint(options, "size-mib", 0, sizeMiB, error)) return false;
+    return makeSizedCarveDisk(outPath, sizeMiB, options, manifest, error);
+  }
   CarveSet set;
   if (!makeCarveSet(options.seed, false, set, manifest, error)) return false;
   std::vector<std::byte> disk = carveFiller(options.seed, 64 * kSectorSize);

@@ -122,6 +122,7 @@ FileCheckList FileCheckList::build(const std::set<std::string>& selectedFormats,
     if (selectedFormats.count(entry.formatWord) == 0 || entry.makeCheck == nullptr) continue;
     std::unique_ptr<FileCheck> check = entry.makeCheck(source, state);
     if (wrap) check = wrap(std::move(check));
+    list.firstBytes_.push_back(check->firstByteOfHeader());
     list.checks_.push_back(std::move(check));
     if (entry.selectedFlag != nullptr) state.*entry.selectedFlag = true;
     if (entry.movie) list.movieFamilySelected_ = true;
@@ -133,9 +134,10 @@ FileCheckHit FileCheckList::run(ByteSpan header, std::uint64_t sector) {
   const std::uint8_t firstByte = headerByte(header, 0);
   const std::uint8_t atomLetter = headerByte(header, 4);
   const bool mayBeMovie = movieFamilySelected_ && atomLetter >= 'f' && atomLetter <= 'x';
-  for (const auto& check : checks_) {
-    if (check->isFile(header, sector)) return FileCheckHit{check.get(), check->fileSizeCalculation(header, sector)};
-    if (firstByte < check->firstByteOfHeader() && !mayBeMovie) break;
+  for (std::size_t i = 0; i < checks_.size(); ++i) {
+    FileCheck& check = *checks_[i];
+    if (check.isFile(header, sector)) return FileCheckHit{&check, check.fileSizeCalculation(header, sector)};
+    if (firstByte < firstBytes_[i] && !mayBeMovie) break;
   }
   return {};
 }

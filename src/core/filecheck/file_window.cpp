@@ -38,7 +38,7 @@ ByteSpan FileWindow::bytesAt(std::uint64_t fileOffset, std::size_t length) {
   return ByteSpan(buffer_).subspan(static_cast<std::size_t>(fileOffset - windowStart_), length);
 }
 
-std::uint8_t FileWindow::byteAt(std::uint64_t fileOffset) {
+std::uint8_t FileWindow::byteAtAfterLoad(std::uint64_t fileOffset) {
   const ByteSpan b = bytesAt(fileOffset, 1);
   return b.empty() ? 0 : u8(b, 0);
 }

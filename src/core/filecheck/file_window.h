@@ -27,7 +27,13 @@ class FileWindow {
   [[nodiscard]] bool failed() const { return failed_; }
 
   // Byte readers by offset from the file's start; 0 after a failed read (see failed()).
-  [[nodiscard]] std::uint8_t byteAt(std::uint64_t fileOffset);
+  [[nodiscard]] std::uint8_t byteAt(std::uint64_t fileOffset) {
+    // Marker walks read every byte of a large file: a byte inside the loaded window costs no call.
+    if (loaded_ && !failed_ && fileOffset >= windowStart_ && fileOffset - windowStart_ < buffer_.size() - kSpareBytes) {
+      return std::to_integer<std::uint8_t>(buffer_[static_cast<std::size_t>(fileOffset - windowStart_)]);
+    }
+    return byteAtAfterLoad(fileOffset);
+  }
   [[nodiscard]] std::uint16_t be16At(std::uint64_t fileOffset);
   [[nodiscard]] std::uint32_t be32At(std::uint64_t fileOffset);
   [[nodiscard]] std::uint16_t le16At(std::uint64_t fileOffset);
@@ -51,6 +57,8 @@ class FileWindow {
   [[nodiscard]] bool cancelled() const { return state_.cancelled(); }
 
  private:
+  [[nodiscard]] std::uint8_t byteAtAfterLoad(std::uint64_t fileOffset);
+
   SectorSource& source_;
   FileCheckScanState& state_;
   std::uint64_t fileFirstSector_;
