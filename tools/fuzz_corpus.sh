@@ -10,7 +10,7 @@ trap 'rm -rf "$work"' EXIT
 
 targets=(hfs_volume_header hfs_btree_node hfs_node_slack hfs_catalog_scan hfs_deleted_file_scan fat_boot_sector
          fat_volume exfat_boot_region exfat_entry_set exfat_volume partition_maps partition_records session_file
-         session_record signature_data formats_dispatch file_check_list udif_image)
+         session_record signature_data formats_dispatch file_check_list udif_image recovery_pair)
 for t in "${targets[@]}"; do mkdir -p "$out/$t"; done
 
 image() { "$mkimage" make "$1" "$work/$1.img" "${@:2}" >/dev/null; }
@@ -88,6 +88,8 @@ if [ -x "$build/src/cli/nua-recover" ]; then
     --session-out "$out/session_file/fat12-basic.nvs" >/dev/null 2>&1 || true
   for f in "$out"/session_file/*.nvs; do
     [ -f "$f" ] || continue
+    # A pair's tree is coded as a session file's: a zero resume position, then the tree.
+    { head -c 8 /dev/zero; cat "$f"; } >"$out/recovery_pair/$(basename "$f")"
     size=$(stat -c %s "$f")
     for at in $((size / 4)) $((size / 2)) $((size * 3 / 4)); do
       dd if="$f" of="$out/session_record/$(basename "$f")-$at" iflag=skip_bytes,count_bytes bs=96 skip="$at" count=96 \
