@@ -60,15 +60,7 @@ void Volume::resetSigArraysAndBtreesAndOthers() {
     if (!arena) arena = std::make_shared<EntryArena>();
     if (!tables.btreeFirstFileBlock) tables.btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
     if (!folderNameIndex) folderNameIndex = std::make_unique<FolderNameIndex>();
-    tables.btree = std::make_unique<EntryTable>();
-    tables.btreeAdvScan = tables.btree.get();
-    tables.btreeNormalScan = std::make_unique<EntryTable>();
-    tables.btreeOrph = std::make_unique<OrphanTable>();
-    tables.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
-    tables.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
-    catalog.catalogExt.clear();
-    catalog.extentsExt.clear();
-    tables.allocationExt.clear();
+    makeLookupTables();
   } else {
     catalog.catalogExt.clear();
     catalog.extentsExt.clear();
@@ -126,18 +118,22 @@ void Volume::finishTree(ProgressSink& progress) {
   progress.report(done);
 }
 
-void Volume::makeTables() {
-  arena = std::make_shared<EntryArena>();
+void Volume::makeLookupTables() {
   tables.btree = std::make_unique<EntryTable>();
   tables.btreeAdvScan = tables.btree.get();
   tables.btreeNormalScan = std::make_unique<EntryTable>();
-  tables.btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
   tables.btreeOrph = std::make_unique<OrphanTable>();
   tables.btreeOrphAdvScanEntries = std::make_unique<OrphanTable>();
   tables.btreeForUsedCatNodeSector = std::make_unique<CountedKeyTable>();
   catalog.catalogExt.clear();
   catalog.extentsExt.clear();
   tables.allocationExt.clear();
+}
+
+void Volume::makeTables() {
+  arena = std::make_shared<EntryArena>();
+  tables.btreeFirstFileBlock = std::make_unique<CountedKeyTable>();
+  makeLookupTables();
   counters.orphanCount = counters.entryCount = counters.fileCount = counters.folderCount = counters.dataSize = 0;
   folderNameIndex = std::make_unique<FolderNameIndex>();
 }

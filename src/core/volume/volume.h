@@ -159,6 +159,8 @@ class Volume : public MediaReader {
 
  private:
   void makeTables();
+  // The tables a scan looks entries up in, anew; the tree and the known-file table are left alone.
+  void makeLookupTables();
   void readDiskShape(const Dict& dict);
   void readLogicalVolumeShape(const Dict& dict);
   void readPartitionShape(const Dict& dict);
