@@ -26,7 +26,7 @@ RecoveryPairLocation* RecoveryPairKeeper::location() const {
   return location_;
 }
 
-void RecoveryPairKeeper::scanStarting(RecoveryPairWizardState state, std::vector<std::uint64_t> mp3DoneArray,
+void RecoveryPairKeeper::scanStarting(RecoveryPairState state, std::vector<std::uint64_t> mp3DoneArray,
                                       std::vector<std::uint64_t> mpgDoneArray) {
   std::lock_guard lock(mutex_);
   state_ = std::move(state);
@@ -57,16 +57,8 @@ RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& vol
     return started;
   }
   lockFd_ = lockFd;
-  RecoveryPairState state;
+  RecoveryPairState state = state_;
   state.selectedVolume = &volume;
-  state.mainScanStatus = state_.mainScanStatus;
-  state.treeScanMode = state_.treeScanMode;
-  state.scanMode = state_.scanMode;
-  state.rawSearchMode = state_.rawSearchMode;
-  state.isPTListOrPTScanListChosen = state_.isPTListOrPTScanListChosen;
-  state.partitionListDictArray = state_.partitionListDictArray;
-  state.partitionScanListDictArray = state_.partitionScanListDictArray;
-  state.signatureExtensions = state_.signatureExtensions;
   state.btreeFirstFileBlock = volume.tables.btreeFirstFileBlock.get();
   state.mp3DoneArray = mp3DoneArray_;
   state.mpgDoneArray = mpgDoneArray_;

@@ -17,18 +17,6 @@
 
 namespace nua {
 
-// The wizard's part of the pair, as it stood when the scan started.
-struct RecoveryPairWizardState {
-  std::string mainScanStatus;
-  std::int32_t treeScanMode = -1;
-  std::int32_t scanMode = -1;
-  std::int32_t rawSearchMode = -1;
-  std::int32_t isPTListOrPTScanListChosen = -1;
-  std::vector<PartitionRow> partitionListDictArray;
-  std::vector<PartitionRow> partitionScanListDictArray;
-  std::vector<std::string> signatureExtensions;  // of the selected rows, in their order
-};
-
 class RecoveryPairKeeper {
  public:
   RecoveryPairKeeper() = default;
@@ -42,7 +30,8 @@ class RecoveryPairKeeper {
 
   // On the main thread, before the scan thread starts. `doneLists` are the MP3 and MPEG lists the
   // search starts with: those read back on a resume, empty otherwise.
-  void scanStarting(RecoveryPairWizardState state, std::vector<std::uint64_t> mp3DoneArray,
+  // `state` is the wizard's part as it stood then; its pointers and lists are filled at the search's start.
+  void scanStarting(RecoveryPairState state, std::vector<std::uint64_t> mp3DoneArray,
                     std::vector<std::uint64_t> mpgDoneArray);
 
   struct Started {
@@ -60,7 +49,7 @@ class RecoveryPairKeeper {
 
   mutable std::mutex mutex_;
   RecoveryPairLocation* location_ = nullptr;
-  RecoveryPairWizardState state_;
+  RecoveryPairState state_;
   std::vector<std::uint64_t> mp3DoneArray_, mpgDoneArray_;
   std::unique_ptr<RecoveryPairPaths> written_;
   std::unique_ptr<RecoveryRecordAppender> records_;

@@ -50,7 +50,7 @@ void ScanRunner::startScan(bool resume) {
       scanLaunchFor(controller_.rawSearchMode, controller_.scanMode, controller_.treeScanMode, controller_.sigSelArray,
                     resume ? std::optional(controller_.autoRecBeginSize) : std::nullopt);
   if (!launch) return;
-  RecoveryPairWizardState state;
+  RecoveryPairState state;
   state.mainScanStatus = controller_.mainScanStatus;
   state.treeScanMode = controller_.treeScanMode;
   state.scanMode = controller_.scanMode;
