@@ -195,10 +195,10 @@ int scanCommand(const std::vector<std::string>& allArgs, const TreeAction& treeA
       terminal, ui);
   controller.progressChanged = [&] { printer.show(controller.progressScreen(), false); };
 
-  // The image or device is only read, so the user's state folder is never on it.
+  // Before each search the controller checks that the folder is not on the device searched.
   const std::optional<std::string> chosenFolder = options.value("--recovery-folder");
   StateFolderLocation pairFolder =
-      chosenFolder ? StateFolderLocation(*chosenFolder, nullptr) : StateFolderLocation::forThisProcess(nullptr);
+      chosenFolder ? StateFolderLocation(*chosenFolder) : StateFolderLocation::forThisProcess();
   if (resume || !options.flag("--no-recovery-pair")) controller.setRecoveryPairLocation(&pairFolder);
 
   std::signal(SIGINT, onInterrupt);

@@ -128,7 +128,7 @@ class AutoRecoveryTest : public ::testing::Test {
     controller->setRecoveryPairLocation(&location);
   }
   InterruptedSearch search;
-  StateFolderLocation location{search.folder.string(), nullptr};
+  StateFolderLocation location{search.folder.string()};
   NullWizardView view;
   RecordingUiBridge ui;
   StartedLauncher launcher;
@@ -222,7 +222,7 @@ TEST_F(AutoRecoveryTest, APairThatFailsToDecodeIsRemovedAndNothingStarts) {
 TEST_F(AutoRecoveryTest, AFolderThatCanNotHoldThePairIsToldAndTheSearchRunsWithout) {
   const fs::path notAFolder = search.folder / "file";
   std::ofstream(notAFolder) << "x";
-  StateFolderLocation blocked(notAFolder.string(), nullptr);
+  StateFolderLocation blocked(notAFolder.string());
   controller->setRecoveryPairLocation(&blocked);
   Volume volume;
   volume.arena = std::make_shared<EntryArena>();
@@ -234,6 +234,72 @@ TEST_F(AutoRecoveryTest, AFolderThatCanNotHoldThePairIsToldAndTheSearchRunsWitho
   EXPECT_EQ(ui.alerts[0].title, "!Error");
   EXPECT_EQ(ui.alerts[0].text, "Cannot create file at selected path");
   controller->signatureSearchCleanUp();  // nothing to remove, and no harm
+}
+
+// Writing the pair onto the searched device could overwrite the very files sought.
+TEST_F(AutoRecoveryTest, NoPairIsWrittenOnTheSearchedDevice) {
+  std::string askedFolder;
+  controller->folderOnSearchedDevice = [&](Volume&, const std::string& folder) {
+    askedFolder = folder;
+    return true;
+  };
+  Volume volume;
+  volume.arena = std::make_shared<EntryArena>();
+  volume.dirRoot = makeRootDir(*volume.arena, nullptr);
+  fs::remove(search.paths.recoveryFile);
+  fs::remove(search.paths.infoFile);
+  const SignatureSearchRecovery recovery = controller->signatureSearchStarting(volume);
+  EXPECT_EQ(askedFolder, search.folder.string());
+  EXPECT_EQ(recovery.records, nullptr);
+  ASSERT_EQ(ui.alerts.size(), 1u);
+  EXPECT_EQ(ui.alerts[0].text, "Cannot create file at selected path");
+  EXPECT_FALSE(recoveryPairPresence(search.paths).recoveryFile);
+  controller->signatureSearchCleanUp();
+}
+
+class RecordingGuard : public SearchGuard {
+ public:
+  std::string guardSearch(const RecoveryPairPaths& pair) override {
+    guarded.push_back(pair);
+    // The guard comes after the pair: it is there to be watched.
+    pairThere = recoveryPairPresence(pair).both();
+    return answer;
+  }
+  std::vector<RecoveryPairPaths> guarded;
+  bool pairThere = false;
+  std::string answer;
+};
+
+TEST_F(AutoRecoveryTest, TheGuardWatchesEachSearchOnceItsPairStands) {
+  RecordingGuard guard;
+  controller->setSearchGuard(&guard);
+  int broughtToFront = 0;
+  controller->bringMainWindowToFront = [&] { ++broughtToFront; };
+  ASSERT_EQ(controller->openScanInfoAutoRecoveryAndScan(), "");
+  SignatureSearchRecovery recovery = controller->signatureSearchStarting(*launcher.volume);
+  ASSERT_EQ(guard.guarded.size(), 1u);
+  EXPECT_EQ(guard.guarded[0].recoveryFile, search.paths.recoveryFile);
+  EXPECT_TRUE(guard.pairThere);
+  controller->mainThread().runPending();
+  EXPECT_EQ(broughtToFront, 1);
+  controller->signatureSearchCleanUp();
+
+  // A guard that can't start leaves the search as it is, without a word to the user.
+  guard.answer = "no watchdog";
+  recovery = controller->signatureSearchStarting(*launcher.volume);
+  EXPECT_EQ(guard.guarded.size(), 2u);
+  EXPECT_NE(recovery.records, nullptr);
+  EXPECT_TRUE(ui.alerts.empty());
+  controller->signatureSearchCleanUp();
+
+  // Without a pair there is nothing to watch.
+  StateFolderLocation blocked((search.folder / "missing" / "\0").string());
+  std::ofstream(search.folder / "missing") << "a file, not a folder";
+  controller->setRecoveryPairLocation(&blocked);
+  recovery = controller->signatureSearchStarting(*launcher.volume);
+  EXPECT_EQ(guard.guarded.size(), 2u);
+  controller->signatureSearchCleanUp();
+  controller->setSearchGuard(nullptr);
 }
 
 // The pair's names are fixed, so a second search at the same time (two command lines) must neither
@@ -249,7 +315,7 @@ TEST_F(AutoRecoveryTest, ASecondSearchLeavesTheRunningSearchsPairAlone) {
   Volume other;
   other.arena = std::make_shared<EntryArena>();
   other.dirRoot = makeRootDir(*other.arena, nullptr);
-  const RecoveryPairKeeper::Started refused = second.searchStarting(other);
+  const RecoveryPairKeeper::Started refused = second.searchStarting(other, {});
   EXPECT_EQ(refused.recovery.records, nullptr);
   EXPECT_NE(refused.error.find("another search"), std::string::npos) << refused.error;
   EXPECT_TRUE(recoveryPairInUse(search.paths));
@@ -259,7 +325,7 @@ TEST_F(AutoRecoveryTest, ASecondSearchLeavesTheRunningSearchsPairAlone) {
 
   controller->signatureSearchCleanUp();
   EXPECT_FALSE(recoveryPairInUse(search.paths));
-  const RecoveryPairKeeper::Started now = second.searchStarting(other);
+  const RecoveryPairKeeper::Started now = second.searchStarting(other, {});
   EXPECT_NE(now.recovery.records, nullptr) << now.error;
   second.cleanUp();
 }

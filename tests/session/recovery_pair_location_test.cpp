@@ -40,8 +40,8 @@ TEST(RecoveryPairLocationTest, FolderFollowsStateHomeHomeAndRoot) {
 
 TEST(RecoveryPairLocationTest, FolderIsMadeOnDemandAndRefusedWhenItCannotTakeThePair) {
   const fs::path folder = scratch() / "state" / "deeper" / "nua-recovery";
-  StateFolderLocation location(folder.string(), {});
-  const RecoveryPairFolderResult made = location.prepareFolder();
+  StateFolderLocation location(folder.string());
+  const RecoveryPairFolderResult made = location.prepareFolder({});
   ASSERT_TRUE(made.paths.has_value()) << made.reason;
   EXPECT_EQ(made.paths->recoveryFile, (folder / "KelvoMediaAutoRecovery.dat").string());
   EXPECT_EQ(made.paths->infoFile, (folder / "KelvoMediaAutoRecoveryInfo.dat").string());
@@ -50,12 +50,13 @@ TEST(RecoveryPairLocationTest, FolderIsMadeOnDemandAndRefusedWhenItCannotTakeThe
 
   // A regular file where a folder should be: nothing can be made below it.
   writeAll(scratch() / "a-file", "x");
-  const RecoveryPairFolderResult underFile = StateFolderLocation((scratch() / "a-file" / "nua-recovery").string(), {}).prepareFolder();
+  const RecoveryPairFolderResult underFile = StateFolderLocation((scratch() / "a-file" / "nua-recovery").string()).prepareFolder({});
   EXPECT_FALSE(underFile.paths.has_value());
   EXPECT_FALSE(underFile.reason.empty());
 
-  StateFolderLocation onSource(folder.string(), [&](const std::string& asked) { return asked == folder.string(); });
-  const RecoveryPairFolderResult refused = onSource.prepareFolder();
+  StateFolderLocation onSource(folder.string());
+  const RecoveryPairFolderResult refused =
+      onSource.prepareFolder([&](const std::string& asked) { return asked == folder.string(); });
   EXPECT_FALSE(refused.paths.has_value());
   EXPECT_NE(refused.reason.find("being recovered"), std::string::npos);
   EXPECT_EQ(onSource.paths().recoveryFile, made.paths->recoveryFile) << "lookup needs no preparation";
@@ -64,7 +65,7 @@ TEST(RecoveryPairLocationTest, FolderIsMadeOnDemandAndRefusedWhenItCannotTakeThe
     const fs::path readOnly = scratch() / "read-only";
     fs::create_directories(readOnly);
     fs::permissions(readOnly, fs::perms::owner_read | fs::perms::owner_exec);
-    const RecoveryPairFolderResult unwritable = StateFolderLocation(readOnly.string(), {}).prepareFolder();
+    const RecoveryPairFolderResult unwritable = StateFolderLocation(readOnly.string()).prepareFolder({});
     EXPECT_FALSE(unwritable.paths.has_value());
     EXPECT_NE(unwritable.reason.find("cannot write"), std::string::npos);
     fs::permissions(readOnly, fs::perms::owner_all);

@@ -34,13 +34,14 @@ void RecoveryPairKeeper::scanStarting(RecoveryPairState state, std::vector<std::
   mpgDoneArray_ = std::move(mpgDoneArray);
 }
 
-RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& volume) {
+RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& volume,
+                                                               const FolderOnSourceCheck& onSource) {
   std::lock_guard lock(mutex_);
   Started started;
   started.recovery.mp3DoneArray = mp3DoneArray_;
   started.recovery.mpgDoneArray = mpgDoneArray_;
   if (location_ == nullptr) return started;
-  RecoveryPairFolderResult folder = location_->prepareFolder();
+  RecoveryPairFolderResult folder = location_->prepareFolder(onSource);
   if (!folder.paths) {
     started.error = folder.reason;
     return started;
@@ -72,6 +73,7 @@ RecoveryPairKeeper::Started RecoveryPairKeeper::searchStarting(const Volume& vol
   written_ = std::make_unique<RecoveryPairPaths>(*folder.paths);
   records_ = std::make_unique<RecoveryRecordAppender>(written_->recoveryFile);
   positions_ = std::make_unique<RecoveryResumePosition>(written_->infoFile, records_.get());
+  started.pair = *written_;
   started.recovery.records = records_.get();
   started.recovery.positions = positions_.get();
   return started;

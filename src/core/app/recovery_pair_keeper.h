@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,10 +38,12 @@ class RecoveryPairKeeper {
   struct Started {
     SignatureSearchRecovery recovery;
     std::string error;  // why no pair stands; the search runs without one
+    std::optional<RecoveryPairPaths> pair;  // the pair written, when one was
   };
   // On the scan thread just before the search: writes the pair for `volume` and opens the sinks the
-  // search records into. Without a location nothing is written and nothing is an error.
-  [[nodiscard]] Started searchStarting(const Volume& volume);
+  // search records into. Without a location nothing is written and nothing is an error. A folder
+  // `onSource` calls on the searched device gets no pair: writing it could overwrite what is sought.
+  [[nodiscard]] Started searchStarting(const Volume& volume, const FolderOnSourceCheck& onSource);
   // On the scan thread when the clean-up begins: the sinks are closed and the pair removed.
   void cleanUp();
 

@@ -24,6 +24,7 @@
 #include "app/scan_progress.h"
 #include "app/scan_request.h"
 #include "app/scan_runner.h"
+#include "app/search_guard.h"
 #include "app/volume_scan_progress.h"
 #include "app/scan_run.h"
 #include "app/session_actions.h"
@@ -207,9 +208,26 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   // user and the search runs without it.
   SignatureSearchRecovery signatureSearchStarting(Volume& volume) override;
   void signatureSearchCleanUp() override { recoveryPair_.cleanUp(); }
+  // Watches each search once its pair stands (the watchdog); null watches none. The front end keeps it.
+  void setSearchGuard(SearchGuard* guard) { searchGuard_.store(guard); }
+  // Run on the main thread, not waited for, once a search's pair is written and guarded.
+  std::function<void()> bringMainWindowToFront;
+  // Whether a folder lies on the device `volume` reads from, so that the pair is not written there.
+  // By default the system's device layout is asked; tests put in their own.
+  std::function<bool(Volume& volume, const std::string& folder)> folderOnSearchedDevice;
+
   // Reads the pair at the location and resumes its search. Empty when the search started; otherwise
   // why nothing was resumed, and a pair that failed to decode or names no search has been removed.
   [[nodiscard]] std::string openScanInfoAutoRecoveryAndScan();
+  // The same in two steps, so that the reading can run on a worker thread and the wizard be
+  // replayed on the main thread: the pair read, or why there is nothing to resume.
+  struct AutoRecoveryRead {
+    std::optional<RecoveryPairData> data;
+    std::string error;
+  };
+  [[nodiscard]] AutoRecoveryRead readAutoRecovery();
+  // On the main thread: installs what was read and starts the search; empty, or the read's error.
+  [[nodiscard]] std::string resumeAutoRecovery(AutoRecoveryRead read);
   // Installs what was read: the volume with its tree and known files, the modes, lists and extensions.
   void installAutoRecovery(RecoveryPairData data);
   // Replays the wizard without showing it and starts the search from autoRecBeginSize.
@@ -358,6 +376,7 @@ class WizardController : public ScanRunSink, public VolumeSearchRunSink {
   RepeatingTimer watchSaveScanInfoTimer_;
   bool quitRequested_ = false;
   RecoveryPairKeeper recoveryPair_;
+  std::atomic<SearchGuard*> searchGuard_{nullptr};
   // Selects the rows of the loaded catalog whose extensions the pair names.
   void selectAutoRecoveryExtensions();
   SessionActions session_{*this};  // after mainThread_: its worker is joined first

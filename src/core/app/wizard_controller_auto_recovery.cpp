@@ -6,6 +6,7 @@
 #include "app/wizard_controller.h"
 #include "base/log.h"
 #include "media/media_reader.h"
+#include "save/destination_check.h"
 
 namespace nua {
 namespace {
@@ -28,22 +29,41 @@ std::uint32_t largestFileID(const Entry* root) {
 }  // namespace
 
 SignatureSearchRecovery WizardController::signatureSearchStarting(Volume& volume) {
-  RecoveryPairKeeper::Started started = recoveryPair_.searchStarting(volume);
+  FolderOnSourceCheck onSource;
+  if (folderOnSearchedDevice) {
+    onSource = [this, &volume](const std::string& folder) { return folderOnSearchedDevice(volume, folder); };
+  } else {
+    onSource = [identity = sourceIdentityOf(volume)](const std::string& folder) {
+      return identity.known && folderOnSource(identity, folder);
+    };
+  }
+  RecoveryPairKeeper::Started started = recoveryPair_.searchStarting(volume, onSource);
   if (!started.error.empty()) {
     logLine("recovery pair not written: " + started.error);
     runAlertPanel({kRecoveryPairErrorTitle, kRecoveryPairErrorText, {"OK"}});
   }
+  if (started.pair) {
+    // A guard that can't start is no reason to stop: the search goes on, unguarded.
+    if (SearchGuard* guard = searchGuard_.load()) {
+      if (const std::string error = guard->guardSearch(*started.pair); !error.empty())
+        logLine("search not guarded: " + error);
+    }
+    if (bringMainWindowToFront) mainThread_.post([this] { bringMainWindowToFront(); });
+  }
   return std::move(started.recovery);
 }
 
-std::string WizardController::openScanInfoAutoRecoveryAndScan() {
+std::string WizardController::openScanInfoAutoRecoveryAndScan() { return resumeAutoRecovery(readAutoRecovery()); }
+
+WizardController::AutoRecoveryRead WizardController::readAutoRecovery() {
+  AutoRecoveryRead result;
   RecoveryPairLocation* location = recoveryPair_.location();
-  if (location == nullptr) return "no folder for the recovery pair";
+  if (location == nullptr) return {std::nullopt, "no folder for the recovery pair"};
   const RecoveryPairPaths paths = location->paths();
-  if (!recoveryPairPresence(paths).both()) return "no interrupted search to resume in " + paths.recoveryFile;
+  if (!recoveryPairPresence(paths).both()) return {std::nullopt, "no interrupted search to resume in " + paths.recoveryFile};
   // A pair whose search still runs is no crash's leftover: resuming it would run the search twice.
   if (recoveryPairInUse(paths)) {
-    return "the search that keeps the recovery pair in " + paths.recoveryFile + " is still running";
+    return {std::nullopt, "the search that keeps the recovery pair in " + paths.recoveryFile + " is still running"};
   }
   RecoveryPairReadResult read = openScanInfoAutoRecovery(paths);
   const bool resumable = read.ok() && read.data->rawSearchMode >= 1 && read.data->rawSearchMode <= 4 &&
@@ -52,8 +72,14 @@ std::string WizardController::openScanInfoAutoRecoveryAndScan() {
     const std::string reason = read.ok() ? "the recovery pair names no signature search" : read.reason;
     removeRecoveryPair(paths);
     logLine("recovery pair removed: " + reason);
-    return "the recovery pair could not be used and was removed: " + reason;
+    return {std::nullopt, "the recovery pair could not be used and was removed: " + reason};
   }
+  result.data = std::move(read.data);
+  return result;
+}
+
+std::string WizardController::resumeAutoRecovery(AutoRecoveryRead read) {
+  if (!read.data) return read.error;
   installAutoRecovery(std::move(*read.data));
   scanAutoRecovery();
   return {};

@@ -8,10 +8,12 @@
 
 #include <array>
 #include <cstdio>
+#include <filesystem>
 #include <fstream>
 #include <set>
 #include <vector>
 
+#include "media/media_reader.h"
 #include "save/detail/mount_table.h"
 
 namespace nua {
@@ -150,6 +152,16 @@ bool destinationOnSource(const SourceIdentity& source, const DestinationFacts& d
     pending.insert(pending.end(), next.devices.begin(), next.devices.end());
   }
   return false;
+}
+
+SourceIdentity sourceIdentityOf(MediaReader& source) {
+  int errorNumber = 0;
+  const std::shared_ptr<DeviceFile> file = source.deviceFile(errorNumber);
+  if (!file) return {};
+  std::error_code error;
+  const std::filesystem::path absolute = std::filesystem::weakly_canonical(file->path(), error);
+  return {true, file->isBlockDevice(), file->deviceNumber(), file->inodeNumber(),
+          error ? file->path() : absolute.string()};
 }
 
 bool folderOnSource(const SourceIdentity& source, const std::string& folder) {

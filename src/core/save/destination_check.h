@@ -11,6 +11,10 @@
 #include "save/storage_below.h"
 
 namespace nua {
+class MediaReader;
+}
+
+namespace nua {
 
 // The source as it was opened: a block device by its device number, an image file by the device
 // holding it and its inode.
@@ -21,6 +25,9 @@ struct SourceIdentity {
   std::uint64_t inodeNumber = 0;
   std::string path;  // absolute; matched against loop backing files whose inode cannot be learned
 };
+
+// The identity of what `source` reads from; not known when the file can't be opened.
+[[nodiscard]] SourceIdentity sourceIdentityOf(MediaReader& source);
 
 struct DestinationFacts {
   bool exists = false;        // stat succeeded on a folder

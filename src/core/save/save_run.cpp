@@ -92,15 +92,7 @@ bool SaveRun::saveData(bool previewVisible) {
 }
 
 bool SaveRun::checkDestination(const std::string& path) {
-  if (!sourceIdentity_.known) {
-    int errorNumber = 0;
-    if (auto file = source_.deviceFile(errorNumber)) {
-      std::error_code error;
-      const std::filesystem::path absolute = std::filesystem::weakly_canonical(file->path(), error);
-      sourceIdentity_ = {true, file->isBlockDevice(), file->deviceNumber(), file->inodeNumber(),
-                         error ? file->path() : absolute.string()};
-    }
-  }
+  if (!sourceIdentity_.known) sourceIdentity_ = sourceIdentityOf(source_);
   const DestinationVerdict verdict =
       checkDestinationFacts(probe_(path), view_.markedData(), sourceIdentity_, storageLookup_);
   if (verdict.refusal) {

@@ -22,18 +22,16 @@ std::string defaultRecoveryPairFolder(const std::function<const char*(const char
   return (base / ".local" / "state" / kRecoveryPairFolderName).string();
 }
 
-StateFolderLocation::StateFolderLocation(std::string folder, FolderOnSourceCheck onSource)
-    : folder_(std::move(folder)), onSource_(std::move(onSource)) {}
+StateFolderLocation::StateFolderLocation(std::string folder) : folder_(std::move(folder)) {}
 
-StateFolderLocation StateFolderLocation::forThisProcess(FolderOnSourceCheck onSource) {
+StateFolderLocation StateFolderLocation::forThisProcess() {
   return StateFolderLocation(
-      defaultRecoveryPairFolder([](const char* name) { return std::getenv(name); }, ::geteuid() == 0),
-      std::move(onSource));
+      defaultRecoveryPairFolder([](const char* name) { return std::getenv(name); }, ::geteuid() == 0));
 }
 
 RecoveryPairPaths StateFolderLocation::paths() const { return RecoveryPairPaths::inFolder(folder_); }
 
-RecoveryPairFolderResult StateFolderLocation::prepareFolder() {
+RecoveryPairFolderResult StateFolderLocation::prepareFolder(const FolderOnSourceCheck& onSource) {
   RecoveryPairFolderResult result;
   std::error_code error;
   std::filesystem::create_directories(folder_, error);
@@ -44,7 +42,7 @@ RecoveryPairFolderResult StateFolderLocation::prepareFolder() {
   }
   // The pair describes the user's drives and finds: keep it to the user.
   if (st.st_uid == ::geteuid()) ::chmod(folder_.c_str(), 0700);
-  if (onSource_ && onSource_(folder_)) {
+  if (onSource && onSource(folder_)) {
     result.reason = "the folder " + folder_ + " is on the drive being recovered";
     return result;
   }

@@ -20,35 +20,35 @@ struct [[nodiscard]] RecoveryPairFolderResult {
   std::string reason;  // why no pair can be written, when paths is empty
 };
 
+// Tells whether writing into a folder would write to the device being recovered.
+using FolderOnSourceCheck = std::function<bool(const std::string& folder)>;
+
 class RecoveryPairLocation {
  public:
   virtual ~RecoveryPairLocation() = default;
   // Where a pair would be, for looking at one left behind; nothing is created.
   [[nodiscard]] virtual RecoveryPairPaths paths() const = 0;
-  // Makes the folder if needed and checks that a pair can be written there.
-  virtual RecoveryPairFolderResult prepareFolder() = 0;
+  // Makes the folder if needed and checks that a pair can be written there and that it is not on the
+  // device of the search about to start (an empty check counts no folder as on it).
+  virtual RecoveryPairFolderResult prepareFolder(const FolderOnSourceCheck& onSource) = 0;
 };
 
 // The folder by the rules above; getEnvironment answers like std::getenv.
 [[nodiscard]] std::string defaultRecoveryPairFolder(const std::function<const char*(const char*)>& getEnvironment,
                                                     bool runningAsRoot);
 
-// Tells whether writing into a folder would write to the device being recovered.
-using FolderOnSourceCheck = std::function<bool(const std::string& folder)>;
-
 class StateFolderLocation final : public RecoveryPairLocation {
  public:
-  // An empty onSource check counts no folder as on the source.
-  StateFolderLocation(std::string folder, FolderOnSourceCheck onSource);
+  explicit StateFolderLocation(std::string folder);
   // The process's own folder by its environment and user.
-  [[nodiscard]] static StateFolderLocation forThisProcess(FolderOnSourceCheck onSource);
+  [[nodiscard]] static StateFolderLocation forThisProcess();
 
+  [[nodiscard]] const std::string& folder() const { return folder_; }
   [[nodiscard]] RecoveryPairPaths paths() const override;
-  RecoveryPairFolderResult prepareFolder() override;
+  RecoveryPairFolderResult prepareFolder(const FolderOnSourceCheck& onSource) override;
 
  private:
   std::string folder_;
-  FolderOnSourceCheck onSource_;
 };
 
 }  // namespace nua

@@ -1,0 +1,134 @@
+#include "app/process_watchdog.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+
+#include "app/lifecycle_decisions.h"
+#include "app/recovery_pair_keeper.h"
+#include "base/log.h"
+
+extern char** environ;
+
+namespace nua {
+
+namespace {
+
+int restartsSoFar() {
+  const char* text = std::getenv(kAutoRestartCountVariable);
+  if (text == nullptr) return 0;
+  int count = 0;
+  const auto [end, error] = std::from_chars(text, text + std::strlen(text), count);
+  return error == std::errc() && count >= 0 ? count : 0;
+}
+
+// Blocks until `process` has ended. It is this watchdog's parent: once it is no longer, it has ended,
+// and its number may already name another process.
+void waitForEnd(pid_t process) {
+#ifdef SYS_pidfd_open
+  const int pidfd = static_cast<int>(::syscall(SYS_pidfd_open, process, 0));
+  if (pidfd >= 0) {
+    if (::getppid() == process) {
+      pollfd ready{pidfd, POLLIN, 0};
+      while (::poll(&ready, 1, -1) < 0 && errno == EINTR) {
+      }
+    }
+    ::close(pidfd);
+    return;
+  }
+  if (errno == ESRCH) return;
+#endif
+  // Without process descriptors: ask once a second.
+  while (::getppid() == process && (::kill(process, 0) == 0 || errno == EPERM)) ::sleep(1);
+}
+
+}  // namespace
+
+bool watchdogShouldRestart(RecoveryPairPresence pair, bool pairInUse, int restartsSoFar) {
+  return pair.both() && !pairInUse && restartsSoFar < kMaxAutoRestartsInARow;
+}
+
+ProcessWatchdogGuard::ProcessWatchdogGuard(std::string program, std::vector<std::string> restartArguments)
+    : program_(std::move(program)), restartArguments_(std::move(restartArguments)) {}
+
+std::string ProcessWatchdogGuard::guardSearch(const RecoveryPairPaths& pair) {
+  // One watchdog serves every search of this process: it looks at the pair when the process ends.
+  if (watchdog_.load() != 0) return {};
+  const std::string folder = std::filesystem::path(pair.infoFile).parent_path().string();
+  std::vector<std::string> arguments{program_, kWatchProcessOption, std::to_string(::getpid()),
+                                     "--recovery-folder", folder, "--"};
+  arguments.insert(arguments.end(), restartArguments_.begin(), restartArguments_.end());
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+
+  posix_spawn_file_actions_t files;
+  posix_spawn_file_actions_init(&files);
+  for (int fd = 0; fd <= 2; ++fd) posix_spawn_file_actions_addopen(&files, fd, "/dev/null", fd == 0 ? O_RDONLY : O_WRONLY, 0);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t none;
+  sigemptyset(&none);
+  posix_spawnattr_setsigmask(&attributes, &none);
+  short flags = POSIX_SPAWN_SETSIGMASK;
+#ifdef POSIX_SPAWN_SETSID
+  flags |= POSIX_SPAWN_SETSID;
+#endif
+  posix_spawnattr_setflags(&attributes, flags);
+  pid_t child = 0;
+  const int error = ::posix_spawn(&child, program_.c_str(), &files, &attributes, argv.data(), environ);
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&files);
+  if (error != 0) return "cannot start the watchdog " + program_ + ": " + std::strerror(error);
+  watchdog_.store(child);
+  return {};
+}
+
+std::optional<WatchdogOptions> parseWatchdogArguments(const std::vector<std::string>& arguments,
+                                                      std::string program) {
+  if (arguments.size() < 4 || arguments[0] != kWatchProcessOption || arguments[2] != "--recovery-folder")
+    return std::nullopt;
+  WatchdogOptions options;
+  const std::string& pidText = arguments[1];
+  long pid = 0;
+  const auto [end, error] = std::from_chars(pidText.data(), pidText.data() + pidText.size(), pid);
+  if (error != std::errc() || end != pidText.data() + pidText.size() || pid <= 1) return std::nullopt;
+  options.watchedProcess = static_cast<pid_t>(pid);
+  options.pairFolder = arguments[3];
+  if (options.pairFolder.empty()) return std::nullopt;
+  std::size_t next = 4;
+  if (next < arguments.size()) {
+    if (arguments[next] != "--") return std::nullopt;
+    options.restartArguments.assign(arguments.begin() + static_cast<std::ptrdiff_t>(next) + 1, arguments.end());
+  }
+  options.program = std::move(program);
+  return options;
+}
+
+int runWatchdog(const WatchdogOptions& options) {
+  waitForEnd(options.watchedProcess);
+  const RecoveryPairPaths pair = RecoveryPairPaths::inFolder(options.pairFolder);
+  const int restarts = restartsSoFar();
+  if (!watchdogShouldRestart(recoveryPairPresence(pair), recoveryPairInUse(pair), restarts)) return 0;
+  std::vector<std::string> arguments{options.program, kAutoResumeArgument};
+  arguments.insert(arguments.end(), options.restartArguments.begin(), options.restartArguments.end());
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  const std::string count = std::to_string(restarts + 1);
+  ::setenv(kAutoRestartCountVariable, count.c_str(), 1);
+  ::execv(options.program.c_str(), argv.data());
+  logLine("watchdog: cannot start " + options.program + ": " + std::strerror(errno));
+  return 1;
+}
+
+}  // namespace nua
