@@ -31,6 +31,8 @@ if [ "${1:-}" = "--tests" ]; then
     python3
     # E01 sets are made by ewfacquire, kit .dmg images converted back by dmg2img
     ewf-tools dmg2img
+    # the desktop program killed during a search is restarted on a virtual X display
+    xvfb xauth
   )
 fi
 

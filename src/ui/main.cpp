@@ -1,12 +1,17 @@
 // nua-recovery: the desktop program.
 #include <QApplication>
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QTimer>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include "app/process_watchdog.h"
+#include "instance_channel.h"
 #include "main_window.h"
 #include "screen_walk.h"
+#include "session/recovery_pair_location.h"
 
 namespace {
 
@@ -28,6 +33,12 @@ void applySessionEnvironment(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The watchdog of a search needs no window: it waits for this program's main process to end.
+  if (argc > 1 && std::strcmp(argv[1], nua::kWatchProcessOption) == 0) {
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    const auto watchdog = nua::parseWatchdogArguments(arguments, nua::thisProgramPath(argv[0]));
+    return watchdog ? nua::runWatchdog(*watchdog) : 2;
+  }
   applySessionEnvironment(argc, argv);
   QApplication app(argc, argv);
   QApplication::setApplicationName("Nua Recovery Software");
@@ -45,19 +56,57 @@ int main(int argc, char** argv) {
   walk.setFlags(QCommandLineOption::HiddenFromHelp);
   QCommandLineOption sessionEnv("session-env", "Display setting passed through a privileged restart.", "KEY=VALUE");
   sessionEnv.setFlags(QCommandLineOption::HiddenFromHelp);
+  QCommandLineOption recoveryFolder("recovery-folder",
+                                    "Keep the state of a running signature search in DIR (default: "
+                                    "$XDG_STATE_HOME/nua-recovery, or /var/lib/nua-recovery as root).",
+                                    "DIR");
   parser.addOption(screenshot);
   parser.addOption(walk);
   parser.addOption(sessionEnv);
+  parser.addOption(recoveryFolder);
   parser.process(app);
 
-  // Session files open once the window is up; every other file is a disk image for the lists.
+  // "auto" (a restart after a crash) resumes the interrupted search; session files open once the
+  // window is up; every other file is a disk image for the lists.
   QStringList images;
   QStringList sessions;
-  for (const QString& file : parser.positionalArguments()) (file.endsWith(".nvs") ? sessions : images) << file;
+  for (const QString& file : parser.positionalArguments()) {
+    if (file == nua::kAutoResumeArgument) continue;
+    (file.endsWith(".nvs") ? sessions : images) << file;
+  }
+  const bool documenting = parser.isSet(screenshot) || parser.isSet(walk);
+
+  // One program per user: a second start hands its session files to the first and ends.
+  nua::ui::InstanceChannel channel(nua::ui::InstanceChannel::defaultName());
+  if (!documenting) {
+    QStringList absoluteSessions;
+    for (const QString& session : sessions) absoluteSessions << QFileInfo(session).absoluteFilePath();
+    if (channel.sendToRunning(nua::ui::InstanceChannel::requestsFor(absoluteSessions))) return 0;
+    if (!channel.listen()) std::fprintf(stderr, "nua-recovery: cannot listen on %s\n", qPrintable(channel.defaultName()));
+  }
+
   nua::ui::MainWindow window(images);
+  QObject::connect(&channel, &nua::ui::InstanceChannel::openRequested, &window,
+                   [&window](const QString& path) { window.openScanInfoFile(path); });
+  QObject::connect(&channel, &nua::ui::InstanceChannel::raiseRequested, &window, [&window] { window.bringToFront(); });
+
+  // The state of each signature search, and the watchdog that starts this program again with "auto"
+  // (in the same folder) if it ends during one.
+  nua::StateFolderLocation pairFolder = parser.isSet(recoveryFolder)
+                                            ? nua::StateFolderLocation(parser.value(recoveryFolder).toStdString())
+                                            : nua::StateFolderLocation::forThisProcess();
+  std::vector<std::string> restartArguments;
+  if (parser.isSet(recoveryFolder)) restartArguments = {"--recovery-folder", pairFolder.folder()};
+  nua::ProcessWatchdogGuard watchdog(nua::thisProgramPath(argv[0]), restartArguments);
+  if (!documenting) window.enableCrashRecovery(&pairFolder, &watchdog);
+
   window.show();
-  if (!sessions.isEmpty() && !parser.isSet(walk))
+  if (!documenting) {
+    QStringList startArguments = parser.positionalArguments();
+    QTimer::singleShot(0, &window, [&window, startArguments] { window.startUp(startArguments); });
+  } else if (!sessions.isEmpty() && !parser.isSet(walk)) {
     QTimer::singleShot(0, &window, [&window, session = sessions.front()] { window.openScanInfoFile(session); });
+  }
   if (parser.isSet(screenshot)) {
     const QString file = parser.value(screenshot);
     QTimer::singleShot(300, &window, [&window, file] {

@@ -101,6 +101,7 @@ MainWindow::MainWindow(const QStringList& images)
   // The quit question's "Yes" asks for the file and writes the session; the quit waits for it.
   controller_->saveScanInfoForQuit = [this] { saveRecoverySession(); };
   controller_->scanInfoSavedForQuit = [this] { return controller_->scanInfoSaved(); };
+  controller_->bringMainWindowToFront = [this] { bringToFront(); };
 
   // The scan threads reach the screen only through the controller's queue, served here.
   mainThreadPump_ = new QTimer(this);
@@ -120,6 +121,7 @@ MainWindow::MainWindow(const QStringList& images)
 }
 
 MainWindow::~MainWindow() {
+  if (pairReader_.joinable()) pairReader_.join();
   mainThreadPump_->stop();
   finishScanBeforeExit();
 }
@@ -300,6 +302,62 @@ void MainWindow::openRecoverySession() {
 
 void MainWindow::openScanInfoFile(const QString& path) {
   controller_->openScanInfoFile(QFileInfo(path).absoluteFilePath().toStdString());
+}
+
+// ---- Crash recovery ----
+
+void MainWindow::enableCrashRecovery(RecoveryPairLocation* location, SearchGuard* guard) {
+  pairLocation_ = location;
+  controller_->setRecoveryPairLocation(location);
+  controller_->setSearchGuard(guard);
+}
+
+void MainWindow::startUp(const QStringList& arguments) {
+  std::vector<std::string> words;
+  for (const QString& argument : arguments) words.push_back(argument.toStdString());
+  RecoveryPairPresence pair;
+  if (pairLocation_ != nullptr) {
+    const RecoveryPairPaths paths = pairLocation_->paths();
+    // A pair a running search holds (a command line's) is nobody's leftover: no question about it.
+    if (!recoveryPairInUse(paths)) pair = recoveryPairPresence(paths);
+  }
+  const StartUpDecision decision = decideStartUp(words, pair);
+  switch (decision.action) {
+    case StartUpAction::kNothing: break;
+    case StartUpAction::kResumeAtOnce: resumeInterruptedSearch(); break;
+    case StartUpAction::kOpenSession: openScanInfoFile(QString::fromStdString(decision.sessionPath)); break;
+    case StartUpAction::kAskResume: {
+      const ResumeAnswer answer = answerResumeQuestion(bridge_->runAlertPanel(kResumeRecoveryQuestion));
+      if (answer.removePair) removeRecoveryPair(pairLocation_->paths());
+      if (answer.resume) resumeInterruptedSearch();
+      break;
+    }
+  }
+}
+
+void MainWindow::resumeInterruptedSearch() {
+  if (pairReader_.joinable()) return;  // one reading at a time
+  loadingSheet_->setText(tr("Loading the interrupted recovery scan. Please wait ..."));
+  setLoadingSheetVisible(true);
+  // A large tree takes a while to read; the window stays alive meanwhile, and only this thread
+  // touches what is read until the main thread installs it.
+  pairReader_ = std::thread([this] {
+    auto read = std::make_shared<WizardController::AutoRecoveryRead>(controller_->readAutoRecovery());
+    controller_->mainThread().post([this, read] {
+      if (pairReader_.joinable()) pairReader_.join();
+      setLoadingSheetVisible(false);
+      loadingSheet_->setText(tr("Loading Drives. Please wait ..."));
+      const std::string error = controller_->resumeAutoRecovery(std::move(*read));
+      if (!error.empty())
+        bridge_->runAlertPanel({"Information", "The interrupted recovery scan can not be resumed: " + error + ".", {"OK"}});
+    });
+  });
+}
+
+void MainWindow::bringToFront() {
+  if (isMinimized()) showNormal();
+  raise();
+  activateWindow();
 }
 
 void MainWindow::saveRecoverySession() {

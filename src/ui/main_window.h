@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 #include <memory>
+#include <thread>
 #include <vector>
 
 #include "app/wizard_controller.h"
@@ -59,6 +60,16 @@ class MainWindow : public QMainWindow, public WizardView {
   // A recovery session file ("nvs") launched from outside, as from the command line.
   void openScanInfoFile(const QString& path);
 
+  // Keeps a recovery pair in `location` for each signature search, watched by `guard` (either may
+  // be null); the caller keeps both alive as long as the window.
+  void enableCrashRecovery(RecoveryPairLocation* location, SearchGuard* guard);
+  // What the program does once the window is up, by its arguments and a pair left behind: resume
+  // at once ("auto"), open a session file, or ask whether to resume.
+  void startUp(const QStringList& arguments);
+  // Reads the pair on a worker thread, then replays the wizard and resumes the search.
+  void resumeInterruptedSearch();
+  void bringToFront();
+
  protected:
   void closeEvent(QCloseEvent* event) override;
   void showEvent(QShowEvent* event) override;
@@ -89,6 +100,8 @@ class MainWindow : public QMainWindow, public WizardView {
   SessionSheet* sessionSheet_ = nullptr;
   QAction* saveSessionAction_ = nullptr;
   QTimer* mainThreadPump_ = nullptr;
+  RecoveryPairLocation* pairLocation_ = nullptr;
+  std::thread pairReader_;
   bool initialSizeTaken_ = false;
   bool permissionNoteShown_ = false;
 };

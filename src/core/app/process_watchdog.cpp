@@ -114,6 +114,14 @@ std::optional<WatchdogOptions> parseWatchdogArguments(const std::vector<std::str
   return options;
 }
 
+std::string thisProgramPath(const char* argv0) {
+  std::error_code error;
+  const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error);
+  if (!error && !self.empty()) return self.string();
+  const std::filesystem::path absolute = std::filesystem::absolute(argv0 != nullptr ? argv0 : "", error);
+  return error ? std::string(argv0 != nullptr ? argv0 : "") : absolute.string();
+}
+
 int runWatchdog(const WatchdogOptions& options) {
   waitForEnd(options.watchedProcess);
   const RecoveryPairPaths pair = RecoveryPairPaths::inFolder(options.pairFolder);

@@ -56,6 +56,9 @@ struct WatchdogOptions {
 [[nodiscard]] std::optional<WatchdogOptions> parseWatchdogArguments(const std::vector<std::string>& arguments,
                                                                     std::string program);
 
+// The running program's own file, for starting it again; `argv0` when the system can't tell.
+[[nodiscard]] std::string thisProgramPath(const char* argv0);
+
 // The watchdog's life: waits for the watched process to end, then either becomes the program again
 // (and does not return) or returns the exit status: 0 when there was nothing to resume, 1 on failure.
 int runWatchdog(const WatchdogOptions& options);
