@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
-# A signature search killed midway resumes from its recovery pair: the disk search of carve-disk copies
-# spread over a 4 GiB sparse disk is killed once it has passed the middle copy, both files of the pair
-# are there, `nua-recover resume` finishes it, and its tree equals that of a search never interrupted
-# (same finds, same names, same numbers); the pair is gone at the end.
+# A signature search killed midway resumes from its recovery pair: the disk search of carve-disk
+# copies spread over a 4 GiB sparse disk, and the free-space search of a FAT32 volume, are each killed
+# once past the middle copy; both files of the pair are there, `nua-recover resume` finishes the search,
+# and its tree equals that of a search never interrupted (same finds, same names, same numbers); the
+# pair is gone at the end.
 set -euo pipefail
 recover=$1
 mkimage=$2
@@ -60,6 +61,51 @@ cmp -s "$work/whole.jsonl" "$work/resumed.jsonl" || {
   exit 1
 }
 [ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "the resumed search left its pair"; exit 1; }
+
+# The same for the free-space search of a FAT32 volume, whose position counts clusters: carve-disk
+# copies written into free clusters at 64 MiB, 2 GiB and near the end of a 4 GiB sparse volume.
+fat="$work/fat.img"
+truncate -s 4G "$fat"
+mkfs.fat -F 32 -n FREESPACE "$fat" > /dev/null
+clusterAfterMiddleCopy=$(python3 - "$fat" "$work/carve.img" << 'PY'
+import struct, sys
+with open(sys.argv[1], "r+b") as f:
+    boot = f.read(512)
+    bytesPerSector = struct.unpack_from("<H", boot, 11)[0]
+    clusterBytes = boot[13] * bytesPerSector
+    dataStart = (struct.unpack_from("<H", boot, 14)[0] + boot[16] * struct.unpack_from("<I", boot, 36)[0]) * bytesPerSector
+    carve = open(sys.argv[2], "rb").read()
+    for offset in (64 << 20, 2 << 30, (4 << 30) - (64 << 20)):
+        f.seek(dataStart + offset)
+        f.write(carve)
+print(((2 << 30) + len(carve)) // clusterBytes + 2)
+PY
+)
+search=(scan "$fat" --mode photos-advanced --target volume --signatures all --json --quiet)
+"$recover" "${search[@]}" "${folderOption[@]}" > "$work/whole.jsonl"
+[ "$(grep -c '"name":"file[0-9]*\.jpg"' "$work/whole.jsonl")" -gt 0 ] || { echo "the FAT search found no photo"; exit 1; }
+"$recover" "${search[@]}" "${folderOption[@]}" > /dev/null 2>&1 &
+pid=$!
+position=0
+for _ in $(seq 1 1200); do
+  if [ -s "$info" ]; then
+    position=$(od -An -tu8 --endian=big -N8 "$info" | tr -d ' ')
+    [ "$position" -gt "$clusterAfterMiddleCopy" ] && break
+  fi
+  kill -0 "$pid" 2> /dev/null || break
+  sleep 0.05
+done
+if ! kill -9 "$pid" 2> /dev/null; then echo "the FAT search ended before it could be killed (at $position)"; exit 1; fi
+wait "$pid" 2> /dev/null || true
+pid=
+[ "$position" -gt "$clusterAfterMiddleCopy" ] || { echo "the FAT search never passed cluster $clusterAfterMiddleCopy"; exit 1; }
+"$recover" resume --json --quiet "${folderOption[@]}" > "$work/resumed.jsonl"
+cmp -s "$work/whole.jsonl" "$work/resumed.jsonl" || {
+  echo "the resumed FAT tree differs from the whole one"
+  diff "$work/whole.jsonl" "$work/resumed.jsonl" | head -20
+  exit 1
+}
+[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "the resumed FAT search left its pair"; exit 1; }
 
 # Nothing left to resume is an error, not a scan.
 status=0
