@@ -18,9 +18,12 @@ constexpr qint64 kMaxRequestBytes = 64 * 1024;
 }  // namespace
 
 QString InstanceChannel::defaultName() {
+  // Named by the effective user: the program restarted as root keeps the user's runtime folder, and
+  // must not hand itself over to the user's program that waits for it.
+  const QString file = QString("nua-recovery-%1.socket").arg(::geteuid());
   const QString runtime = qEnvironmentVariable("XDG_RUNTIME_DIR");
-  if (!runtime.isEmpty() && QDir(runtime).exists()) return QDir(runtime).filePath("nua-recovery.socket");
-  return QDir(QDir::tempPath()).filePath(QString("nua-recovery-%1.socket").arg(::geteuid()));
+  if (!runtime.isEmpty() && QDir(runtime).exists()) return QDir(runtime).filePath(file);
+  return QDir(QDir::tempPath()).filePath(file);
 }
 
 QStringList InstanceChannel::requestsFor(const QStringList& sessionFiles) {

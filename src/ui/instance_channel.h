@@ -15,7 +15,8 @@ class InstanceChannel : public QObject {
   Q_OBJECT
 
  public:
-  // The user's channel: in $XDG_RUNTIME_DIR when there is one, else a per-user name in the temp folder.
+  // The effective user's channel, "nua-recovery-UID.socket" in $XDG_RUNTIME_DIR when there is one,
+  // else in the temp folder.
   [[nodiscard]] static QString defaultName();
   // The requests a start with these session files makes of a running program.
   [[nodiscard]] static QStringList requestsFor(const QStringList& sessionFiles);

@@ -339,6 +339,9 @@ void MainWindow::resumeInterruptedSearch() {
   if (pairReader_.joinable()) return;  // one reading at a time
   loadingSheet_->setText(tr("Loading the interrupted recovery scan. Please wait ..."));
   setLoadingSheetVisible(true);
+  // The sheet holds the window: nothing may start while the pair's volume is not yet installed.
+  stack_->setEnabled(false);
+  menuBar()->setEnabled(false);
   // A large tree takes a while to read; the window stays alive meanwhile, and only this thread
   // touches what is read until the main thread installs it.
   pairReader_ = std::thread([this] {
@@ -347,6 +350,8 @@ void MainWindow::resumeInterruptedSearch() {
       if (pairReader_.joinable()) pairReader_.join();
       setLoadingSheetVisible(false);
       loadingSheet_->setText(tr("Loading Drives. Please wait ..."));
+      stack_->setEnabled(true);
+      menuBar()->setEnabled(true);
       const std::string error = controller_->resumeAutoRecovery(std::move(*read));
       if (!error.empty())
         bridge_->runAlertPanel({"Information", "The interrupted recovery scan can not be resumed: " + error + ".", {"OK"}});
