@@ -82,7 +82,8 @@ int main(int argc, char** argv) {
     QStringList absoluteSessions;
     for (const QString& session : sessions) absoluteSessions << QFileInfo(session).absoluteFilePath();
     if (channel.sendToRunning(nua::ui::InstanceChannel::requestsFor(absoluteSessions))) return 0;
-    if (!channel.listen()) std::fprintf(stderr, "nua-recovery: cannot listen on %s\n", qPrintable(channel.defaultName()));
+    if (!channel.listen())
+      std::fprintf(stderr, "nua-recovery: cannot listen on %s\n", qPrintable(nua::ui::InstanceChannel::defaultName()));
   }
 
   nua::ui::MainWindow window(images);

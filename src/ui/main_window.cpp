@@ -354,7 +354,8 @@ void MainWindow::resumeInterruptedSearch() {
       menuBar()->setEnabled(true);
       const std::string error = controller_->resumeAutoRecovery(std::move(*read));
       if (!error.empty())
-        bridge_->runAlertPanel({"Information", "The interrupted recovery scan can not be resumed: " + error + ".", {"OK"}});
+        bridge_->runAlertPanel(
+            {"Information", "The interrupted recovery scan can not be resumed: " + error + ".", {"OK"}});
     });
   });
 }

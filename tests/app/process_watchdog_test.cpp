@@ -35,7 +35,8 @@ TEST(WatchdogDecision, RestartsOnlyForAWholePairNoSearchHoldsWithinTheBound) {
 
 TEST(WatchdogArguments, OnlyAWatchdogsArgumentsAreTaken) {
   const auto options =
-      parseWatchdogArguments({"--watch-process", "4242", "--recovery-folder", "/s/nua", "--", "--recovery-folder", "/s/nua"},
+      parseWatchdogArguments({"--watch-process", "4242", "--recovery-folder", "/s/nua", "--",
+                              "--recovery-folder", "/s/nua"},
                              "/usr/bin/nua-recovery");
   ASSERT_TRUE(options);
   EXPECT_EQ(options->watchedProcess, 4242);

@@ -71,7 +71,7 @@ class CrashRecoveryWindowTest : public QObject {
     fs::remove_all(folder_, ignored);
   }
 
-  // A whole-disk photo search: Quit while it runs is refused with the program's text; its pair stands
+  // A whole-disk photo search: Quit and closing while it runs are refused with the program's text; its pair stands
   // during the search and goes at its end; on "Tree" Quit and closing ask about the session, and
   // "Cancel" keeps the program.
   void quittingDuringASearchAndOnTheTree() {
@@ -98,6 +98,7 @@ class CrashRecoveryWindowTest : public QObject {
     // The first update of the running search: Quit is chosen from the menu.
     bool quitTried = false;
     bool pairDuringSearch = false;
+    bool closedDuringSearch = true;
     const std::function<void()> redraw = c.progressChanged;
     c.progressChanged = [&, redraw] {
       redraw();
@@ -105,14 +106,19 @@ class CrashRecoveryWindowTest : public QObject {
       quitTried = true;
       pairDuringSearch = recoveryPairPresence(location.paths()).recoveryFile;
       quitAction(window)->trigger();
+      closedDuringSearch = window.close();  // the window's close button is quitting too
     };
     QVERIFY(click(window, "Next"));
     QTRY_VERIFY_WITH_TIMEOUT(!c.scanIsRunning, 60000);
     QVERIFY(quitTried);
-    const auto refusal = std::find_if(alerts.begin(), alerts.end(), [](const Alert& a) { return a.title == "Scan running"; });
+    const auto refused = [](const Alert& a) { return a.title == "Scan running"; };
+    const auto refusal = std::find_if(alerts.begin(), alerts.end(), refused);
     QVERIFY(refusal != alerts.end());
-    QCOMPARE(refusal->text, std::string("A scan is in progress. Please stop that scan first, in order to quit Nua Recovery Software."));
+    QCOMPARE(refusal->text, std::string("A scan is in progress. Please stop that scan first, in order to quit "
+                                        "Nua Recovery Software."));
     QCOMPARE(refusal->buttons, std::vector<std::string>{"OK"});
+    QVERIFY(!closedDuringSearch);
+    QCOMPARE(std::count_if(alerts.begin(), alerts.end(), refused), 2);
     QCOMPARE(guard.guarded, 1);
     QVERIFY(!recoveryPairPresence(location.paths()).recoveryFile);
     QVERIFY(!recoveryPairPresence(location.paths()).infoFile);
@@ -164,7 +170,8 @@ class CrashRecoveryWindowTest : public QObject {
     window.startUp({});
     QCOMPARE(alerts.size(), std::size_t{1});
     QCOMPARE(alerts[0].title, std::string("Resume Recovery?"));
-    QCOMPARE(alerts[0].text, std::string("A previous recovery scan was not completed. Do you wish to resume that same scan?"));
+    QCOMPARE(alerts[0].text,
+             std::string("A previous recovery scan was not completed. Do you wish to resume that same scan?"));
     QCOMPARE(alerts[0].buttons, (std::vector<std::string>{"YES", "NO"}));
     QVERIFY(!recoveryPairPresence(location.paths()).recoveryFile);
     QVERIFY(!recoveryPairPresence(location.paths()).infoFile);

@@ -61,6 +61,9 @@ watchdog=$(pgrep -P "$main" || true)
 [ -n "$watchdog" ] || fail "no watchdog was started with the search"
 pids+=("$watchdog")
 tr '\0' ' ' < "/proc/$watchdog/cmdline" | grep -q -- "--watch-process $main " || fail "the watchdog watches another process"
+# It keeps nothing of the program open: not the source, which would stay busy for hours.
+sleep 0.2
+if ls -l "/proc/$watchdog/fd" 2> /dev/null | grep -q "$disk"; then fail "the watchdog holds the source open"; fi
 killedAt=$(position)
 kill -9 "$main"
 wait "$main" 2> /dev/null || true

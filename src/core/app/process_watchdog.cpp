@@ -31,6 +31,15 @@ int restartsSoFar() {
   return error == std::errc() && count >= 0 ? count : 0;
 }
 
+// The watchdog may have inherited what the program had open without close-on-exec: the source device
+// among them, which it must not keep busy for the hours it waits.
+void closeInheritedFiles() {
+#ifdef SYS_close_range
+  if (::syscall(SYS_close_range, 3U, ~0U, 0U) == 0) return;
+#endif
+  for (int fd = 3; fd < 4096; ++fd) ::close(fd);
+}
+
 // Blocks until `process` has ended. It is this watchdog's parent: once it is no longer, it has ended,
 // and its number may already name another process.
 void waitForEnd(pid_t process) {
@@ -73,7 +82,8 @@ std::string ProcessWatchdogGuard::guardSearch(const RecoveryPairPaths& pair) {
 
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
-  for (int fd = 0; fd <= 2; ++fd) posix_spawn_file_actions_addopen(&files, fd, "/dev/null", fd == 0 ? O_RDONLY : O_WRONLY, 0);
+  for (int fd = 0; fd <= 2; ++fd)
+    posix_spawn_file_actions_addopen(&files, fd, "/dev/null", fd == 0 ? O_RDONLY : O_WRONLY, 0);
   posix_spawnattr_t attributes;
   posix_spawnattr_init(&attributes);
   sigset_t none;
@@ -123,6 +133,7 @@ std::string thisProgramPath(const char* argv0) {
 }
 
 int runWatchdog(const WatchdogOptions& options) {
+  closeInheritedFiles();
   waitForEnd(options.watchedProcess);
   const RecoveryPairPaths pair = RecoveryPairPaths::inFolder(options.pairFolder);
   const int restarts = restartsSoFar();

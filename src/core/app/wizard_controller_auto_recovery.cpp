@@ -60,7 +60,8 @@ WizardController::AutoRecoveryRead WizardController::readAutoRecovery() {
   RecoveryPairLocation* location = recoveryPair_.location();
   if (location == nullptr) return {std::nullopt, "no folder for the recovery pair"};
   const RecoveryPairPaths paths = location->paths();
-  if (!recoveryPairPresence(paths).both()) return {std::nullopt, "no interrupted search to resume in " + paths.recoveryFile};
+  if (!recoveryPairPresence(paths).both())
+    return {std::nullopt, "no interrupted search to resume in " + paths.recoveryFile};
   // A pair whose search still runs is no crash's leftover: resuming it would run the search twice.
   if (recoveryPairInUse(paths)) {
     return {std::nullopt, "the search that keeps the recovery pair in " + paths.recoveryFile + " is still running"};
