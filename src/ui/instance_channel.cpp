@@ -48,7 +48,13 @@ bool InstanceChannel::sendToRunning(const QStringList& requests, int timeoutMs) 
   return true;
 }
 
+void InstanceChannel::close() {
+  delete server_;
+  server_ = nullptr;
+}
+
 bool InstanceChannel::listen() {
+  close();
   server_ = new QLocalServer(this);
   server_->setSocketOptions(QLocalServer::UserAccessOption);
   if (!server_->listen(name_)) {

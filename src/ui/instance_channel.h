@@ -27,6 +27,8 @@ class InstanceChannel : public QObject {
   bool sendToRunning(const QStringList& requests, int timeoutMs = 2000);
   // Takes the channel for this program. A socket left by a program that ended is taken over.
   bool listen();
+  // Lets the channel go, for another program to take.
+  void close();
 
  signals:
   void openRequested(const QString& path);

@@ -90,6 +90,12 @@ int main(int argc, char** argv) {
   QObject::connect(&channel, &nua::ui::InstanceChannel::openRequested, &window,
                    [&window](const QString& path) { window.openScanInfoFile(path); });
   QObject::connect(&channel, &nua::ui::InstanceChannel::raiseRequested, &window, [&window] { window.bringToFront(); });
+  if (!documenting) {
+    QObject::connect(&window, &nua::ui::MainWindow::handedOverToAdministratorProgram, &channel,
+                     [&channel] { channel.close(); });
+    QObject::connect(&window, &nua::ui::MainWindow::takenBackFromAdministratorProgram, &channel,
+                     [&channel] { channel.listen(); });
+  }
 
   // The state of each signature search, and the watchdog that starts this program again with "auto"
   // (in the same folder) if it ends during one.

@@ -411,14 +411,17 @@ void MainWindow::restartWithAdministratorRights() {
       return;
     }
     show();
+    emit takenBackFromAdministratorProgram();
     bridge_->runAlertPanel({"Information", "The program goes on without administrator rights.", {"OK"}});
   });
   connect(process, &QProcess::errorOccurred, this, [this, process](QProcess::ProcessError error) {
     if (error != QProcess::FailedToStart) return;
     process->deleteLater();
     show();
+    emit takenBackFromAdministratorProgram();
     bridge_->runAlertPanel({"! Can not restart", "pkexec could not be started.", {"OK"}});
   });
+  emit handedOverToAdministratorProgram();
   process->start(pkexec, arguments);
   hide();
 }

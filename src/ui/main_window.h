@@ -70,6 +70,14 @@ class MainWindow : public QMainWindow, public WizardView {
   void resumeInterruptedSearch();
   void bringToFront();
 
+ signals:
+  // The window hides while the program restarted with administrator rights runs, and comes back
+  // when that one could not start: requests from other starts belong to the one shown.
+  void handedOverToAdministratorProgram();
+  void takenBackFromAdministratorProgram();
+
+ public:
+
  protected:
   void closeEvent(QCloseEvent* event) override;
   void showEvent(QShowEvent* event) override;

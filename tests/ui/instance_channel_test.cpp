@@ -39,6 +39,14 @@ class InstanceChannelTest : public QObject {
     QCOMPARE(opened.count(), 2);
     QCOMPARE(opened[0][0].toString(), QString("/home/u/My Session.nvs"));
     QCOMPARE(opened[1][0].toString(), QString("/b.nvs"));
+
+    // Let go (the program waits hidden for its restart with administrator rights): later starts run on
+    // their own, until it takes the channel back.
+    first.close();
+    QVERIFY(!second.sendToRunning({"raise"}, 200));
+    QVERIFY(first.listen());
+    QVERIFY(second.sendToRunning({"raise"}));
+    QTRY_COMPARE(raised.count(), 2);
   }
 
   void aCrashedProgramsChannelIsTakenOver() {
