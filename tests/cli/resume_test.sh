@@ -31,36 +31,43 @@ folderOption=()
 if [ "$(id -u)" -eq 0 ]; then folderOption=(--recovery-folder "$folder"); fi
 pair="$folder/KelvoMediaAutoRecovery.dat"
 info="$folder/KelvoMediaAutoRecoveryInfo.dat"
-search=(scan "$disk" --mode photos-advanced --target disk --signatures all --json --quiet)
 
-"$recover" "${search[@]}" "${folderOption[@]}" > "$work/whole.jsonl"
-[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "a finished search left its pair"; exit 1; }
-grep -q '"name":"file3.jpg"' "$work/whole.jsonl" || { echo "the whole search found too little"; exit 1; }
+# Runs `search` whole, then again killed once its Info file is past `$1` (a sector, or a cluster for a
+# volume's free space), and resumes it: the resumed tree must equal the whole one, and no pair stay.
+killAndResume() {
+  local past=$1 what=$2
+  "$recover" "${search[@]}" "${folderOption[@]}" > "$work/whole.jsonl"
+  [ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "a finished $what left its pair"; exit 1; }
+  grep -q '"name":"file3.jpg"' "$work/whole.jsonl" || { echo "the whole $what found too little"; exit 1; }
 
-"$recover" "${search[@]}" "${folderOption[@]}" > /dev/null 2>&1 &
-pid=$!
-position=0
-for _ in $(seq 1 1200); do
-  if [ -s "$info" ]; then
-    position=$(od -An -tu8 --endian=big -N8 "$info" | tr -d ' ')
-    [ "$position" -gt "$middleCopyEnd" ] && break
-  fi
-  kill -0 "$pid" 2> /dev/null || break
-  sleep 0.05
-done
-if ! kill -9 "$pid" 2> /dev/null; then echo "the search ended before it could be killed (at $position)"; exit 1; fi
-wait "$pid" 2> /dev/null || true
-pid=
-[ "$position" -gt "$middleCopyEnd" ] || { echo "the search never passed sector $middleCopyEnd ($position)"; exit 1; }
-[ -s "$pair" ] && [ -s "$info" ] || { echo "the killed search left no pair"; ls -la "$folder"; exit 1; }
+  "$recover" "${search[@]}" "${folderOption[@]}" > /dev/null 2>&1 &
+  pid=$!
+  local position=0
+  for _ in $(seq 1 1200); do
+    if [ -s "$info" ]; then
+      position=$(od -An -tu8 --endian=big -N8 "$info" | tr -d ' ')
+      [ "$position" -gt "$past" ] && break
+    fi
+    kill -0 "$pid" 2> /dev/null || break
+    sleep 0.05
+  done
+  if ! kill -9 "$pid" 2> /dev/null; then echo "the $what ended before it could be killed (at $position)"; exit 1; fi
+  wait "$pid" 2> /dev/null || true
+  pid=
+  [ "$position" -gt "$past" ] || { echo "the $what never passed $past ($position)"; exit 1; }
+  [ -s "$pair" ] && [ -s "$info" ] || { echo "the killed $what left no pair"; ls -la "$folder"; exit 1; }
 
-"$recover" resume --json --quiet "${folderOption[@]}" > "$work/resumed.jsonl"
-cmp -s "$work/whole.jsonl" "$work/resumed.jsonl" || {
-  echo "the resumed tree differs from the whole one"
-  diff "$work/whole.jsonl" "$work/resumed.jsonl" | head -20
-  exit 1
+  "$recover" resume --json --quiet "${folderOption[@]}" > "$work/resumed.jsonl"
+  cmp -s "$work/whole.jsonl" "$work/resumed.jsonl" || {
+    echo "the resumed tree of the $what differs from the whole one"
+    diff "$work/whole.jsonl" "$work/resumed.jsonl" | head -20
+    exit 1
+  }
+  [ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "the resumed $what left its pair"; exit 1; }
 }
-[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "the resumed search left its pair"; exit 1; }
+
+search=(scan "$disk" --mode photos-advanced --target disk --signatures all --json --quiet)
+killAndResume "$middleCopyEnd" "disk search"
 
 # The same for the free-space search of a FAT32 volume, whose position counts clusters: carve-disk
 # copies written into free clusters at 64 MiB, 2 GiB and near the end of a 4 GiB sparse volume.
@@ -82,30 +89,7 @@ print(((2 << 30) + len(carve)) // clusterBytes + 2)
 PY
 )
 search=(scan "$fat" --mode photos-advanced --target volume --signatures all --json --quiet)
-"$recover" "${search[@]}" "${folderOption[@]}" > "$work/whole.jsonl"
-[ "$(grep -c '"name":"file[0-9]*\.jpg"' "$work/whole.jsonl")" -gt 0 ] || { echo "the FAT search found no photo"; exit 1; }
-"$recover" "${search[@]}" "${folderOption[@]}" > /dev/null 2>&1 &
-pid=$!
-position=0
-for _ in $(seq 1 1200); do
-  if [ -s "$info" ]; then
-    position=$(od -An -tu8 --endian=big -N8 "$info" | tr -d ' ')
-    [ "$position" -gt "$clusterAfterMiddleCopy" ] && break
-  fi
-  kill -0 "$pid" 2> /dev/null || break
-  sleep 0.05
-done
-if ! kill -9 "$pid" 2> /dev/null; then echo "the FAT search ended before it could be killed (at $position)"; exit 1; fi
-wait "$pid" 2> /dev/null || true
-pid=
-[ "$position" -gt "$clusterAfterMiddleCopy" ] || { echo "the FAT search never passed cluster $clusterAfterMiddleCopy"; exit 1; }
-"$recover" resume --json --quiet "${folderOption[@]}" > "$work/resumed.jsonl"
-cmp -s "$work/whole.jsonl" "$work/resumed.jsonl" || {
-  echo "the resumed FAT tree differs from the whole one"
-  diff "$work/whole.jsonl" "$work/resumed.jsonl" | head -20
-  exit 1
-}
-[ ! -e "$pair" ] && [ ! -e "$info" ] || { echo "the resumed FAT search left its pair"; exit 1; }
+killAndResume "$clusterAfterMiddleCopy" "FAT free-space search"
 
 # Nothing left to resume is an error, not a scan.
 status=0
