@@ -86,6 +86,15 @@ int main(int argc, char** argv) {
       std::fprintf(stderr, "nua-recovery: cannot listen on %s\n", qPrintable(nua::ui::InstanceChannel::defaultName()));
   }
 
+  // The state of each signature search, and the watchdog that starts this program again with "auto"
+  // (in the same folder) if it ends during one. Both outlive the window, whose scan thread uses them.
+  nua::StateFolderLocation pairFolder = parser.isSet(recoveryFolder)
+                                            ? nua::StateFolderLocation(parser.value(recoveryFolder).toStdString())
+                                            : nua::StateFolderLocation::forThisProcess();
+  std::vector<std::string> restartArguments;
+  if (parser.isSet(recoveryFolder)) restartArguments = {"--recovery-folder", pairFolder.folder()};
+  nua::ProcessWatchdogGuard watchdog(nua::thisProgramPath(argv[0]), restartArguments);
+
   nua::ui::MainWindow window(images);
   QObject::connect(&channel, &nua::ui::InstanceChannel::openRequested, &window,
                    [&window](const QString& path) { window.openScanInfoFile(path); });
@@ -95,17 +104,8 @@ int main(int argc, char** argv) {
                      [&channel] { channel.close(); });
     QObject::connect(&window, &nua::ui::MainWindow::takenBackFromAdministratorProgram, &channel,
                      [&channel] { channel.listen(); });
+    window.enableCrashRecovery(&pairFolder, &watchdog);
   }
-
-  // The state of each signature search, and the watchdog that starts this program again with "auto"
-  // (in the same folder) if it ends during one.
-  nua::StateFolderLocation pairFolder = parser.isSet(recoveryFolder)
-                                            ? nua::StateFolderLocation(parser.value(recoveryFolder).toStdString())
-                                            : nua::StateFolderLocation::forThisProcess();
-  std::vector<std::string> restartArguments;
-  if (parser.isSet(recoveryFolder)) restartArguments = {"--recovery-folder", pairFolder.folder()};
-  nua::ProcessWatchdogGuard watchdog(nua::thisProgramPath(argv[0]), restartArguments);
-  if (!documenting) window.enableCrashRecovery(&pairFolder, &watchdog);
 
   window.show();
   if (!documenting) {

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <vector>
 
 #include "app/lifecycle_decisions.h"
 #include "app/recovery_pair_keeper.h"
@@ -22,6 +23,14 @@ extern char** environ;
 namespace nua {
 
 namespace {
+
+// The argument vector exec and spawn take, over `arguments`, which must outlive it.
+std::vector<char*> argumentVector(std::vector<std::string>& arguments) {
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  return argv;
+}
 
 int restartsSoFar() {
   const char* text = std::getenv(kAutoRestartCountVariable);
@@ -76,9 +85,7 @@ std::string ProcessWatchdogGuard::guardSearch(const RecoveryPairPaths& pair) {
   std::vector<std::string> arguments{program_, kWatchProcessOption, std::to_string(::getpid()),
                                      "--recovery-folder", folder, "--"};
   arguments.insert(arguments.end(), restartArguments_.begin(), restartArguments_.end());
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
+  std::vector<char*> argv = argumentVector(arguments);
 
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
@@ -140,9 +147,7 @@ int runWatchdog(const WatchdogOptions& options) {
   if (!watchdogShouldRestart(recoveryPairPresence(pair), recoveryPairInUse(pair), restarts)) return 0;
   std::vector<std::string> arguments{options.program, kAutoResumeArgument};
   arguments.insert(arguments.end(), options.restartArguments.begin(), options.restartArguments.end());
-  std::vector<char*> argv;
-  for (std::string& argument : arguments) argv.push_back(argument.data());
-  argv.push_back(nullptr);
+  std::vector<char*> argv = argumentVector(arguments);
   const std::string count = std::to_string(restarts + 1);
   ::setenv(kAutoRestartCountVariable, count.c_str(), 1);
   ::execv(options.program.c_str(), argv.data());

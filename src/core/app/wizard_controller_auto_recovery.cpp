@@ -56,7 +56,6 @@ SignatureSearchRecovery WizardController::signatureSearchStarting(Volume& volume
 std::string WizardController::openScanInfoAutoRecoveryAndScan() { return resumeAutoRecovery(readAutoRecovery()); }
 
 WizardController::AutoRecoveryRead WizardController::readAutoRecovery() {
-  AutoRecoveryRead result;
   RecoveryPairLocation* location = recoveryPair_.location();
   if (location == nullptr) return {std::nullopt, "no folder for the recovery pair"};
   const RecoveryPairPaths paths = location->paths();
@@ -75,8 +74,7 @@ WizardController::AutoRecoveryRead WizardController::readAutoRecovery() {
     logLine("recovery pair removed: " + reason);
     return {std::nullopt, "the recovery pair could not be used and was removed: " + reason};
   }
-  result.data = std::move(read.data);
-  return result;
+  return {std::move(read.data), {}};
 }
 
 std::string WizardController::resumeAutoRecovery(AutoRecoveryRead read) {
