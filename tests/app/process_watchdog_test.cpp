@@ -126,6 +126,21 @@ TEST_F(WatchdogProcess, AKilledSearchIsStartedAgainWithAutoInTheSameEnvironment)
   EXPECT_EQ(markerText(), "auto --recovery-folder " + folder.string() + " \n1\n");
 }
 
+// The end of a process can be reported while its last threads still close its files: a lock that goes
+// a moment after the end is the ended search's own.
+TEST_F(WatchdogProcess, ALockThatGoesJustAfterTheEndIsTheEndedSearchs) {
+  writePair();
+  const fs::path lockPath = folder / kRecoveryPairLockName;
+  const int lock = ::open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+  ASSERT_GE(lock, 0);
+  ASSERT_EQ(::flock(lock, LOCK_EX), 0);
+  const pid_t watchdog = runMainAndKillIt(0, [] {});
+  ASSERT_GT(watchdog, 0);
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  ::close(lock);
+  ASSERT_TRUE(markerAppears(watchdog));
+}
+
 TEST_F(WatchdogProcess, NothingIsStartedWhenTheSearchEndedOrTheRestartsAreUsedUp) {
   writePair();
   // The search ended before the process: its clean-up removed the pair.

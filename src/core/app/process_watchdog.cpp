@@ -69,6 +69,16 @@ void waitForEnd(pid_t process) {
   while (::getppid() == process && (::kill(process, 0) == 0 || errno == EPERM)) ::sleep(1);
 }
 
+// The process may be reported ended while its last threads still close its files, the pair's lock
+// among them: give the lock a few seconds to go before taking the pair for another search's.
+bool pairStillInUse(const RecoveryPairPaths& pair) {
+  for (int i = 0; i < 50; ++i) {
+    if (!recoveryPairInUse(pair)) return false;
+    ::usleep(100'000);
+  }
+  return true;
+}
+
 }  // namespace
 
 bool watchdogShouldRestart(RecoveryPairPresence pair, bool pairInUse, int restartsSoFar) {
@@ -144,7 +154,8 @@ int runWatchdog(const WatchdogOptions& options) {
   waitForEnd(options.watchedProcess);
   const RecoveryPairPaths pair = RecoveryPairPaths::inFolder(options.pairFolder);
   const int restarts = restartsSoFar();
-  if (!watchdogShouldRestart(recoveryPairPresence(pair), recoveryPairInUse(pair), restarts)) return 0;
+  const RecoveryPairPresence presence = recoveryPairPresence(pair);
+  if (!watchdogShouldRestart(presence, presence.both() && pairStillInUse(pair), restarts)) return 0;
   std::vector<std::string> arguments{options.program, kAutoResumeArgument};
   arguments.insert(arguments.end(), options.restartArguments.begin(), options.restartArguments.end());
   std::vector<char*> argv = argumentVector(arguments);
