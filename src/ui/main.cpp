@@ -48,8 +48,9 @@ int main(int argc, char** argv) {
   parser.setApplicationDescription("Recovers deleted and lost files from disks, volumes and disk images.");
   parser.addHelpOption();
   parser.addVersionOption();
-  parser.addPositionalArgument("files", "Disk images to put into the lists of drives and volumes, or a recovery "
-                               "session file (.nvs) to open.", "[FILE...]");
+  parser.addPositionalArgument("files", "Disk images to put into the lists of drives and volumes, a recovery "
+                               "session file (.nvs) to open, or \"auto\" to resume the signature search a program "
+                               "that ended left.", "[FILE...]");
   // For documentation and checks: draw the window once into a PNG and quit.
   QCommandLineOption screenshot("screenshot", "Write the window to FILE as PNG and quit.", "FILE");
   QCommandLineOption walk("walk-screens", "Walk every screen with the image given and write each to DIR.", "DIR");
