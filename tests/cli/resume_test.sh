@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
 # A signature search killed midway resumes from its recovery pair: the disk search of carve-disk
-# copies spread over a 4 GiB sparse disk, and the free-space search of a FAT32 volume, are each killed
-# once past the middle copy; both files of the pair are there, `nua-recover resume` finishes the search,
-# and its tree equals that of a search never interrupted (same finds, same names, same numbers); the
-# pair is gone at the end.
+# copies spread over a 4 GiB sparse disk, and the free-space searches of a FAT32 volume and of an
+# HFS+ volume inside a GPT disk, are each killed once past the middle copy; both files of the pair
+# are there, `nua-recover resume` finishes the search, and its tree equals that of a search never
+# interrupted (same finds, same names, same numbers); the pair is gone at the end.
 set -euo pipefail
 recover=$1
 mkimage=$2
@@ -90,6 +90,24 @@ PY
 )
 search=(scan "$fat" --mode photos-advanced --target volume --signatures all --json --quiet)
 killAndResume "$clusterAfterMiddleCopy" "FAT free-space search"
+
+# And for the free-space search of an HFS+ volume that begins inside its device (the kit's carve-hfs
+# in a GPT, made 4 GiB), whose position counts 4 KiB blocks: the resume must find the volume again.
+hfs="$work/hfs.img"
+"$mkimage" make carve-hfs "$hfs" --size-mib 4096 > /dev/null
+blockAfterMiddleCopy=$(python3 - "$hfs" "$work/carve.img" << 'PY'
+import sys
+volumeStart = 64 * 512
+with open(sys.argv[1], "r+b") as f:
+    carve = open(sys.argv[2], "rb").read()
+    for offset in (64 << 20, 2 << 30, (4 << 30) - (64 << 20)):
+        f.seek(volumeStart + offset)
+        f.write(carve)
+print(((2 << 30) + len(carve)) // 4096)
+PY
+)
+search=(scan "$hfs" --mode photos-advanced --target volume --signatures all --json --quiet)
+killAndResume "$blockAfterMiddleCopy" "HFS+ free-space search"
 
 # Nothing left to resume is an error, not a scan.
 status=0

@@ -36,8 +36,10 @@ struct Scan {
     addDataExtStartBlock(300, 18, holiday);
     tree.add(tree.root, u"notes.txt", 2, 10);
     tree.finish();
+    // A volume of an unmounted disk's partition list: it begins inside the device.
     volume.volumeScanType = 2;
-    volume.path = "/dev/sdz2";
+    volume.path = "/dev/sdz";
+    volume.startSector = volume.HPlusVolStart = 2048;
     volume.volumeName = "Camera";
     volume.volumeContent = "FAT32";
     volume.u32BytesInSector = 512;
@@ -150,6 +152,9 @@ TEST(RecoveryPairTest, EverythingComesBackAndModesOutOfRangeBecomeUnset) {
   const RecoveryPairData& d = *read.data;
   EXPECT_EQ(d.selectedVolume->volumeName, "Camera");
   EXPECT_EQ(d.selectedVolume->volumeScanType, 2);
+  // Its start is not among its kind's keys, but the resumed search must read the volume, not the disk.
+  EXPECT_EQ(d.selectedVolume->startSector, 2048u);
+  EXPECT_EQ(d.selectedVolume->HPlusVolStart, 2048u);
   EXPECT_EQ(d.mainScanStatus, "Searching JPG");
   EXPECT_EQ(std::make_tuple(d.treeScanMode, d.scanMode, d.rawSearchMode, d.isPTListOrPTScanListChosen),
             std::make_tuple(0, 2, 4, 1));

@@ -193,9 +193,16 @@ bool makeCarveFat(const std::string& outPath, const ScenarioOptions& options, Ma
 }
 
 // HFS+ in a GPT partition at sector 64, 4 KiB blocks; deleted files keep their blocks
-// in free space, and two JPEGs are written in two extents each, one live and one deleted.
+// in free space, and two JPEGs are written in two extents each, one live and one deleted. With
+// `--size-mib N` the volume is N MiB (its content stays at the start, the rest is free and sparse).
 bool makeCarveHfs(const std::string& outPath, const ScenarioOptions& options, Manifest& manifest, std::string& error) {
   constexpr std::uint64_t kVolumeStart = 64;
+  std::uint64_t sizeMiB = 0;
+  if (!optionUint(options, "size-mib", 0, sizeMiB, error)) return false;
+  if (sizeMiB > 1024 * 1024) {
+    error = "size-mib must be at most 1048576";
+    return false;
+  }
   CarveSet set;
   if (!makeCarveSet(options.seed, true, set, manifest, error)) return false;
   DiskVolume volume;
@@ -204,6 +211,7 @@ bool makeCarveHfs(const std::string& outPath, const ScenarioOptions& options, Ma
   volume.hfs.deletedRecordsIn = HfsDeletedPlacement::kJournal;
   volume.hfs.sectorSize = kSectorSize;
   volume.hfs.seed = options.seed;
+  volume.hfs.totalBlocks = sizeMiB * 1024 * 1024 / volume.hfs.blockSize;
   const auto add = [&](const std::string& path, std::vector<std::byte> bytes, bool deleted, std::uint32_t fragments) {
     HfsFileSpec file;
     file.path = path;

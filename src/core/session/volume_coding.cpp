@@ -208,6 +208,10 @@ Parsed<std::shared_ptr<Volume>> initVolumeWithCoder(const KeyedValue& value) {
   // stored, so a reopened FAT result reads through its extents alone.
   v->fat.u8SectorPerCluster = static_cast<std::uint8_t>(v->blockSize & 0xFF);
   if (!keys.reason().empty()) return Result::failure(keys.reason());
+  // A volume of a device's partition list is stored without "startSector"; its file system's start is
+  // where it begins (a wrapped HFS+ volume is then read from its own header). Without it, a resumed
+  // search of a volume inside an image or a disk would read the device's first sectors as the volume's.
+  if (v->volumeScanType == 2 && object->find("startSector") == nullptr) v->startSector = v->HPlusVolStart;
   // Every read multiplies by the sector size; a stored 0 (or a negative one) would divide by nothing
   // later, so it is taken as the 512 a drive without the key gets.
   if (v->u32BytesInSector <= 0) v->u32BytesInSector = 512;
