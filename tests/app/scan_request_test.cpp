@@ -19,9 +19,19 @@
 namespace nua {
 namespace {
 
-std::string kitImage(const std::string& scenario) {
-  static const std::filesystem::path folder =
+// The images of this process, removed when it ends.
+struct ImageFolder {
+  std::filesystem::path path =
       std::filesystem::temp_directory_path() / ("nua-scan-request-" + std::to_string(::getpid()));
+  ~ImageFolder() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  }
+};
+
+std::string kitImage(const std::string& scenario) {
+  static const ImageFolder images;
+  const std::filesystem::path& folder = images.path;
   std::filesystem::create_directories(folder);
   const std::string path = (folder / (scenario + ".img")).string();
   imagekit::Manifest manifest;

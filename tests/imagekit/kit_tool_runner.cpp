@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <vector>
 
 namespace nua::imagekit::test {
 
@@ -43,12 +44,27 @@ std::string runTool(const std::vector<std::string>& argv, int& exitCode) {
   return output;
 }
 
+namespace {
+
+// Scratch folders go when the test process ends, so that runs of the suite leave nothing in /tmp.
+struct ScratchFolders {
+  std::vector<std::filesystem::path> made;
+  ~ScratchFolders() {
+    std::error_code ignored;
+    for (const auto& folder : made) std::filesystem::remove_all(folder, ignored);
+  }
+};
+
+}  // namespace
+
 std::string scratchDirectory(const std::string& name) {
+  static ScratchFolders folders;
   const char* base = std::getenv("TEST_TMPDIR");
   std::filesystem::path dir = std::filesystem::path(base != nullptr ? base : "/tmp") /
                               ("nua-kit-" + std::to_string(::getpid()) + "-" + name);
   std::filesystem::remove_all(dir);
   std::filesystem::create_directories(dir);
+  folders.made.push_back(dir);
   return dir.string();
 }
 
