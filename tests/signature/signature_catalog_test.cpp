@@ -3,6 +3,7 @@
 #include "signature/signature_catalog.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -14,7 +15,9 @@ class SignatureCatalogTest : public ::testing::Test {
  protected:
   void SetUp() override {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    userDir = std::filesystem::temp_directory_path() / (std::string("nua-sigcat-") + info->name());
+    // Parameterised cases share a name and CTest runs them side by side: the process keeps them apart.
+    userDir = std::filesystem::temp_directory_path() /
+              (std::string("nua-sigcat-") + info->name() + "-" + std::to_string(::getpid()));
     std::filesystem::remove_all(userDir);
   }
   void TearDown() override { std::filesystem::remove_all(userDir); }
