@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
@@ -15,9 +16,10 @@ class SignatureCatalogTest : public ::testing::Test {
  protected:
   void SetUp() override {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    // Parameterised cases share a name and CTest runs them side by side: the process keeps them apart.
-    userDir = std::filesystem::temp_directory_path() /
-              (std::string("nua-sigcat-") + info->name() + "-" + std::to_string(::getpid()));
+    // A parameterised case's name holds a "/", which would leave a folder above the case's own.
+    std::string name = info->name();
+    std::replace(name.begin(), name.end(), '/', '-');
+    userDir = std::filesystem::temp_directory_path() / ("nua-sigcat-" + name + "-" + std::to_string(::getpid()));
     std::filesystem::remove_all(userDir);
   }
   void TearDown() override { std::filesystem::remove_all(userDir); }
