@@ -31,6 +31,8 @@ info="$folder/KelvoMediaAutoRecoveryInfo.dat"
 export XDG_RUNTIME_DIR="$work/run"
 mkdir -m 700 -p "$XDG_RUNTIME_DIR"
 position() { od -An -tu8 --endian=big -N8 "$info" 2> /dev/null | tr -d ' '; }
+# The processes whose parent is `$1`, from /proc (no procps needed).
+childrenOf() { awk -v parent="$1" '$4 == parent { print $1 }' /proc/[0-9]*/stat 2> /dev/null || true; }
 # Waits up to 60 s for the Info file to pass `$1` while process `$2` runs.
 waitPast() {
   for _ in $(seq 1 1200); do
@@ -57,7 +59,7 @@ main=$!
 pids+=("$main")
 # The resumed search writes its own pair from the start, then moves past where the first one ended.
 waitPast "$cliPosition" "$main" || fail "the desktop program did not resume the search ($(position))"
-watchdog=$(pgrep -P "$main" || true)
+watchdog=$(childrenOf "$main")
 [ -n "$watchdog" ] || fail "no watchdog was started with the search"
 pids+=("$watchdog")
 tr '\0' ' ' < "/proc/$watchdog/cmdline" | grep -q -- "--watch-process $main " || fail "the watchdog watches another process"
@@ -94,7 +96,7 @@ timeout 20 "$desktop" > "$work/second.log" 2>&1 || status=$?
 kill -0 "$restarted" 2> /dev/null || fail "the running program ended on the second start's request"
 
 # Ending normally after the search: its watchdog finds no pair and starts nothing.
-secondWatchdog=$(pgrep -P "$restarted" || true)
+secondWatchdog=$(childrenOf "$restarted")
 kill -TERM "$restarted"
 for _ in $(seq 1 100); do kill -0 "$restarted" 2> /dev/null || break; sleep 0.05; done
 if [ -n "$secondWatchdog" ]; then
