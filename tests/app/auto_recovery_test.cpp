@@ -3,6 +3,7 @@
 // search started again exactly at the saved position; the pair kept around the next search, and
 // damaged or unwritable pairs.
 #include "app/wizard_controller.h"
+#include "recording_scan_launcher.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -19,21 +20,6 @@ namespace nua {
 namespace {
 
 namespace fs = std::filesystem;
-
-class StartedLauncher : public ScanLauncher {
- public:
-  void detach(ScanEntry e, std::shared_ptr<Volume> v, ScanArguments a) override {
-    entry = e;
-    volume = std::move(v);
-    arguments = std::move(a);
-    ++count;
-  }
-  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
-  ScanEntry entry = ScanEntry::kStartMakingTree;
-  std::shared_ptr<Volume> volume;
-  ScanArguments arguments;
-  int count = 0;
-};
 
 std::vector<std::shared_ptr<SigNode>> catalog() {
   auto images = std::make_shared<SigNode>();
@@ -131,7 +117,7 @@ class AutoRecoveryTest : public ::testing::Test {
   StateFolderLocation location{search.folder.string()};
   NullWizardView view;
   RecordingUiBridge ui;
-  StartedLauncher launcher;
+  apptest::RecordingScanLauncher launcher;
   MediaSources sources;
   std::unique_ptr<WizardController> controller;
 };

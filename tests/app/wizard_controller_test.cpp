@@ -1,5 +1,6 @@
 // The controller's rules around the decision: resumes, texts, control states.
 #include "app/wizard_controller.h"
+#include "recording_scan_launcher.h"
 
 #include <gtest/gtest.h>
 
@@ -21,21 +22,6 @@ class FakeView : public NullWizardView {
   std::vector<std::string> screens;
   std::map<WizardControl, bool> enabled, hidden;
   std::map<WizardField, std::string> texts;
-};
-
-class FakeLauncher : public ScanLauncher {
- public:
-  void detach(ScanEntry e, std::shared_ptr<Volume> v, ScanArguments a) override {
-    entry = e;
-    volume = std::move(v);
-    args = std::move(a);
-    ++count;
-  }
-  void detachVolumeScan(std::shared_ptr<MediaReader>) override {}
-  ScanEntry entry{};
-  std::shared_ptr<Volume> volume;
-  ScanArguments args;
-  int count = 0;
 };
 
 DriveRow diskRow() {
@@ -80,7 +66,7 @@ class ControllerTest : public ::testing::Test {
   }
   FakeView view;
   RecordingUiBridge ui;
-  FakeLauncher launcher;
+  apptest::RecordingScanLauncher launcher;
   MediaSources sources;
   DriveListing listing;
   std::unique_ptr<WizardController> controller;
@@ -110,11 +96,11 @@ TEST_F(ControllerTest, ResumeAddsBeginPositionAndAutoOnlyToSearchModes) {
     controller->rawSearchMode = mode;
     controller->rawSliderNextClicked(true);
     const bool tail = mode >= 1 && mode <= 4;
-    ASSERT_GE(launcher.args.size(), 2u);
-    const auto* last = std::get_if<std::string>(&launcher.args.back());
+    ASSERT_GE(launcher.arguments.size(), 2u);
+    const auto* last = std::get_if<std::string>(&launcher.arguments.back());
     EXPECT_EQ(last != nullptr && *last == "auto", tail) << "mode " << mode;
     if (tail) {
-      EXPECT_EQ(std::get<std::int64_t>(launcher.args[launcher.args.size() - 2]), 123456);
+      EXPECT_EQ(std::get<std::int64_t>(launcher.arguments[launcher.arguments.size() - 2]), 123456);
     }
   }
 }

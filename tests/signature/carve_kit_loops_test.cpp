@@ -84,14 +84,8 @@ TEST_P(CarveKitSearch, FindsWhatThePlantingSaysAndSavesItWhole) {
   const KitImage& image = carvetest::kitImage(c.scenario);
   ASSERT_FALSE(image.planted.empty());
   MemorySectorSource source(image.bytes, 512);
-  carvetest::CarveRequest request;
-  request.loop = c.loop;
-  request.geometry = carvetest::geometryOf(image);
   std::unique_ptr<FreeSpaceMap> freeSpace;
-  if (c.freeSpaceOnly) {
-    freeSpace = carvetest::freeSpaceOf(image, request.geometry, source);
-    request.freeSpace = freeSpace.get();
-  }
+  carvetest::CarveRequest request = carvetest::requestFor(image, c.loop, c.freeSpaceOnly, source, freeSpace);
   std::unique_ptr<LiveFileStarts> known;
   if (c.liveFilesKnown) {
     known = std::make_unique<LiveFileStarts>(image.manifest.volumes.at(0));

@@ -21,14 +21,8 @@ TEST_P(CarveKitResume, FromEverySavedPositionTheRestIsFoundAgain) {
   const ResumeCase& c = GetParam();
   const carvetest::KitImage& image = carvetest::kitImage(c.scenario);
   MemorySectorSource source(image.bytes, 512);
-  carvetest::CarveRequest request;
-  request.loop = c.loop;
-  request.geometry = carvetest::geometryOf(image);
   std::unique_ptr<FreeSpaceMap> freeSpace;
-  if (c.freeSpaceOnly) {
-    freeSpace = carvetest::freeSpaceOf(image, request.geometry, source);
-    request.freeSpace = freeSpace.get();
-  }
+  carvetest::CarveRequest request = carvetest::requestFor(image, c.loop, c.freeSpaceOnly, source, freeSpace);
   scantest::RecordingResume positions;
   request.resume = &positions;
   const auto whole = carvetest::runCarve(image, request);

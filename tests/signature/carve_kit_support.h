@@ -154,6 +154,19 @@ struct CarveRequest {
   std::uint64_t resumeUnit = 0;  // 0: a fresh search
 };
 
+// The request for `loop` over `image`; a free-space search gets its map, kept in `freeSpace`.
+inline CarveRequest requestFor(const KitImage& image, SignatureScanLoop loop, bool freeSpaceOnly, SectorSource& source,
+                               std::unique_ptr<FreeSpaceMap>& freeSpace) {
+  CarveRequest request;
+  request.loop = loop;
+  request.geometry = geometryOf(image);
+  if (freeSpaceOnly) {
+    freeSpace = freeSpaceOf(image, request.geometry, source);
+    request.freeSpace = freeSpace.get();
+  }
+  return request;
+}
+
 inline std::unique_ptr<CarveRun> runCarve(const KitImage& image, const CarveRequest& request) {
   auto run = std::make_unique<CarveRun>();
   run->volumeStartSector = request.geometry.volumeStartSector;
